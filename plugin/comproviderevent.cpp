@@ -1,0 +1,6 @@
+#include "comproviderevent.h"
+
+void registerComProviderEventType()
+{
+    qRegisterMetaType<ComProviderEvent>("ComProviderEvent");
+}

@@ -1,0 +1,132 @@
+#include "calibrationsources.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+QString hexDigits(quint32 id)
+{
+    return QStringLiteral("%1").arg(id, 4, 16, QLatin1Char('0'));
+}
+
+bool isInsideFolder(const QString &path, const QString &folder)
+{
+    return path.startsWith(folder + QLatin1Char('/'));
+}
+
+} // namespace
+
+QString calibrationSourceLabel(CalibrationSource source)
+{
+    switch (source) {
+    case CalibrationSource::BaseDevice:
+        return QStringLiteral("Base device");
+    case CalibrationSource::ProfileOverride:
+        return QStringLiteral("Profile override");
+    default:
+        return QStringLiteral("Defaults");
+    }
+}
+
+QString calibrationSourceLabel(int source)
+{
+    return calibrationSourceLabel(static_cast<CalibrationSource>(source));
+}
+
+QString sanitizedDeviceName(const QString &name)
+{
+    QString result = name.trimmed().toLower();
+    for (QChar &c : result) {
+        if (!c.isLetter() && !c.isDigit())
+            c = QLatin1Char('_');
+    }
+    while (result.contains(QLatin1String("__")))
+        result.replace(QLatin1String("__"), QLatin1String("_"));
+    result = result.left(64).trimmed();
+    return result.isEmpty() ? QStringLiteral("unknown") : result;
+}
+
+QString baseCalibrationFileName(const GamepadDeviceIdentity &identity)
+{
+    if (identity.name.trimmed().isEmpty() && identity.vendorId == 0 && identity.productId == 0)
+        return {};
+    return QStringLiteral("%1_%2_%3.json")
+        .arg(hexDigits(identity.vendorId), hexDigits(identity.productId),
+             sanitizedDeviceName(identity.name));
+}
+
+QString findBaseCalibrationFile(const GamepadDeviceIdentity &identity)
+{
+    const QString fileName = baseCalibrationFileName(identity);
+    if (fileName.isEmpty())
+        return {};
+    const QStringList roots = candidateProfileRoots();
+    for (const QString &root : roots) {
+        const QString path = QDir(root).filePath(kBaseCalibrationFolder + u'/' + fileName);
+        if (QFileInfo(path).isFile())
+            return path;
+    }
+    return {};
+}
+
+QString baseCalibrationWritePath(const GamepadDeviceIdentity &identity)
+{
+    const QString fileName = baseCalibrationFileName(identity);
+    const QString root = writableProfilesRoot();
+    if (fileName.isEmpty() || root.isEmpty())
+        return {};
+    return QDir(root).filePath(kBaseCalibrationFolder + u'/' + fileName);
+}
+
+bool profileCanCarryOverride(const GamepadProfileInfo &profile)
+{
+    return !profile.id.isNull() && !profile.folder.trimmed().isEmpty();
+}
+
+QString profileOverridePath(const GamepadProfileInfo &profile)
+{
+    if (!profileCanCarryOverride(profile))
+        return {};
+    const QString folder = QDir::cleanPath(profile.folder.trimmed());
+    const QString name = profile.calibrationOverrideFile.trimmed();
+    const QString defaultPath = QDir(folder).filePath(kDefaultOverrideFile);
+    if (name.isEmpty())
+        return defaultPath;
+    if (QDir::isAbsolutePath(name))
+        return QDir::cleanPath(name);
+    // A relative name never leads out of the profile's folder.
+    const QString path = QDir::cleanPath(QDir(folder).filePath(name));
+    return isInsideFolder(path, folder) ? path : defaultPath;
+}
+
+ResolvedCalibration resolveCalibration(const GamepadDeviceIdentity &identity,
+                                       const GamepadProfileInfo &profile, int axisCount,
+                                       int buttonCount)
+{
+    ResolvedCalibration result;
+    result.calibration = defaultCalibration(axisCount, buttonCount);
+
+    result.basePath = findBaseCalibrationFile(identity);
+    GamepadCalibration loaded;
+    if (!result.basePath.isEmpty() &&
+        loadCalibrationFile(result.basePath, &loaded, nullptr, axisCount, buttonCount)) {
+        result.calibration = loaded;
+        result.source = CalibrationSource::BaseDevice;
+        result.sourcePath = result.basePath;
+    }
+
+    result.overridePath = profileOverridePath(profile);
+    const bool overrideMode =
+        profile.calibrationMode.trimmed().compare(QLatin1String("override"), Qt::CaseInsensitive) ==
+        0;
+    if (overrideMode && !result.overridePath.isEmpty() &&
+        loadCalibrationFile(result.overridePath, &loaded, nullptr, axisCount, buttonCount)) {
+        result.calibration = loaded;
+        result.source = CalibrationSource::ProfileOverride;
+        result.sourcePath = result.overridePath;
+    }
+
+    result.calibration = normalizeCalibration(result.calibration, axisCount, buttonCount);
+    return result;
+}

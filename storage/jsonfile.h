@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QString>
+
+// The texts a JSON writer and its matching reader report. %1 is the path, %2 the file's or the
+// parser's error text.
+struct JsonFileMessages
+{
+    QString cannotWrite;   // %1
+    QString writeFailed;   // %1
+    QString commitFailed;  // %1 %2
+    QString cannotOpen;    // %1
+    QString invalidJson;   // %1 %2
+    QString notAnObject;   // the %2 of invalidJson when the document is not an object
+};
+
+// French texts of the profile editor and the profile metadata, translated in the editor's context.
+JsonFileMessages editorJsonMessages();
+// English texts of the action linker, never translated.
+JsonFileMessages linkerJsonMessages();
+
+// The one atomic JSON writer: the bytes go to a temporary file beside the target, their count is
+// checked, then the temporary is renamed over the target. On any failure the previous file stays
+// untouched, no temporary is left behind, `error` gets the message and the result is false.
+bool writeJsonFileAtomic(const QString &path, const QByteArray &bytes, QString *error,
+                         const JsonFileMessages &messages = editorJsonMessages());
+bool writeJsonFileAtomic(const QString &path, const QJsonObject &object, QString *error,
+                         bool indented = true);
+bool writeJsonFileAtomic(const QString &path, const QJsonArray &array, QString *error,
+                         bool indented = true);
+// The action linker's writer: always indented, English messages.
+bool writeLinkerJsonFileAtomic(const QString &path, const QJsonObject &object, QString *error);
+
+// Reads a JSON document; fails with "cannot open" or "invalid JSON" from `messages`.
+bool readJsonFile(const QString &path, QJsonDocument *out, QString *error,
+                  const JsonFileMessages &messages = editorJsonMessages());
+// Same, but the document must be an object.
+bool readJsonObjectFile(const QString &path, QJsonObject *out, QString *error,
+                        const JsonFileMessages &messages = editorJsonMessages());

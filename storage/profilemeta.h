@@ -1,0 +1,52 @@
+#pragma once
+
+#include "profilestore.h"
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+#include <QUuid>
+
+// The content of a profile's "meta.json", as the profile editor keeps it.
+struct GamepadProfileMeta
+{
+    QUuid id; // null: the folder holds no valid id and the editor treats the profile as new
+    QString name = QStringLiteral("Gamepad");
+    QString folder;
+    QString imageFile = QStringLiteral("image.png");
+    QString overlayFile = QStringLiteral("overlay.json");
+    QString configFile = QStringLiteral("configActionGamepad.json");
+    QStringList deviceNames;
+    QString createdAt;
+    QString modifiedAt;
+    QString calibrationMode = QStringLiteral("inherit");
+    QString calibrationOverrideFile;
+    quint32 vendorId = 0;
+    quint32 productId = 0;
+    GamepadProfileKind kind = GamepadProfileKind::User;
+
+    QString imagePath() const;
+    QString overlayPath() const;
+    QString configPath() const;
+
+    bool operator==(const GamepadProfileMeta &o) const;
+};
+
+constexpr int kProfileMetaVersion = 4;
+
+// "override" when the mode says so in any case, otherwise "inherit".
+QString normalizedCalibrationMode(const QString &mode);
+// Reads an id written as "0x045e", "045e" or a JSON number; 0 when unreadable.
+quint32 readHexId(const QJsonValue &value);
+
+GamepadProfileMeta profileMetaFromJson(const QJsonObject &object, const QString &folder);
+QJsonObject profileMetaToJson(const GamepadProfileMeta &meta);
+
+// Reads folder/"meta.json". Fails with the reader's text, or "Type de profil inconnu dans %1"
+// when the file is of another type.
+bool readProfileMeta(const QString &folder, GamepadProfileMeta *out, QString *error);
+// Stamps "modifiedAt" (and "createdAt" on the first save) with `nowUtc` and writes folder/"meta.json"
+// through the atomic writer.
+bool writeProfileMeta(GamepadProfileMeta *meta, QString *error,
+                      const QDateTime &nowUtc = QDateTime::currentDateTimeUtc());
