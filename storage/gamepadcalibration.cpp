@@ -226,8 +226,7 @@ bool GamepadCalibration::AxisSettings::operator==(const AxisSettings &o) const
            deadzoneRadius == o.deadzoneRadius && invert == o.invert &&
            curvePreset == o.curvePreset && gamma == o.gamma && outputScale == o.outputScale &&
            outputOffset == o.outputOffset && negativeRaw == o.negativeRaw &&
-           positiveRaw == o.positiveRaw && activeRaw == o.activeRaw &&
-           publishMode == o.publishMode;
+           positiveRaw == o.positiveRaw && activeRaw == o.activeRaw && publishMode == o.publishMode;
 }
 
 bool GamepadCalibration::ButtonSettings::operator==(const ButtonSettings &o) const
@@ -241,10 +240,9 @@ bool GamepadCalibration::ButtonSettings::operator==(const ButtonSettings &o) con
 bool GamepadCalibration::GateSettings::operator==(const GateSettings &o) const
 {
     return enabled == o.enabled && key == o.key && source2dKey == o.source2dKey &&
-           xAxis == o.xAxis && yAxis == o.yAxis && centerX == o.centerX &&
-           centerY == o.centerY && radius == o.radius && hysteresis == o.hysteresis &&
-           emitOnEnter == o.emitOnEnter && emitOnExit == o.emitOnExit &&
-           invertOutput == o.invertOutput;
+           xAxis == o.xAxis && yAxis == o.yAxis && centerX == o.centerX && centerY == o.centerY &&
+           radius == o.radius && hysteresis == o.hysteresis && emitOnEnter == o.emitOnEnter &&
+           emitOnExit == o.emitOnExit && invertOutput == o.invertOutput;
 }
 
 bool GamepadCalibration::operator==(const GamepadCalibration &o) const

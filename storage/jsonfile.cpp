@@ -26,12 +26,9 @@ JsonFileMessages editorJsonMessages()
 
 JsonFileMessages linkerJsonMessages()
 {
-    return {QStringLiteral("Cannot write %1"),
-            QStringLiteral("Write failed for %1"),
-            QStringLiteral("Commit failed for %1 (%2)"),
-            QStringLiteral("Cannot open %1"),
-            QStringLiteral("Invalid JSON in %1 (%2)"),
-            QStringLiteral("not an object")};
+    return {QStringLiteral("Cannot write %1"),           QStringLiteral("Write failed for %1"),
+            QStringLiteral("Commit failed for %1 (%2)"), QStringLiteral("Cannot open %1"),
+            QStringLiteral("Invalid JSON in %1 (%2)"),   QStringLiteral("not an object")};
 }
 
 bool writeJsonFileAtomic(const QString &path, const QByteArray &bytes, QString *error,

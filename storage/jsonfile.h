@@ -10,12 +10,12 @@
 // parser's error text.
 struct JsonFileMessages
 {
-    QString cannotWrite;   // %1
-    QString writeFailed;   // %1
-    QString commitFailed;  // %1 %2
-    QString cannotOpen;    // %1
-    QString invalidJson;   // %1 %2
-    QString notAnObject;   // the %2 of invalidJson when the document is not an object
+    QString cannotWrite;  // %1
+    QString writeFailed;  // %1
+    QString commitFailed; // %1 %2
+    QString cannotOpen;   // %1
+    QString invalidJson;  // %1 %2
+    QString notAnObject;  // the %2 of invalidJson when the document is not an object
 };
 
 // French texts of the profile editor and the profile metadata, translated in the editor's context.

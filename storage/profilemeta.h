@@ -46,7 +46,7 @@ QJsonObject profileMetaToJson(const GamepadProfileMeta &meta);
 // Reads folder/"meta.json". Fails with the reader's text, or "Type de profil inconnu dans %1"
 // when the file is of another type.
 bool readProfileMeta(const QString &folder, GamepadProfileMeta *out, QString *error);
-// Stamps "modifiedAt" (and "createdAt" on the first save) with `nowUtc` and writes folder/"meta.json"
-// through the atomic writer.
+// Stamps "modifiedAt" (and "createdAt" on the first save) with `nowUtc` and writes
+// folder/"meta.json" through the atomic writer.
 bool writeProfileMeta(GamepadProfileMeta *meta, QString *error,
                       const QDateTime &nowUtc = QDateTime::currentDateTimeUtc());

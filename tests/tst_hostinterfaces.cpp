@@ -31,8 +31,7 @@ QStringList enumKeys(const QMetaEnum &e)
 
 // Itanium C++ ABI: a pointer to a virtual member function holds 1 + the byte offset of its
 // entry in the virtual table. The host calls our objects through those entries.
-template <typename F>
-qptrdiff vtableOffset(F member)
+template <typename F> qptrdiff vtableOffset(F member)
 {
     static_assert(sizeof(F) == 2 * sizeof(qptrdiff));
     qptrdiff words[2];
@@ -109,12 +108,12 @@ void tst_HostInterfaces::deviceVirtualSlotOrder()
 {
     const qptrdiff word = sizeof(void *);
     const QList<qptrdiff> offsets{
-        vtableOffset(&IComInterface::start),         vtableOffset(&IComInterface::stop),
-        vtableOffset(&IComInterface::close),         vtableOffset(&IComInterface::reservedSlot4),
-        vtableOffset(&IComInterface::info),          vtableOffset(&IComInterface::reservedSlot6),
-        vtableOffset(&IComInterface::setParameter),  vtableOffset(&IComInterface::deviceType),
-        vtableOffset(&IComInterface::noCodeApp),     vtableOffset(&IComInterface::value),
-        vtableOffset(&IComInterface::status),        vtableOffset(&IComInterface::functions),
+        vtableOffset(&IComInterface::start),        vtableOffset(&IComInterface::stop),
+        vtableOffset(&IComInterface::close),        vtableOffset(&IComInterface::reservedSlot4),
+        vtableOffset(&IComInterface::info),         vtableOffset(&IComInterface::reservedSlot6),
+        vtableOffset(&IComInterface::setParameter), vtableOffset(&IComInterface::deviceType),
+        vtableOffset(&IComInterface::noCodeApp),    vtableOffset(&IComInterface::value),
+        vtableOffset(&IComInterface::status),       vtableOffset(&IComInterface::functions),
     };
     QCOMPARE(offsets.first(), QObjectProbe::lastVirtual() + word);
     for (int i = 1; i < offsets.size(); ++i)
@@ -136,11 +135,16 @@ void tst_HostInterfaces::providerVirtualSlotOrder()
     using P = IComInterfaceModelProvider;
     const qptrdiff word = sizeof(void *);
     const QList<qptrdiff> offsets{
-        vtableOffset(&P::vendor),    vtableOffset(&P::name),
-        vtableOffset(&P::model),     vtableOffset(&P::itemDelegate),
-        vtableOffset(&P::selectedInterfaces), vtableOffset(&P::configurationWindow),
-        vtableOffset(&P::reservedA), vtableOffset(&P::reservedB),
-        vtableOffset(&P::services),  vtableOffset(&P::setServices),
+        vtableOffset(&P::vendor),
+        vtableOffset(&P::name),
+        vtableOffset(&P::model),
+        vtableOffset(&P::itemDelegate),
+        vtableOffset(&P::selectedInterfaces),
+        vtableOffset(&P::configurationWindow),
+        vtableOffset(&P::reservedA),
+        vtableOffset(&P::reservedB),
+        vtableOffset(&P::services),
+        vtableOffset(&P::setServices),
         vtableOffset(&P::icon),
     };
     QCOMPARE(offsets.first(), QObjectProbe::lastVirtual() + word);
@@ -173,8 +177,9 @@ void tst_HostInterfaces::providerEventFillsSourceAndCrossesQueuedSignals()
 
     QList<ComProviderEvent> received;
     QObject receiver;
-    connect(&provider, &IComInterfaceModelProvider::eventPosted, &receiver,
-            [&](const ComProviderEvent &e) { received << e; }, Qt::QueuedConnection);
+    connect(
+        &provider, &IComInterfaceModelProvider::eventPosted, &receiver,
+        [&](const ComProviderEvent &e) { received << e; }, Qt::QueuedConnection);
     QSignalSpy spy(&provider, &IComInterfaceModelProvider::eventPosted);
     emit provider.eventPosted(warning);
     QCOMPARE(spy.count(), 1);

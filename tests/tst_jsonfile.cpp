@@ -178,8 +178,8 @@ void tst_JsonFile::failsToReplaceADirectory()
     QString error;
     QVERIFY(!writeJsonFileAtomic(path("taken"), kSample, &error));
     QVERIFY2(error.startsWith(QStringLiteral("Impossible d’écrire %1").arg(path("taken"))) ||
-                 error.startsWith(QStringLiteral("Impossible de valider l’écriture de %1 (")
-                                      .arg(path("taken"))),
+                 error.startsWith(
+                     QStringLiteral("Impossible de valider l’écriture de %1 (").arg(path("taken"))),
              qPrintable(error));
     QVERIFY(QFileInfo(path("taken")).isDir());
     QCOMPARE(entriesOf(m_dir->path()), QStringList{"taken"});
@@ -196,8 +196,8 @@ void tst_JsonFile::readerReportsProblems_data()
     QTest::newRow("missing linker") << QByteArray() << true << QStringLiteral("Cannot open %1");
     QTest::newRow("empty file") << QByteArray("") << false << invalid;
     QTest::newRow("garbage") << QByteArray("{\"a\": ") << false << invalid;
-    QTest::newRow("garbage linker") << QByteArray("nope") << true
-                                    << QStringLiteral("Invalid JSON in %1 (");
+    QTest::newRow("garbage linker")
+        << QByteArray("nope") << true << QStringLiteral("Invalid JSON in %1 (");
     QTest::newRow("array") << QByteArray("[1, 2]") << false << invalid;
     QTest::newRow("binary") << QByteArray("\x00\xff\xfe", 3) << false << invalid;
 }
