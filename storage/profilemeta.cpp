@@ -1,0 +1,219 @@
+#include "profilemeta.h"
+
+#include "gamepadcalibration.h"
+#include "jsonfile.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonValue>
+#include <cmath>
+
+namespace {
+
+const QString kMetaType = QStringLiteral("GamepadDefinderMeta");
+const QString kDefaultName = QStringLiteral("Gamepad");
+const QString kDefaultImage = QStringLiteral("image.png");
+const QString kDefaultOverlay = QStringLiteral("overlay.json");
+const QString kDefaultConfig = QStringLiteral("configActionGamepad.json");
+const QString kDefaultOverride = QStringLiteral("calibration.override.json");
+
+// A file of the profile is named by a bare file name: anything that could reach outside the
+// profile folder (an absolute path, a separator, "." or "..") is replaced by the default.
+QString folderFileName(const QString &name, const QString &fallback)
+{
+    const QString trimmed = name.trimmed();
+    if (trimmed.isEmpty() || trimmed == QLatin1String(".") || trimmed == QLatin1String("..") ||
+        trimmed.contains(QLatin1Char('/')) || trimmed.contains(QLatin1Char('\\')) ||
+        QDir::isAbsolutePath(trimmed) || trimmed.contains(QLatin1Char(':')))
+        return fallback;
+    return trimmed;
+}
+
+QString pathInFolder(const QString &folder, const QString &file)
+{
+    if (folder.isEmpty())
+        return QString();
+    return QDir::cleanPath(folder + QLatin1Char('/') + file);
+}
+
+QString nameOrDefault(const QString &name)
+{
+    const QString trimmed = name.trimmed();
+    return trimmed.isEmpty() ? kDefaultName : trimmed;
+}
+
+QStringList readDeviceNames(const QJsonObject &object)
+{
+    QStringList names;
+    const QJsonArray array = object.value(QStringLiteral("deviceNames")).toArray();
+    for (const QJsonValue &value : array) {
+        const QString name = value.toString().trimmed();
+        if (!name.isEmpty())
+            names << name;
+    }
+    const QString single = object.value(QStringLiteral("deviceName")).toString().trimmed();
+    if (names.isEmpty() && !single.isEmpty())
+        names << single;
+    return names;
+}
+
+quint32 hexIdFromString(const QString &text)
+{
+    QString digits = text.trimmed();
+    if (digits.startsWith(QLatin1String("0x"), Qt::CaseInsensitive))
+        digits = digits.mid(2);
+    if (digits.isEmpty())
+        return 0;
+    for (const QChar c : digits) {
+        if (!c.isDigit() && !QStringLiteral("abcdefABCDEF").contains(c))
+            return 0;
+    }
+    bool ok = false;
+    const uint value = digits.toUInt(&ok, 16);
+    return ok ? value : 0;
+}
+
+} // namespace
+
+QString GamepadProfileMeta::imagePath() const
+{
+    return pathInFolder(folder, imageFile);
+}
+
+QString GamepadProfileMeta::overlayPath() const
+{
+    return pathInFolder(folder, overlayFile);
+}
+
+QString GamepadProfileMeta::configPath() const
+{
+    return pathInFolder(folder, configFile);
+}
+
+bool GamepadProfileMeta::operator==(const GamepadProfileMeta &o) const
+{
+    return id == o.id && name == o.name && folder == o.folder && imageFile == o.imageFile &&
+           overlayFile == o.overlayFile && configFile == o.configFile &&
+           deviceNames == o.deviceNames && createdAt == o.createdAt && modifiedAt == o.modifiedAt &&
+           calibrationMode == o.calibrationMode &&
+           calibrationOverrideFile == o.calibrationOverrideFile && vendorId == o.vendorId &&
+           productId == o.productId && kind == o.kind;
+}
+
+QString normalizedCalibrationMode(const QString &mode)
+{
+    const bool isOverride =
+        mode.trimmed().compare(QLatin1String("override"), Qt::CaseInsensitive) == 0;
+    return isOverride ? QStringLiteral("override") : QStringLiteral("inherit");
+}
+
+quint32 readHexId(const QJsonValue &value)
+{
+    if (value.isString())
+        return hexIdFromString(value.toString());
+    if (!value.isDouble())
+        return 0;
+    const double number = value.toDouble();
+    if (!std::isfinite(number) || number < 0 || number > 4294967295.0 ||
+        number != std::floor(number))
+        return 0;
+    return quint32(number);
+}
+
+GamepadProfileMeta profileMetaFromJson(const QJsonObject &object, const QString &folder)
+{
+    GamepadProfileMeta meta;
+    meta.id = QUuid::fromString(object.value(QStringLiteral("id")).toString().trimmed());
+    meta.name = nameOrDefault(object.value(QStringLiteral("name")).toString());
+    meta.folder = folder.isEmpty() ? QString() : QDir::cleanPath(folder);
+    meta.imageFile =
+        folderFileName(object.value(QStringLiteral("image")).toString(), kDefaultImage);
+    meta.overlayFile =
+        folderFileName(object.value(QStringLiteral("overlayFile")).toString(), kDefaultOverlay);
+    meta.configFile =
+        folderFileName(object.value(QStringLiteral("config")).toString(), kDefaultConfig);
+    meta.deviceNames = readDeviceNames(object);
+    meta.createdAt = object.value(QStringLiteral("createdAt")).toString();
+    meta.modifiedAt = object.value(QStringLiteral("modifiedAt")).toString();
+    meta.calibrationMode =
+        normalizedCalibrationMode(object.value(QStringLiteral("calibrationMode")).toString());
+    meta.calibrationOverrideFile =
+        object.value(QStringLiteral("calibrationOverrideFile")).toString().trimmed();
+    meta.vendorId = readHexId(object.value(QStringLiteral("vendorId")));
+    meta.productId = readHexId(object.value(QStringLiteral("productId")));
+    meta.kind = profileKindForFolder(meta.folder);
+    return meta;
+}
+
+QJsonObject profileMetaToJson(const GamepadProfileMeta &meta)
+{
+    const QString mode = normalizedCalibrationMode(meta.calibrationMode);
+    QJsonObject object{
+        {QStringLiteral("type"), kMetaType},
+        {QStringLiteral("version"), kProfileMetaVersion},
+        {QStringLiteral("id"), meta.id.toString(QUuid::WithoutBraces)},
+        {QStringLiteral("name"), nameOrDefault(meta.name)},
+        {QStringLiteral("image"), folderFileName(meta.imageFile, kDefaultImage)},
+        {QStringLiteral("overlayFile"), folderFileName(meta.overlayFile, kDefaultOverlay)},
+        {QStringLiteral("config"), folderFileName(meta.configFile, kDefaultConfig)},
+        {QStringLiteral("deviceName"), meta.deviceNames.value(0)},
+        {QStringLiteral("deviceNames"), QJsonArray::fromStringList(meta.deviceNames)},
+        {QStringLiteral("createdAt"), meta.createdAt},
+        {QStringLiteral("modifiedAt"), meta.modifiedAt},
+        {QStringLiteral("calibrationMode"), mode},
+        {QStringLiteral("vendorId"), paddedHexId(meta.vendorId)},
+        {QStringLiteral("productId"), paddedHexId(meta.productId)},
+    };
+    if (mode == QLatin1String("override")) {
+        const QString file = meta.calibrationOverrideFile.trimmed();
+        object.insert(QStringLiteral("calibrationOverrideFile"),
+                      file.isEmpty() ? kDefaultOverride : file);
+    }
+    return object;
+}
+
+bool readProfileMeta(const QString &folder, GamepadProfileMeta *out, QString *error)
+{
+    if (folder.trimmed().isEmpty()) {
+        if (error)
+            *error = editorJsonMessages().cannotOpen.arg(QStringLiteral("meta.json"));
+        return false;
+    }
+    const QString path = QDir::cleanPath(folder + QStringLiteral("/meta.json"));
+    QJsonObject object;
+    if (!readJsonObjectFile(path, &object, error))
+        return false;
+    if (object.value(QStringLiteral("type")).toString() != kMetaType) {
+        if (error)
+            *error =
+                QCoreApplication::translate("GamepadDefinder", "Type de profil inconnu dans %1")
+                    .arg(path);
+        return false;
+    }
+    if (out)
+        *out = profileMetaFromJson(object, folder);
+    return true;
+}
+
+bool writeProfileMeta(GamepadProfileMeta *meta, QString *error, const QDateTime &nowUtc)
+{
+    if (!meta)
+        return false;
+    // The stamps reach the caller's record only once the file is on disk.
+    GamepadProfileMeta stamped = *meta;
+    const QString now = nowUtc.toUTC().toString(Qt::ISODate);
+    if (stamped.createdAt.trimmed().isEmpty())
+        stamped.createdAt = now;
+    stamped.modifiedAt = now;
+    if (stamped.folder.trimmed().isEmpty()) {
+        if (error)
+            *error = editorJsonMessages().cannotWrite.arg(QStringLiteral("meta.json"));
+        return false;
+    }
+    const QString path = QDir::cleanPath(stamped.folder + QStringLiteral("/meta.json"));
+    if (!writeJsonFileAtomic(path, profileMetaToJson(stamped), error))
+        return false;
+    *meta = stamped;
+    return true;
+}
