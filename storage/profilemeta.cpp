@@ -217,3 +217,31 @@ bool writeProfileMeta(GamepadProfileMeta *meta, QString *error, const QDateTime 
     *meta = stamped;
     return true;
 }
+
+bool findProfileMetaForDevice(const GamepadDeviceIdentity &identity, GamepadProfileMeta *out)
+{
+    const QString name = identity.name.trimmed();
+    const bool knownModel = identity.vendorId != 0 && identity.productId != 0;
+    const QList<GamepadProfileInfo> catalog = profileCatalog();
+    GamepadProfileMeta byName;
+    bool foundByName = false;
+    for (const GamepadProfileInfo &info : catalog) {
+        GamepadProfileMeta meta;
+        if (!readProfileMeta(info.folder, &meta, nullptr))
+            continue;
+        if (knownModel && meta.vendorId == identity.vendorId &&
+            meta.productId == identity.productId) {
+            if (out)
+                *out = meta;
+            return true;
+        }
+        if (!foundByName && !name.isEmpty() &&
+            meta.deviceNames.contains(name, Qt::CaseInsensitive)) {
+            byName = meta;
+            foundByName = true;
+        }
+    }
+    if (foundByName && out)
+        *out = byName;
+    return foundByName;
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gamepadcalibration.h"
 #include "profilestore.h"
 
 #include <QDateTime>
@@ -50,3 +51,7 @@ bool readProfileMeta(const QString &folder, GamepadProfileMeta *out, QString *er
 // folder/"meta.json" through the atomic writer.
 bool writeProfileMeta(GamepadProfileMeta *meta, QString *error,
                       const QDateTime &nowUtc = QDateTime::currentDateTimeUtc());
+
+// The profile made for this controller: the first whose vendor and product ids match, else the
+// first that lists the controller's name. False when there is none.
+bool findProfileMetaForDevice(const GamepadDeviceIdentity &identity, GamepadProfileMeta *out);

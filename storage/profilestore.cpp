@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QJsonObject>
 #include <QSaveFile>
+#include <QSet>
 #include <QStandardPaths>
 
 namespace {
@@ -220,6 +221,46 @@ GamepadProfileInfo readProfileInfo(const QString &folder)
     info.calibrationMode = meta.calibrationMode;
     info.calibrationOverrideFile = meta.calibrationOverrideFile;
     return info;
+}
+
+QList<GamepadProfileInfo> profileCatalog()
+{
+    QList<GamepadProfileInfo> catalog;
+    QSet<QUuid> seen;
+    const QStringList roots = candidateProfileRoots();
+    for (const QString &root : roots) {
+        const QStringList folders =
+            QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+        for (const QString &folder : folders) {
+            const GamepadProfileInfo info = readProfileInfo(root + QLatin1Char('/') + folder);
+            if (!info.isNull() && !seen.contains(info.id)) {
+                seen.insert(info.id);
+                catalog << info;
+            }
+        }
+    }
+    return catalog;
+}
+
+GamepadProfileInfo findProfileById(const QString &id)
+{
+    const QUuid uuid = QUuid::fromString(id.trimmed());
+    if (uuid.isNull())
+        return {};
+    // Profiles live in a folder named after their id; look there first, then everywhere.
+    const QString folderName = uuid.toString(QUuid::WithoutBraces);
+    const QStringList roots = candidateProfileRoots();
+    for (const QString &root : roots) {
+        const GamepadProfileInfo info = readProfileInfo(root + QLatin1Char('/') + folderName);
+        if (info.id == uuid)
+            return info;
+    }
+    const QList<GamepadProfileInfo> catalog = profileCatalog();
+    for (const GamepadProfileInfo &info : catalog) {
+        if (info.id == uuid)
+            return info;
+    }
+    return {};
 }
 
 QString copyProfileToRoot(const GamepadProfileInfo &profile, GamepadProfileKind target,

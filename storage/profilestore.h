@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <QUuid>
@@ -49,6 +50,13 @@ struct GamepadProfileInfo
 
 // Reads folder/"meta.json"; an unreadable file or one of another type gives a null entry.
 GamepadProfileInfo readProfileInfo(const QString &folder);
+
+// Every readable profile under the candidate roots, most personal root first and folders by name
+// within a root; a profile present in several roots is listed once, from the first.
+QList<GamepadProfileInfo> profileCatalog();
+// The profile with this id (with or without braces), from the most personal root that holds it;
+// a null entry when there is none.
+GamepadProfileInfo findProfileById(const QString &id);
 
 // Copies the profile's folder into the user or shared root under the same folder name and
 // returns the new folder, or an empty string with `error` set.
