@@ -117,8 +117,8 @@ ResolvedCalibration resolveCalibration(const GamepadDeviceIdentity &identity,
     }
 
     result.overridePath = profileOverridePath(profile);
-    const bool overrideMode = profile.calibrationMode.trimmed().compare(QLatin1String("override"),
-                                                                        Qt::CaseInsensitive) == 0;
+    const bool overrideMode =
+        profile.calibrationMode.compare(QLatin1String("override"), Qt::CaseInsensitive) == 0;
     if (overrideMode && !result.overridePath.isEmpty() &&
         loadCalibrationFile(result.overridePath, &loaded, nullptr, axisCount, buttonCount)) {
         result.calibration = loaded;

@@ -181,7 +181,7 @@ void tst_HostInterfaces::providerEventFillsSourceAndCrossesQueuedSignals()
         &provider, &IComInterfaceModelProvider::eventPosted, &receiver,
         [&](const ComProviderEvent &e) { received << e; }, Qt::QueuedConnection);
     QSignalSpy spy(&provider, &IComInterfaceModelProvider::eventPosted);
-    emit provider.eventPosted(warning);
+    Q_EMIT provider.eventPosted(warning);
     QCOMPARE(spy.count(), 1);
     QVERIFY(received.isEmpty()); // queued: nothing until the event loop runs
     QTRY_COMPARE(received.size(), 1);
