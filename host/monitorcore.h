@@ -1,0 +1,54 @@
+#pragma once
+
+#include "gamepadcalibration.h"
+#include "joystickbackend.h"
+#include "virtualjoystickbackend.h"
+
+#include <QIODevice>
+#include <QStringList>
+#include <QTextStream>
+#include <QVariantList>
+
+// The monitor's output line for one published batch:
+// {"t": 120, "keys": ["joy_1", "but_0"], "values": [-29.89, true]}. Axis values are rounded to
+// two decimals; `device` is added when it is not negative.
+QString batchLine(qint64 timeMs, const QStringList &keys, const QVariantList &values,
+                  int device = -1);
+
+// Drives one virtual controller from a recorded file, one poll per line:
+// {"t": 120, "axes": [0, -35.5, null, 0, 0, 0, 0, 0], "buttons": [0, 3]}
+// "t" is the device clock in milliseconds, "axes" the raw positions (null: absent), "buttons" the
+// indices held down; the first line may also name the controller ("name", "vendorId",
+// "productId"). Prints one batchLine per poll that publishes on `out`, diagnostics on `err`.
+// `calibration`, when given, is the one in force. Returns 0, or 1 when a line was rejected.
+int runReplay(QIODevice &input, QTextStream &out, QTextStream &err,
+              const GamepadCalibration *calibration);
+
+// Real joysticks with one simulated controller in the last slot, for demonstrations without
+// hardware.
+class DemoJoystickBackend : public JoystickBackend
+{
+public:
+    static constexpr int kDemoSlot = kMaxJoysticks - 1;
+
+    explicit DemoJoystickBackend(JoystickBackend &real);
+    // Moves the demo controller's sticks and buttons to where they are at `timeMs`.
+    void animate(qint64 timeMs);
+
+    void update() override;
+    bool isConnected(int index) const override;
+    JoystickIdentification identification(int index) const override;
+    int buttonCount(int index) const override;
+    bool hasAxis(int index, int axis) const override;
+    double axisPosition(int index, int axis) const override;
+    bool isButtonPressed(int index, int button) const override;
+    void openPump() override;
+    bool pumpConnectionEvents() override;
+    void closePump() override;
+
+private:
+    const JoystickBackend &source(int index) const;
+
+    JoystickBackend &m_real;
+    VirtualJoystickBackend m_demo;
+};
