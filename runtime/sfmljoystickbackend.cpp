@@ -105,6 +105,18 @@ SfmlJoystickBackend::~SfmlJoystickBackend() = default;
 void SfmlJoystickBackend::update()
 {
     sf::Joystick::update();
+    forgetChangedIdentifications();
+}
+
+// Every SFML update (ours, or the window's event processing) may connect or drop a joystick; a
+// slot whose state changed is read again.
+void SfmlJoystickBackend::forgetChangedIdentifications()
+{
+    for (int index = 0; index < kMaxJoysticks; ++index) {
+        CachedIdentification &cached = m_identifications[index];
+        if (cached.valid && cached.connected != isConnected(index))
+            cached.valid = false;
+    }
 }
 
 bool SfmlJoystickBackend::isConnected(int index) const
@@ -116,8 +128,12 @@ JoystickIdentification SfmlJoystickBackend::identification(int index) const
 {
     if (!validIndex(index))
         return {};
-    const sf::Joystick::Identification id = sf::Joystick::getIdentification(unsigned(index));
-    return {toQString(id.name), id.vendorId, id.productId};
+    CachedIdentification &cached = m_identifications[index];
+    if (!cached.valid) {
+        const sf::Joystick::Identification id = sf::Joystick::getIdentification(unsigned(index));
+        cached = {true, isConnected(index), {toQString(id.name), id.vendorId, id.productId}};
+    }
+    return cached.identification;
 }
 
 int SfmlJoystickBackend::buttonCount(int index) const
@@ -150,7 +166,7 @@ bool SfmlJoystickBackend::isButtonPressed(int index, int button) const
 void SfmlJoystickBackend::openPump()
 {
     // Like a new window, start from the controllers present now: only later changes count.
-    sf::Joystick::update();
+    update();
     m_lastConnected = connectionSnapshot();
     if (!m_pumpWindow && canHostPumpWindow())
         m_pumpWindow = createPumpWindow();
@@ -158,9 +174,12 @@ void SfmlJoystickBackend::openPump()
 
 bool SfmlJoystickBackend::pumpConnectionEvents()
 {
-    if (m_pumpWindow)
-        return drainConnectionEvents(*m_pumpWindow);
-    sf::Joystick::update();
+    if (m_pumpWindow) {
+        const bool seen = drainConnectionEvents(*m_pumpWindow);
+        forgetChangedIdentifications();
+        return seen;
+    }
+    update();
     const std::array<bool, kMaxJoysticks> connected = connectionSnapshot();
     const bool changed = connected != m_lastConnected;
     m_lastConnected = connected;

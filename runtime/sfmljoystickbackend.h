@@ -33,7 +33,17 @@ public:
 
 private:
     std::array<bool, kMaxJoysticks> connectionSnapshot() const;
+    void forgetChangedIdentifications();
 
     std::unique_ptr<sf::Window> m_pumpWindow;
     std::array<bool, kMaxJoysticks> m_lastConnected{};
+    // SFML reads a joystick's identification when it connects; converting its name on every
+    // poll would allocate for nothing, so it is kept until the connection state changes.
+    struct CachedIdentification
+    {
+        bool valid = false;
+        bool connected = false;
+        JoystickIdentification identification;
+    };
+    mutable std::array<CachedIdentification, kMaxJoysticks> m_identifications{};
 };
