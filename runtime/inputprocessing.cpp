@@ -259,7 +259,34 @@ void InputProcessor::reset()
     m_axisPresent.fill(false);
     m_axisAtRest.fill(true);
     m_buttons.fill(ButtonState{});
+    clearGates();
+}
+
+void InputProcessor::clearGates()
+{
     m_gateInside.clear();
+    m_gateSlots.clear();
+}
+
+bool InputProcessor::gateWasInside(int index, const QString &key)
+{
+    if (index < int(m_gateSlots.size()) && m_gateSlots[index].key == key)
+        return m_gateSlots[index].inside;
+    const bool inside = m_gateInside.value(key, false);
+    if (index >= int(m_gateSlots.size()))
+        m_gateSlots.resize(index + 1);
+    m_gateSlots[index] = {key, inside};
+    return inside;
+}
+
+// Every slot holding the key follows, in case two gates share a key.
+void InputProcessor::storeGateInside(const QString &key, bool inside)
+{
+    m_gateInside.insert(key, inside);
+    for (GateSlot &slot : m_gateSlots) {
+        if (slot.key == key)
+            slot.inside = inside;
+    }
 }
 
 const QString &InputProcessor::axisKey(int axis)
@@ -332,17 +359,18 @@ void InputProcessor::processAxes(const JoystickReadings &readings,
 
 void InputProcessor::processGates(const GamepadCalibration &calibration, PollResult &out)
 {
-    for (const GateSettings &gate : calibration.gates) {
+    for (int index = 0; index < calibration.gates.size(); ++index) {
+        const GateSettings &gate = calibration.gates.at(index);
         if (!isAxisIndex(gate.xAxis, kAxisCount) || !isAxisIndex(gate.yAxis, kAxisCount) ||
             !m_axisPresent[gate.xAxis] || !m_axisPresent[gate.yAxis])
             continue;
 
-        const bool wasInside = m_gateInside.value(gate.key.trimmed(), false);
+        const bool wasInside = gateWasInside(index, gate.key.trimmed());
         const GateSample sample = evaluateGate(gate, m_axes.data(), kAxisCount, wasInside);
         if (!sample.valid)
             continue;
         if (sample.changed)
-            m_gateInside.insert(sample.key, sample.inside);
+            storeGateInside(sample.key, sample.inside);
         if (!sample.emit)
             continue;
 

@@ -8,6 +8,7 @@
 #include <QVariantList>
 
 #include <array>
+#include <vector>
 
 // The rules that turn one poll's raw readings into published values. Pure: no clock, no device,
 // no signals; the caller passes the time in milliseconds.
@@ -72,9 +73,21 @@ struct PollResult
 {
     QStringList keys;
     QVariantList values;
-    struct AxisEvent { int axis; double value; };
-    struct GateEvent { QString key; bool value; };
-    struct ButtonEvent { int button; bool pressed; };
+    struct AxisEvent
+    {
+        int axis;
+        double value;
+    };
+    struct GateEvent
+    {
+        QString key;
+        bool value;
+    };
+    struct ButtonEvent
+    {
+        int button;
+        bool pressed;
+    };
     QList<AxisEvent> axisEvents;
     QList<GateEvent> gateEvents;
     QList<ButtonEvent> buttonEvents;
@@ -97,8 +110,8 @@ public:
 
     InputProcessor();
 
-    void reset();                   // every value, flag and timer back to its initial state
-    void clearGates() { m_gateInside.clear(); }
+    void reset(); // every value, flag and timer back to its initial state
+    void clearGates();
 
     void process(const JoystickReadings &readings, const GamepadCalibration &calibration,
                  qint64 nowMs, PollResult &out);
@@ -120,6 +133,8 @@ private:
     void processGates(const GamepadCalibration &calibration, PollResult &out);
     void processButtons(const JoystickReadings &readings, const GamepadCalibration &calibration,
                         qint64 nowMs, PollResult &out);
+    bool gateWasInside(int index, const QString &key);
+    void storeGateInside(const QString &key, bool inside);
 
     std::array<double, kAxisCount> m_axes{};
     std::array<double, kAxisCount> m_rawAxes{};
@@ -127,4 +142,13 @@ private:
     std::array<bool, kAxisCount> m_axisAtRest{};
     std::array<ButtonState, kButtonCount> m_buttons{};
     QHash<QString, bool> m_gateInside; // absent key: not inside
+
+    // The state of each gate position as last looked up, mirroring m_gateInside, so that a
+    // steady poll compares keys instead of hashing them (the seeded string hash is costly).
+    struct GateSlot
+    {
+        QString key;
+        bool inside = false;
+    };
+    std::vector<GateSlot> m_gateSlots;
 };
