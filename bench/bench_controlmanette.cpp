@@ -4,25 +4,14 @@
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
+#include "benchcalibration.h"
+
 #include <benchmark/benchmark.h>
 
 #include <memory>
 #include <vector>
 
 namespace {
-
-// One controller with 8 axes, 32 buttons and 4 gates streaming in ActiveOnly mode.
-GamepadCalibration fullCalibration()
-{
-    GamepadCalibration calibration = defaultCalibration(8, 32);
-    for (int i = 0; i < 4; ++i) {
-        GamepadCalibration::GateSettings gate = defaultGateSettings(i);
-        gate.xAxis = 2 * i;
-        gate.yAxis = 2 * i + 1;
-        calibration.gates.append(gate);
-    }
-    return calibration;
-}
 
 struct Rig
 {
@@ -34,7 +23,7 @@ struct Rig
             auto device = std::make_unique<ControlManette>(i);
             device->setClockSource([this] { return nowMs; });
             device->start();
-            device->setCalibration(fullCalibration());
+            device->setCalibration(fullBenchCalibration());
             // A host slot on the batch, as the action system connects it.
             QObject::connect(
                 device.get(),

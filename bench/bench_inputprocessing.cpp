@@ -1,21 +1,10 @@
 #include "inputprocessing.h"
 
+#include "benchcalibration.h"
+
 #include <benchmark/benchmark.h>
 
 namespace {
-
-// A full controller: 8 axes and 32 buttons streaming in ActiveOnly mode, one gate per stick pair.
-GamepadCalibration fullCalibration()
-{
-    GamepadCalibration calibration = defaultCalibration(8, 32);
-    for (int i = 0; i < 4; ++i) {
-        GamepadCalibration::GateSettings gate = defaultGateSettings(i);
-        gate.xAxis = 2 * i;
-        gate.yAxis = 2 * i + 1;
-        calibration.gates.append(gate);
-    }
-    return normalizeCalibration(calibration, 8, 32);
-}
 
 JoystickReadings restingReadings()
 {
@@ -27,7 +16,7 @@ JoystickReadings restingReadings()
 // The steady state of an idle controller: nothing is published.
 void processAtRest(benchmark::State &state)
 {
-    const GamepadCalibration calibration = fullCalibration();
+    const GamepadCalibration calibration = fullBenchCalibration();
     const JoystickReadings readings = restingReadings();
     InputProcessor processor;
     PollResult result;
@@ -42,7 +31,7 @@ void processAtRest(benchmark::State &state)
 // Every axis moves on every poll, and the gates flip in and out each time.
 void processAllAxesMoving(benchmark::State &state)
 {
-    const GamepadCalibration calibration = fullCalibration();
+    const GamepadCalibration calibration = fullBenchCalibration();
     JoystickReadings readings = restingReadings();
     InputProcessor processor;
     PollResult result;
