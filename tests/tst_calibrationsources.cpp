@@ -91,16 +91,14 @@ private slots:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("file");
         QTest::addColumn<QString>("expected");
-        const auto row = [](const char *name, const char *folder, const char *file,
-                            const QString &expected) {
-            QTest::newRow(name) << QString(folder) << QString(file) << expected;
-        };
         const QString fallback = "/p/calibration.override.json";
-        row("blank folder", "  ", "x.json", {});
-        row("default name", "/p", "  ", fallback);
-        row("relative", "/p/", " sub/c.json ", "/p/sub/c.json");
-        row("absolute", "/p", "/else/c.json", "/else/c.json");
-        row("escaping", "/p", "../q/c.json", fallback);
+        for (const QStringList &row : {QStringList{"  ", "x.json", ""},
+                                       {"/p", "  ", fallback},
+                                       {"/p/", " sub/c.json ", "/p/sub/c.json"},
+                                       {"/p", "/else/c.json", "/else/c.json"},
+                                       {"/p", "../q/c.json", fallback}})
+            QTest::addRow("%s|%s", qPrintable(row[0]), qPrintable(row[1]))
+                << row[0] << row[1] << row[2];
     }
 
     void overridePath()
@@ -126,11 +124,9 @@ private slots:
         const QByteArray base = R"({"type":"GamepadCalibration","axes":[{"restRaw":11}],
                                     "buttons":[{"debounceMs":100}]})";
         const QByteArray mine = R"({"type":"GamepadCalibration","axes":[{"restRaw":22}]})";
-        QTest::newRow("nothing") << none << none << "inherit" << false << 0;
         QTest::newRow("base") << base << none << "inherit" << false << 1;
         QTest::newRow("OVERRIDE wins") << base << mine << "OVERRIDE" << false << 2;
         QTest::newRow("inherit ignores override") << base << mine << "inherit" << false << 1;
-        QTest::newRow("override missing") << base << none << "override" << false << 1;
         QTest::newRow("broken override") << base << broken << "override" << false << 1;
         QTest::newRow("broken base") << broken << none << "inherit" << false << 0;
         QTest::newRow("null id") << base << mine << "override" << true << 1;

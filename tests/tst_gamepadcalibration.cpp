@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -13,36 +12,20 @@ namespace {
 Cal parsed(const QJsonArray &axes, const QJsonArray &buttons, const QJsonArray &gates,
            int axisCount = 1, int buttonCount = 1)
 {
-    const QJsonObject object = {
-        {"type", "GamepadCalibration"}, {"axes", axes}, {"buttons", buttons}, {"gates", gates}};
-    return parseCalibration(object, nullptr, nullptr, axisCount, buttonCount);
+    return parseCalibration(
+        {{"type", "GamepadCalibration"}, {"axes", axes}, {"buttons", buttons}, {"gates", gates}},
+        nullptr, nullptr, axisCount, buttonCount);
 }
 
-// The numeric field `key` of the first axis, button or gate.
-double numberAt(const Cal &cal, const QString &key)
+// The key `key` of the first axis, button or gate, as written back.
+QJsonValue writtenAt(const Cal &cal, const QString &key)
 {
-    using A = Cal::AxisSettings;
-    using B = Cal::ButtonSettings;
-    using G = Cal::GateSettings;
-    // clang-format off
-    static const QHash<QString, double A::*> axis = {
-        {"restRaw", &A::restRaw}, {"deadzoneRadius", &A::deadzoneRadius}, {"gamma", &A::gamma},
-        {"outputScale", &A::outputScale}, {"outputOffset", &A::outputOffset},
-        {"negativeRaw", &A::negativeRaw}, {"positiveRaw", &A::positiveRaw}, {"activeRaw", &A::activeRaw}};
-    static const QHash<QString, qint32 B::*> button = {{"debounceMs", &B::debounceMs},
-        {"repeatDelayMs", &B::repeatDelayMs}, {"repeatIntervalMs", &B::repeatIntervalMs}};
-    static const QHash<QString, double G::*> gate = {{"centerX", &G::centerX},
-        {"centerY", &G::centerY}, {"radius", &G::radius}, {"hysteresis", &G::hysteresis}};
-    return axis.contains(key) ? cal.axes.at(0).*axis.value(key)
-         : button.contains(key) ? cal.buttons.at(0).*button.value(key)
-                                : cal.gates.at(0).*gate.value(key);
-    // clang-format on
-}
-
-bool writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    const QJsonObject doc = calibrationToJson(cal, {}, {});
+    for (const char *list : {"axes", "buttons", "gates"}) {
+        if (doc[list][0].toObject().contains(key))
+            return doc[list][0][key];
+    }
+    return {};
 }
 
 } // namespace
@@ -72,18 +55,17 @@ private slots:
             {"centerX", -1e5, 1e5, false}, {"centerY", -1e5, 1e5, false},
             {"radius", 0, 2e5, true}, {"hysteresis", 0, 1e5, true}};
         // clang-format on
+        // At the upper limit, beyond it, and below the lower one (mirrored where absolute).
         for (const auto &[key, low, high, absolute] : limits) {
-            row(key, low, low);
             row(key, high, high);
-            row(key, high + 1, high);
-            row(key, absolute ? -12 : low - 1, absolute ? 12 : low);
-            if (absolute)
-                row(key, -high - 1, high);
+            row(key, absolute ? -high - 1 : high + 1, high);
+            if (!absolute)
+                row(key, low - 1, low);
         }
+        row("deadzoneRadius", -12, 12);
+        row("gamma", 0, 0.05);
+        row("gamma", 50, 50);
         row("outputScale", 0, 0.001);
-        row("gamma", 0.05, 0.05);
-        row("gamma", 0.049, 0.05);
-        row("gamma", 1e6, 1e6);
         row("repeatDelayMs", 1e12, 60000);
         row("debounceMs", -1e12, 0);
     }
@@ -94,51 +76,34 @@ private slots:
         QFETCH(QString, key);
         QFETCH(double, input);
         QFETCH(double, expected);
-        const QJsonArray list = {QJsonObject{{key, input}}};
-        QCOMPARE(numberAt(parsed(list, list, list), key), expected);
+        const QJsonArray lists = {QJsonObject{{key, input}}};
+        QCOMPARE(writtenAt(parsed(lists, lists, lists), key).toDouble(), expected);
     }
 
     void enumWords_data()
     {
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("word");
-        QTest::addColumn<int>("read");
-        QTest::addColumn<int>("value");
-        QTest::addColumn<QString>("written"); // the word `value` is written as
-        const auto row = [](const char *key, const char *word, int read, int value,
-                            const char *written) {
-            QTest::addRow("%s \"%s\" %d", key, word, value)
-                << QString(key) << QString(word) << read << value << QString(written);
+        QTest::addColumn<QString>("written");
+        const auto row = [](const char *key, const char *word, const char *written) {
+            QTest::addRow("%s \"%s\"", key, word)
+                << QString(key) << QString(word) << QString(written);
         };
-        row("mode", "TRIGGER", 1, 1, "trigger");
-        row("mode", "stick", 0, 2, "bidirectional");
-        row("curvePreset", "Soft", 1, 1, "soft");
-        row("curvePreset", "AGGRESSIVE", 2, 2, "aggressive");
-        row("curvePreset", "quadratic", 0, 4, "linear");
-        row("publishMode", " Continuous_Outside_Rest ", 1, 1, "activeOnly");
-        row("publishMode", "active_only", 1, 1, "activeOnly");
-        row("publishMode", "  Always\t", 2, 2, "always");
-        row("publishMode", "onchange", 0, 0, "onChange");
-        row("publishMode", "", 0, 3, "onChange");
+        row("mode", "TRIGGER", "trigger");
+        row("mode", "stick", "bidirectional");
+        row("curvePreset", "AGGRESSIVE", "aggressive");
+        row("curvePreset", "quadratic", "linear");
+        row("publishMode", " Continuous_Outside_Rest ", "activeOnly");
+        row("publishMode", "  Always\t", "always");
+        row("publishMode", "", "onChange");
     }
 
     void enumWords()
     {
         QFETCH(QString, key);
         QFETCH(QString, word);
-        QFETCH(int, read);
-        QFETCH(int, value);
         QFETCH(QString, written);
-        if (key == "mode") {
-            QCOMPARE(int(axisModeFromString(word)), read);
-            QCOMPARE(axisModeToString(Cal::AxisMode(value)), written);
-        } else if (key == "curvePreset") {
-            QCOMPARE(int(curvePresetFromString(word)), read);
-            QCOMPARE(curvePresetToString(Cal::CurvePreset(value)), written);
-        } else {
-            QCOMPARE(int(axisPublishModeFromString(word)), read);
-            QCOMPARE(axisPublishModeToString(Cal::AxisPublishMode(value)), written);
-        }
+        QCOMPARE(writtenAt(parsed({QJsonObject{{key, word}}}, {}, {}), key).toString(), written);
     }
 
     // Keys are trimmed; blanks take their index's default key and duplicates the first free one.
@@ -159,8 +124,6 @@ private slots:
         QVERIFY(cal.gates[0].emitOnEnter && !cal.gates[0].emitOnExit);
         QVERIFY(!cal.gates[1].emitOnEnter && cal.gates[1].emitOnExit);
         QVERIFY(cal.gates[0].xAxis == 3 && cal.gates[0].yAxis == 0);
-        for (const Cal::GateSettings &gate : parsed({}, {}, gates, 0, 0).gates)
-            QVERIFY(gate.xAxis == 0 && gate.yAxis == 0);
     }
 
     // Every key away from its default: read into its field, written back under its name.
@@ -184,13 +147,7 @@ private slots:
         // clang-format on
         const Cal cal = parsed({QJsonObject(), axis}, {button}, {gate}, 3, 5);
         QVERIFY(cal.axes.at(0) == Cal::AxisSettings());
-        QString error;
-        const QString path = m_dir.filePath("new/sub/cal.json");
-        const GamepadDeviceIdentity identity{" Pad ", 0x45E, 0x28E};
-        QVERIFY2(saveCalibrationFile(path, cal, identity, " {1234} ", &error), qPrintable(error));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QJsonObject doc = QJsonDocument::fromJson(file.readAll()).object();
+        QJsonObject doc = calibrationToJson(cal, {" Pad ", 0x45E, 0x28E}, " {1234} ");
         QVERIFY(doc["axes"].toArray().size() == 8 && doc["buttons"].toArray().size() == 32);
         QCOMPARE(doc["axes"][1], QJsonValue(axis));
         QCOMPARE(doc["buttons"][0], QJsonValue(button));
@@ -201,16 +158,17 @@ private slots:
                                     {"deviceName", "Pad"},          {"vendorId", "0x045e"},
                                     {"productId", "0x028e"},        {"profileId", "{1234}"}};
         QCOMPARE(doc, header);
-        const QJsonObject bare = calibrationToJson(cal, {"  ", 0, 0}, " ");
+        doc = calibrationToJson(cal, {"  ", 0, 0}, " ");
         for (const char *key : {"deviceName", "vendorId", "productId", "profileId"})
-            QVERIFY2(!bare.contains(key), key);
+            QVERIFY2(!doc.contains(key), key);
 
+        QString error;
+        const QString path = m_dir.filePath("new/sub/cal.json");
+        QVERIFY2(saveCalibrationFile(path, cal, {}, {}, &error), qPrintable(error));
         Cal reloaded;
-        QVERIFY(loadCalibrationFile(path, &reloaded, &error, 3, 5));
-        QVERIFY(reloaded == cal);
+        QVERIFY(loadCalibrationFile(path, &reloaded, &error, 3, 5) && reloaded == cal);
         QVERIFY(loadCalibrationFile(path, &reloaded, &error, 10, 1));
-        QCOMPARE(reloaded.axes.size(), 10);
-        QVERIFY(reloaded.axes.at(1) == cal.axes.at(1) &&
+        QVERIFY(reloaded.axes.size() == 10 && reloaded.axes.at(1) == cal.axes.at(1) &&
                 reloaded.axes.at(9) == Cal::AxisSettings());
     }
 
@@ -220,7 +178,6 @@ private slots:
         QTest::addColumn<QString>("expected");   // "*": any text
         const QString wrongType = "Unsupported calibration type";
         QTest::newRow("missing") << QByteArray() << QString();
-        QTest::newRow("empty") << QByteArray("") << "*";
         QTest::newRow("invalid") << QByteArray("{ \"type\": ") << "*";
         QTest::newRow("array") << QByteArray("[{\"type\":\"GamepadCalibration\"}]") << wrongType;
         QTest::newRow("wrong type") << QByteArray("{\"type\":\"gamepadcalibration\"}") << wrongType;
@@ -231,7 +188,9 @@ private slots:
         QFETCH(QByteArray, content);
         QFETCH(QString, expected);
         const QString path = m_dir.filePath(QTest::currentDataTag());
-        QVERIFY(content.isNull() || writeBytes(path, content));
+        QFile file(path);
+        QVERIFY(content.isNull() || (file.open(QIODevice::WriteOnly) && file.write(content) >= 0));
+        file.close();
         Cal out = defaultCalibration(1, 1);
         QString error;
         QVERIFY(!loadCalibrationFile(path, &out, &error, 2, 3));
@@ -241,9 +200,9 @@ private slots:
 
     void saveFailures()
     {
-        QVERIFY(writeBytes(m_dir.filePath("plain.txt"), "plain"));
         QString error;
-        QVERIFY(!saveCalibrationFile(m_dir.filePath("plain.txt/a/cal.json"), {}, {}, {}, &error));
+        QVERIFY(saveCalibrationFile(m_dir.filePath("plain.json"), {}, {}, {}, &error));
+        QVERIFY(!saveCalibrationFile(m_dir.filePath("plain.json/a/cal.json"), {}, {}, {}, &error));
         QVERIFY(!error.isEmpty());
         QVERIFY(!saveCalibrationFile("  ", {}, {}, {}, &error));
         QCOMPARE(error, QString("Empty path"));

@@ -73,76 +73,71 @@ class tst_HostInterfaces : public QObject
 {
     Q_OBJECT
 private slots:
-    void signalsAndEnumerations();
-    void virtualSlotOrder();
-    void providerInterfaceIdentifier();
-    void providerEventCrossesQueuedSignals();
+    void signalsAndEnumerations()
+    {
+        QCOMPARE(ownSignals(IComInterface::staticMetaObject),
+                 QStringList({"finished()", "statusChanged(ComStatus)",
+                              "noCodeAppChanged(QStringList)", "fonctionsChanged(QJsonArray)",
+                              "dataChanged(int,int,QStringList,QVariantList)",
+                              "dataChanged(QString,QString,QStringList,QVariantList)"}));
+        QCOMPARE(ownSignals(IComInterfaceModelProvider::staticMetaObject),
+                 QStringList({"selectedInterfacesChanged(QList<IComInterface*>,QJsonArray)",
+                              "servicesChanged(QJsonObject)", "eventPosted(ComProviderEvent)"}));
+        const QMetaObject &meta = IComInterface::staticMetaObject;
+        QCOMPARE(enumKeys(meta, "DeviceType"),
+                 QStringList({"gimbal=0", "videoprocessing=1", "gps=2", "controler=3", "gamepade=4",
+                              "motor=5", "userType=6", "mavlink=7"}));
+        QCOMPARE(enumKeys(meta, "ComStatus"),
+                 QStringList({"noCom=0", "waitingForEngagment=1", "degraded=2", "connected=3"}));
+    }
+
+    void virtualSlotOrder()
+    {
+        using D = IComInterface;
+        verifyFollowQObjectInOrder({vtableOffset(&D::start), vtableOffset(&D::stop),
+                                    vtableOffset(&D::close), vtableOffset(&D::reservedSlot4),
+                                    vtableOffset(&D::info), vtableOffset(&D::reservedSlot6),
+                                    vtableOffset(&D::setParameter), vtableOffset(&D::deviceType),
+                                    vtableOffset(&D::noCodeApp), vtableOffset(&D::value),
+                                    vtableOffset(&D::status), vtableOffset(&D::functions)});
+        using P = IComInterfaceModelProvider;
+        verifyFollowQObjectInOrder(
+            {vtableOffset(&P::vendor), vtableOffset(&P::name), vtableOffset(&P::model),
+             vtableOffset(&P::itemDelegate), vtableOffset(&P::selectedInterfaces),
+             vtableOffset(&P::configurationWindow), vtableOffset(&P::reservedA),
+             vtableOffset(&P::reservedB), vtableOffset(&P::services), vtableOffset(&P::setServices),
+             vtableOffset(&P::icon)});
+    }
+
+    void providerInterfaceIdentifier()
+    {
+        const QString iid =
+            QString::fromLatin1(qobject_interface_iid<IComInterfaceModelProvider *>());
+        QVERIFY2(iid.endsWith(".IComInterfaceModelProvider/1.1"), qPrintable(iid));
+        QVERIFY(!iid.startsWith('.'));
+        FakeProvider provider;
+        QCOMPARE(qobject_cast<IComInterfaceModelProvider *>(&provider), &provider);
+    }
+
+    void providerEventCrossesQueuedSignals()
+    {
+        FakeProvider provider; // its constructor registers the type before any connection
+        QVERIFY(QMetaType::fromName("ComProviderEvent").isValid());
+        QList<ComProviderEvent> received;
+        QObject receiver;
+        connect(
+            &provider, &IComInterfaceModelProvider::eventPosted, &receiver,
+            [&](const ComProviderEvent &e) { received << e; }, Qt::QueuedConnection);
+        Q_EMIT provider.eventPosted(
+            {ComProviderEvent::Warning, "Gamepad disconnected", "Pad (gp:0) was disconnected."});
+        QVERIFY(received.isEmpty()); // queued: nothing until the event loop runs
+        QTRY_COMPARE(received.size(), 1);
+        const ComProviderEvent &e = received.first();
+        QVERIFY(e.level == 1 && e.title == "Gamepad disconnected");
+        QCOMPARE(e.message, "Pad (gp:0) was disconnected.");
+        QCOMPARE(e.source, "Gamepad"); // filled in by the event
+    }
 };
-
-void tst_HostInterfaces::signalsAndEnumerations()
-{
-    QCOMPARE(ownSignals(IComInterface::staticMetaObject),
-             QStringList({"finished()", "statusChanged(ComStatus)", "noCodeAppChanged(QStringList)",
-                          "fonctionsChanged(QJsonArray)",
-                          "dataChanged(int,int,QStringList,QVariantList)",
-                          "dataChanged(QString,QString,QStringList,QVariantList)"}));
-    QCOMPARE(ownSignals(IComInterfaceModelProvider::staticMetaObject),
-             QStringList({"selectedInterfacesChanged(QList<IComInterface*>,QJsonArray)",
-                          "servicesChanged(QJsonObject)", "eventPosted(ComProviderEvent)"}));
-    const QMetaObject &meta = IComInterface::staticMetaObject;
-    QCOMPARE(enumKeys(meta, "DeviceType"),
-             QStringList({"gimbal=0", "videoprocessing=1", "gps=2", "controler=3", "gamepade=4",
-                          "motor=5", "userType=6", "mavlink=7"}));
-    QCOMPARE(enumKeys(meta, "ComStatus"),
-             QStringList({"noCom=0", "waitingForEngagment=1", "degraded=2", "connected=3"}));
-}
-
-void tst_HostInterfaces::virtualSlotOrder()
-{
-    using D = IComInterface;
-    verifyFollowQObjectInOrder(
-        {vtableOffset(&D::start), vtableOffset(&D::stop), vtableOffset(&D::close),
-         vtableOffset(&D::reservedSlot4), vtableOffset(&D::info), vtableOffset(&D::reservedSlot6),
-         vtableOffset(&D::setParameter), vtableOffset(&D::deviceType), vtableOffset(&D::noCodeApp),
-         vtableOffset(&D::value), vtableOffset(&D::status), vtableOffset(&D::functions)});
-    using P = IComInterfaceModelProvider;
-    verifyFollowQObjectInOrder({vtableOffset(&P::vendor), vtableOffset(&P::name),
-                                vtableOffset(&P::model), vtableOffset(&P::itemDelegate),
-                                vtableOffset(&P::selectedInterfaces),
-                                vtableOffset(&P::configurationWindow), vtableOffset(&P::reservedA),
-                                vtableOffset(&P::reservedB), vtableOffset(&P::services),
-                                vtableOffset(&P::setServices), vtableOffset(&P::icon)});
-}
-
-void tst_HostInterfaces::providerInterfaceIdentifier()
-{
-    const QString iid = QString::fromLatin1(qobject_interface_iid<IComInterfaceModelProvider *>());
-    QVERIFY2(iid.endsWith(".IComInterfaceModelProvider/1.1"), qPrintable(iid));
-    QVERIFY(!iid.startsWith('.'));
-    FakeProvider provider;
-    QCOMPARE(qobject_cast<IComInterfaceModelProvider *>(&provider), &provider);
-    QCOMPARE(provider.reservedA(), nullptr); // the reserved entries do nothing
-    QCOMPARE(provider.reservedB(), nullptr);
-}
-
-void tst_HostInterfaces::providerEventCrossesQueuedSignals()
-{
-    FakeProvider provider; // its constructor registers the type before any connection
-    QVERIFY(QMetaType::fromName("ComProviderEvent").isValid());
-    QList<ComProviderEvent> received;
-    QObject receiver;
-    connect(
-        &provider, &IComInterfaceModelProvider::eventPosted, &receiver,
-        [&](const ComProviderEvent &e) { received << e; }, Qt::QueuedConnection);
-    Q_EMIT provider.eventPosted(
-        {ComProviderEvent::Warning, "Gamepad disconnected", "Pad (gp:0) was disconnected."});
-    QVERIFY(received.isEmpty()); // queued: nothing until the event loop runs
-    QTRY_COMPARE(received.size(), 1);
-    QCOMPARE(received.first().level, 1);
-    QCOMPARE(received.first().title, QStringLiteral("Gamepad disconnected"));
-    QCOMPARE(received.first().message, QStringLiteral("Pad (gp:0) was disconnected."));
-    QCOMPARE(received.first().source, QStringLiteral("Gamepad")); // filled in by the event
-}
 
 QTEST_GUILESS_MAIN(tst_HostInterfaces)
 #include "tst_hostinterfaces.moc"

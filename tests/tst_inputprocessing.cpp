@@ -221,6 +221,32 @@ private slots:
         QCOMPARE(result.gateEvents.size(), 1);
     }
 
+    void gateFlagsAndReset()
+    {
+        GamepadCalibration::GateSettings gate = makeGate("g", 0, 1);
+        gate.invertOutput = true;
+        gate.emitOnExit = false;
+        const double inside[2] = {10.0, 0.0}, outside[2] = {80.0, 0.0};
+        const GateSample entered = evaluateGate(gate, inside, 2, false);
+        QVERIFY(entered.inside && !entered.value && entered.emit && entered.changed);
+        const GateSample left = evaluateGate(gate, outside, 2, true);
+        QVERIFY(!left.inside && left.value && left.changed && !left.emit);
+
+        InputProcessor processor;
+        PollResult result;
+        JoystickReadings readings;
+        readings.axisPresent.fill(true);
+        readings.axes[0] = 60.0;
+        readings.buttons[3] = true;
+        processor.process(readings, defaultCalibration(8, 32), 0, result);
+        processor.reset();
+        QCOMPARE(processor.axes()[0], 0.0);
+        QCOMPARE(processor.axisAtRest()[0], true);
+        QCOMPARE(processor.buttons()[3].down, false);
+        QCOMPARE(processor.buttons()[3].lastEdgeMs, -1);
+        QVERIFY(processor.gateInside().isEmpty());
+    }
+
     void batchOrder()
     {
         Cal calibration = defaultCalibration(8, 32);

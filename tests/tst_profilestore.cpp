@@ -63,15 +63,10 @@ private slots:
         const QStringList common = {"GamepadProfiles", "Gamepads"};
         const QStringList bob = {"bob/GamepadProfiles", "GamepadProfiles", "bob/Gamepads",
                                  "Gamepads"};
-        const auto row = [](const char *name, const QVariant &login, bool shared,
-                            const char *writable, const QStringList &candidates) {
-            QTest::newRow(name) << login << shared << QString(writable) << candidates;
-        };
-        row("blank login, right", " ", true, "GamepadProfiles", common);
-        row("login", "bob", false, "bob/GamepadProfiles", bob);
-        row("login with case and blanks, right", " BoB\t", true, "GamepadProfiles", bob);
-        row("escaping login", "../Evil", false, "", common);
-        row("parent login", "..", false, "", common);
+        QTest::newRow("blank login, right") << QVariant(" ") << true << "GamepadProfiles" << common;
+        QTest::newRow("login") << QVariant("bob") << false << "bob/GamepadProfiles" << bob;
+        QTest::newRow("login, right") << QVariant(" BoB\t") << true << "GamepadProfiles" << bob;
+        QTest::newRow("escaping login") << QVariant("../Evil") << false << "" << common;
     }
 
     void roots()
@@ -105,8 +100,8 @@ private slots:
         QCOMPARE(info.name, QString("Arcade"));
         QCOMPARE(info.deviceNames, (QStringList{"A", "B"}));
         QVERIFY(info.imagePath.isEmpty() && info.configPath.isEmpty());
-        QVERIFY(writeBytes(folder + "/pic.jpg", "x"));
-        QVERIFY(writeBytes(folder + "/configActionGamepad.json", "x"));
+        QVERIFY(writeBytes(folder + "/pic.jpg", "x") &&
+                writeBytes(folder + "/configActionGamepad.json", "x"));
         info = ::readProfileInfo(folder);
         QCOMPARE(info.imagePath, folder + "/pic.jpg");
         QCOMPARE(info.configPath, folder + "/configActionGamepad.json");
@@ -114,9 +109,8 @@ private slots:
         QVERIFY(writeBytes(folder + "/meta.json",
                            R"({"type":"GamepadDefinderMeta","deviceName":"S"})"));
         QCOMPARE(::readProfileInfo(folder).deviceNames, QStringList{"S"});
-        QVERIFY(writeBytes(folder + "/meta.json", R"({"type":"Other","name":"x"})"));
-        info = ::readProfileInfo(folder);
-        QVERIFY(info.isNull() && info.name.isEmpty() && info.folder.isEmpty());
+        QVERIFY(writeBytes(folder + "/meta.json", R"({"type":"Other","name":"x"})") &&
+                ::readProfileInfo(folder).isNull());
     }
 
     void copyErrors_data()
@@ -125,19 +119,16 @@ private slots:
         QTest::addColumn<QString>("folder");  // "@": a real profile outside the roots
         QTest::addColumn<QString>("blocker"); // a regular file put in the way, below the root
         QTest::addColumn<QString>("message"); // %1: the configuration root
-        const auto row = [](const char *name, const char *login, const char *folder,
-                            const char *blocker, const char *message) {
-            QTest::newRow(name) << QString(login) << QString(folder) << QString(blocker)
-                                << QString(message);
-        };
-        row("no folder", "bob", "/no/such/dir", "", "Profil introuvable.");
-        row("no login", "", "@", "",
-            "Aucun dossier de configuration disponible pour cet utilisateur.");
-        row("root blocked", "bob", "@", "bob",
-            "Impossible de preparer le dossier %1/bob/GamepadProfiles");
-        row("no identifier", "bob", "/", "", "Identifiant de profil invalide.");
-        row("target blocked", "bob", "@", "bob/GamepadProfiles/prof-1",
-            "Impossible de copier le profil vers %1/bob/GamepadProfiles/prof-1");
+        // clang-format off
+        for (const QStringList &row : {
+                 QStringList{"bob", "/no/such/dir", "", "Profil introuvable."},
+                 {"", "@", "", "Aucun dossier de configuration disponible pour cet utilisateur."},
+                 {"bob", "@", "bob", "Impossible de preparer le dossier %1/bob/GamepadProfiles"},
+                 {"bob", "/", "", "Identifiant de profil invalide."},
+                 {"bob", "@", "bob/GamepadProfiles/prof-1",
+                  "Impossible de copier le profil vers %1/bob/GamepadProfiles/prof-1"}})
+            QTest::addRow("%s", qPrintable(row[3].left(40))) << row[0] << row[1] << row[2] << row[3];
+        // clang-format on
     }
 
     void copyErrors()
@@ -167,14 +158,10 @@ private slots:
         QCOMPARE(::readProfileInfo(target).name, QString("Arcade"));
         QVERIFY(QFileInfo::exists(target + "/sub/deep/b.txt"));
 
-        const QDateTime old(QDate(2001, 2, 3), QTime(4, 5, 6), Qt::UTC);
-        QFile meta(target + "/meta.json");
-        QVERIFY(meta.open(QIODevice::ReadWrite) &&
-                meta.setFileTime(old, QFile::FileModificationTime));
-        meta.close();
         info.folder = target + "/";
         QCOMPARE(copyProfileToRoot(info, Kind::User, nullptr), target);
-        QCOMPARE(QFileInfo(target + "/meta.json").lastModified().toUTC(), old);
+        QCOMPARE(QDir(inConfig("bob/GamepadProfiles")).entryList(QDir::Dirs | QDir::NoDotAndDotDot),
+                 QStringList{"prof-1"});
     }
 };
 
