@@ -9,6 +9,6 @@ install_missing_packages() {
   ((${#missing[@]})) || return 0
   local sudo=()
   [ "$(id -u)" -eq 0 ] || sudo=(sudo)
-  "${sudo[@]}" apt-get update
-  DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y "${missing[@]}"
+  "${sudo[@]}" apt-get update >&2
+  DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y "${missing[@]}" >&2
 }

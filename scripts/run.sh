@@ -9,8 +9,9 @@ source scripts/packages.sh
 install_missing_packages
 
 build=build-run
-cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DGAMEPAD_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" --target gamepad-monitor
+# Build output goes to standard error: standard output carries only the monitor's JSON lines.
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DGAMEPAD_BUILD_TESTS=OFF >&2
+cmake --build "$build" --target gamepad-monitor >&2
 
 if [ "$#" -eq 0 ]; then
   set -- --virtual
