@@ -105,7 +105,7 @@ void ControlManette::setParameter(int deviceId, int catId, QString name, QVarian
     if (name == QLatin1String("pollingInterval")) {
         bool ok = false;
         const int interval = value.toInt(&ok);
-        if (ok && interval >= 0)
+        if (ok && interval >= 1) // 0 would poll on every event-loop turn
             m_pollTimer.setInterval(interval);
     } else if (name == QLatin1String("resetBias")) {
         resetAllBias();
