@@ -289,28 +289,35 @@ void InputProcessor::storeGateInside(const QString &key, bool inside)
     }
 }
 
+namespace {
+
+// "prefix0", "prefix1", ... built once, so that a poll never formats a key.
+template <std::size_t N> std::array<QString, N> numberedKeys(const char *prefix)
+{
+    std::array<QString, N> keys;
+    for (std::size_t i = 0; i < N; ++i)
+        keys[i] = QLatin1String(prefix) + QString::number(i);
+    return keys;
+}
+
+template <std::size_t N> const QString &keyAt(const std::array<QString, N> &keys, int index)
+{
+    static const QString none;
+    return index >= 0 && std::size_t(index) < N ? keys[std::size_t(index)] : none;
+}
+
+} // namespace
+
 const QString &InputProcessor::axisKey(int axis)
 {
-    static const auto keys = [] {
-        std::array<QString, kAxisCount> built;
-        for (int i = 0; i < kAxisCount; ++i)
-            built[i] = QStringLiteral("joy_%1").arg(i);
-        return built;
-    }();
-    static const QString none;
-    return isAxisIndex(axis, kAxisCount) ? keys[axis] : none;
+    static const auto keys = numberedKeys<kAxisCount>("joy_");
+    return keyAt(keys, axis);
 }
 
 const QString &InputProcessor::buttonKey(int button)
 {
-    static const auto keys = [] {
-        std::array<QString, kButtonCount> built;
-        for (int i = 0; i < kButtonCount; ++i)
-            built[i] = QStringLiteral("but_%1").arg(i);
-        return built;
-    }();
-    static const QString none;
-    return button >= 0 && button < kButtonCount ? keys[button] : none;
+    static const auto keys = numberedKeys<kButtonCount>("but_");
+    return keyAt(keys, button);
 }
 
 // Fills out (cleared first) with what this poll publishes: axes, then gates, then buttons.
