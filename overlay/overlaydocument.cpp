@@ -215,7 +215,7 @@ bool OverlaySource::operator==(const OverlaySource &o) const
 
 bool OverlaySlot::operator==(const OverlaySlot &o) const
 {
-    return label == o.label && source == o.source;
+    return label == o.label && source == o.source && binding == o.binding;
 }
 
 bool OverlayNode::operator==(const OverlayNode &o) const
@@ -279,7 +279,7 @@ OverlayNode makeOverlayNode(ElementKind kind, const QString &title)
     node.kind = kind;
     node.title = title;
     for (const QString &label : slotLabels(kind))
-        node.sources.append({label, defaultSource(kind)});
+        node.sources.append({label, defaultSource(kind), {}});
     return node;
 }
 

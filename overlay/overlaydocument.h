@@ -35,6 +35,9 @@ struct OverlaySlot
 {
     QString label; // "Joystick", "Axe X", "Axe Y" or "Bouton"
     OverlaySource source;
+    // The action bound to this slot ({"ref", "action", "args"}); kept by the overlay, written to
+    // the mapping document, never to "overlay.json".
+    QJsonObject binding;
 
     bool operator==(const OverlaySlot &o) const;
 };

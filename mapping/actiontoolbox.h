@@ -1,0 +1,58 @@
+#pragma once
+
+#include "actionparameters.h"
+
+#include <QFrame>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QPoint>
+
+class QComboBox;
+class QFormLayout;
+class QLabel;
+class QPushButton;
+
+// The small floating editor of one pastille slot's binding: which catalog action it runs and with
+// which arguments. It can be dragged by its header; every change of the binding emits `durty`.
+class ActionToolBox : public QFrame
+{
+    Q_OBJECT
+
+public:
+    explicit ActionToolBox(QWidget *parent = nullptr);
+
+    void setCatalog(const QJsonArray &catalog);
+    // Shows a binding without reporting it as a change.
+    void setBinding(const QJsonObject &binding);
+    QJsonObject binding() const { return m_binding; }
+    QString signature() const;
+    bool parametersShown() const;
+
+Q_SIGNALS:
+    void moved();
+    void durty();
+
+protected:
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+
+private:
+    void rebuildActionList();
+    void rebuildParameters();
+    void chooseAction(int index);
+    void editParameter(const QString &name, const QString &kind, const QString &text);
+    void changeBinding(const QJsonObject &binding);
+    const ActionDescription *currentAction() const;
+
+    QVector<ActionDescription> m_actions;
+    QJsonObject m_binding;
+    QComboBox *m_actionCombo = nullptr;
+    QPushButton *m_editButton = nullptr;
+    QWidget *m_parameterPanel = nullptr;
+    QFormLayout *m_parameterRows = nullptr;
+    QLabel *m_signature = nullptr;
+    bool m_dragging = false;
+    QPoint m_pressGlobalPos;
+    QPoint m_pressPos;
+};

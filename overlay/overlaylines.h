@@ -1,0 +1,52 @@
+#pragma once
+
+#include "overlaydocument.h"
+
+#include <QPixmap>
+#include <QRect>
+#include <QWidget>
+
+// The base of the overlay: it owns the controller picture and how the picture fills the widget,
+// and paints it under the pastilles. Pastille geometry is relative to backgroundRect().
+class OverlayLines : public QWidget
+{
+    Q_OBJECT
+    Q_PROPERTY(QPixmap backgroundPixmap READ backgroundPixmap WRITE setBackgroundPixmap NOTIFY
+                   backgroundPixmapChanged)
+    Q_PROPERTY(OverlayLines::BackgroundScaleMode backgroundScaleMode READ backgroundScaleMode WRITE
+                   setBackgroundScaleMode NOTIFY backgroundScaleModeChanged)
+
+public:
+    enum BackgroundScaleMode { Stretch = 0, Contain = 1, Cover = 2, Center = 3 };
+    Q_ENUM(BackgroundScaleMode)
+
+    explicit OverlayLines(QWidget *parent = nullptr);
+
+    QPixmap backgroundPixmap() const { return m_backgroundPixmap; }
+    void setBackgroundPixmap(const QPixmap &pixmap);
+    BackgroundScaleMode backgroundScaleMode() const { return m_backgroundScaleMode; }
+    void setBackgroundScaleMode(BackgroundScaleMode mode);
+
+    // The rectangle the picture occupies in the widget at its current size.
+    QRect backgroundRect() const;
+
+    static ::BackgroundScaleMode toDocumentMode(BackgroundScaleMode mode)
+    {
+        return static_cast<::BackgroundScaleMode>(mode);
+    }
+    static BackgroundScaleMode fromDocumentMode(::BackgroundScaleMode mode)
+    {
+        return static_cast<BackgroundScaleMode>(mode);
+    }
+
+Q_SIGNALS:
+    void backgroundPixmapChanged();
+    void backgroundScaleModeChanged();
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QPixmap m_backgroundPixmap;
+    BackgroundScaleMode m_backgroundScaleMode = Contain;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "overlaydocument.h"
+
+#include <QRect>
+#include <QSize>
+
+// Sizing and placement rules of a pastille, free of any widget so that they can be checked
+// pixel by pixel.
+
+// The smallest side a pastille of this kind may have: stick 56, cross 90, button 44.
+int pastilleMinimumSide(ElementKind kind);
+
+// The 12 x 12 resize grip in the bottom-right corner of a pastille of this size.
+QRect pastilleGripRect(const QSize &size);
+
+// The size a pastille takes while it is being resized: `pressSize` is its size when the drag
+// started, `proposed` that size plus the mouse delta. A cross keeps the aspect ratio it had when
+// the drag started, other kinds stay square unless `freeAspect` is set; every side is at least the
+// kind's minimum.
+QSize resizedPastilleSize(ElementKind kind, bool freeAspect, const QSize &pressSize,
+                          const QSize &proposed);
+
+// `geometry` moved back inside a parent of `parentSize`: right and bottom edges first, then left
+// and top, so that a pastille larger than its parent ends aligned top-left.
+QRect keptInsideParent(const QRect &geometry, const QSize &parentSize);

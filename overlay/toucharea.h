@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QColor>
+#include <QPoint>
+#include <QRect>
+#include <QString>
+#include <QStringList>
+#include <QUuid>
+#include <QWidget>
+
+class QMenu;
+
+// A pastille: the child widget of the overlay that stands for one node over the controller
+// picture. While editable it is dragged and resized by its grip; otherwise a click activates it.
+class TouchArea : public QWidget
+{
+    Q_OBJECT
+    Q_PROPERTY(TouchArea::State state READ state WRITE setState)
+    Q_PROPERTY(TouchArea::ElementKind elementKind READ elementKind WRITE setElementKind)
+
+public:
+    enum State { Normal = 0, Listening = 1, Active = 2 };
+    Q_ENUM(State)
+    enum ElementKind { SingleJoy = 0, DualJoyCross = 1, Button = 2 };
+    Q_ENUM(ElementKind)
+
+    // The body and outline colours of a pastille in a given state.
+    struct Colors
+    {
+        QColor pale;   // body
+        QColor strong; // outline and marks
+    };
+    static Colors colorsFor(State state, bool joystickLook, bool hovered);
+
+    explicit TouchArea(QWidget *parent = nullptr);
+
+    QUuid id() const { return m_id; }
+    void setId(const QUuid &id) { m_id = id; }
+    QString title() const { return m_title; }
+    void setTitle(const QString &title);
+    QString subtitle() const { return m_subtitle; }
+    void setSubtitle(const QString &subtitle);
+    QStringList labels() const { return m_labels; }
+    void setLabels(const QStringList &labels);
+    bool isEditable() const { return m_editable; }
+    void setEditable(bool editable);
+    bool isHovered() const { return m_hovered; }
+    bool isMoving() const { return m_moving; }
+    bool isResizing() const { return m_resizing; }
+    ElementKind elementKind() const { return m_elementKind; }
+    void setElementKind(ElementKind kind);
+    bool freeAspect() const { return m_freeAspect; }
+    void setFreeAspect(bool freeAspect);
+    bool joystickLook() const { return m_joystickLook; }
+    void setJoystickLook(bool joystickLook);
+    State state() const { return m_state; }
+    void setState(State state);
+
+    // The resize grip in widget coordinates; empty while the pastille is not editable.
+    QRect resizeGripRect() const;
+    // The rename rule of the context menu: a trimmed, non-empty text that differs from the title
+    // becomes the title and emits titleEdited. Returns whether the title changed.
+    bool applyEditedTitle(const QString &text);
+    // The context menu of an editable pastille ("Renommer...", "Dupliquer", "Supprimer"), owned
+    // by the caller; null while the pastille is not editable.
+    QMenu *createContextMenu(QWidget *menuParent);
+
+Q_SIGNALS:
+    void activated(const QUuid &id, const QString &title);
+    void clicked(TouchArea *self);
+    void requestDelete(TouchArea *self);
+    void requestDuplicate(TouchArea *self);
+    void moved();
+    void resized();
+    void stateChanged(TouchArea::State newState, TouchArea::State oldState);
+    void elementKindChanged(TouchArea::ElementKind kind);
+    void freeAspectChanged(bool freeAspect);
+    void titleEdited(const QString &title);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void enterEvent(QEnterEvent *event) override;
+    void leaveEvent(QEvent *event) override;
+    void contextMenuEvent(QContextMenuEvent *event) override;
+
+private:
+    void promptRename();
+
+    QUuid m_id;
+    QString m_title = QStringLiteral("Element");
+    QString m_subtitle;
+    QStringList m_labels;
+    bool m_editable = true;
+    bool m_hovered = false;
+    bool m_moving = false;
+    bool m_resizing = false;
+    QPoint m_pressGlobalPos;
+    QRect m_pressGeometry;
+    ElementKind m_elementKind = SingleJoy;
+    bool m_freeAspect = false;
+    bool m_joystickLook = true;
+    State m_state = Normal;
+};
