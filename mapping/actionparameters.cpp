@@ -2,19 +2,62 @@
 
 #include <cmath>
 
+namespace {
+
+const QString kIntKind = QStringLiteral("int");
+const QString kDoubleKind = QStringLiteral("double");
+const QString kBoolKind = QStringLiteral("bool");
+const QString kStringKind = QStringLiteral("string");
+
+bool isOneOf(const QString &text, std::initializer_list<const char *> choices)
+{
+    for (const char *choice : choices) {
+        if (text == QLatin1String(choice))
+            return true;
+    }
+    return false;
+}
+
+// Both spellings of the type key exist in the catalogs in use; the correct one wins.
+QString declaredType(const QJsonObject &param)
+{
+    const QJsonValue preferred = param.value(QLatin1String("preferredType"));
+    if (preferred.isString())
+        return preferred.toString();
+    return param.value(QLatin1String("preferedType")).toString();
+}
+
+QVector<ActionParameter> readParameters(const QJsonArray &params)
+{
+    QVector<ActionParameter> result;
+    for (const QJsonValue &value : params) {
+        if (!value.isObject())
+            continue;
+        const QJsonObject param = value.toObject();
+        result.append({param.value(QLatin1String("name")).toString(), declaredType(param),
+                       param.value(QLatin1String("default"))});
+    }
+    return result;
+}
+
+bool isWholeNumber(double number)
+{
+    return std::isfinite(number) && number == std::trunc(number) && std::fabs(number) < 9.0e18;
+}
+
+} // namespace
+
 QString normalizedParameterKind(const QString &declaredType)
 {
     const QString type = declaredType.trimmed().toLower();
-    if (type == QLatin1String("integer") || type == QLatin1String("int32") ||
-        type == QLatin1String("int64"))
-        return QStringLiteral("int");
-    if (type == QLatin1String("double") || type == QLatin1String("float") ||
-        type == QLatin1String("number"))
-        return QStringLiteral("double");
-    if (type == QLatin1String("boolean") || type == QLatin1String("bool"))
-        return QStringLiteral("bool");
+    if (isOneOf(type, {"integer", "int32", "int64"}))
+        return kIntKind;
+    if (isOneOf(type, {"double", "float", "number"}))
+        return kDoubleKind;
+    if (isOneOf(type, {"boolean", "bool"}))
+        return kBoolKind;
     if (type.isEmpty())
-        return QStringLiteral("string");
+        return kStringKind;
     return declaredType.trimmed();
 }
 
@@ -30,17 +73,9 @@ QVector<ActionDescription> readActionCatalog(const QJsonArray &catalog)
         action.label = entry.value(QLatin1String("label")).toString();
         action.group = entry.value(QLatin1String("group")).toString().trimmed();
         if (action.group.isEmpty())
-            action.group = QStringLiteral("Sans groupe");
+            action.group = kUngroupedActions;
         action.deviceType = entry.value(QLatin1String("deviceType")).toString();
-        for (const QJsonValue &p : entry.value(QLatin1String("params")).toArray()) {
-            const QJsonObject param = p.toObject();
-            // Both spellings exist in the catalogs in use; the correct one wins.
-            const QJsonValue type = param.contains(QLatin1String("preferredType"))
-                                        ? param.value(QLatin1String("preferredType"))
-                                        : param.value(QLatin1String("preferedType"));
-            action.params.append({param.value(QLatin1String("name")).toString(), type.toString(),
-                                  param.value(QLatin1String("default"))});
-        }
+        action.params = readParameters(entry.value(QLatin1String("params")).toArray());
         actions.append(action);
     }
     return actions;
@@ -48,8 +83,11 @@ QVector<ActionDescription> readActionCatalog(const QJsonArray &catalog)
 
 const ActionDescription *findAction(const QVector<ActionDescription> &actions, const QString &name)
 {
+    const QString wanted = name.trimmed();
+    if (wanted.isEmpty())
+        return nullptr;
     for (const ActionDescription &action : actions) {
-        if (action.name.compare(name.trimmed(), Qt::CaseInsensitive) == 0)
+        if (action.name.trimmed().compare(wanted, Qt::CaseInsensitive) == 0)
             return &action;
     }
     return nullptr;
@@ -58,22 +96,23 @@ const ActionDescription *findAction(const QVector<ActionDescription> &actions, c
 QJsonValue argumentFromText(const QString &text, const QString &kind)
 {
     const QString t = text.trimmed();
+    // Evaluated by the host's action system when the action runs.
     if (t == QLatin1String("arg_0") || t.startsWith(QLatin1String("transform(")) ||
         t.startsWith(QLatin1String("state(")))
         return t;
     bool ok = false;
-    if (kind == QLatin1String("bool")) {
+    if (kind == kBoolKind) {
         if (t.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0)
             return true;
         if (t.compare(QLatin1String("false"), Qt::CaseInsensitive) == 0)
             return false;
-    } else if (kind == QLatin1String("int")) {
-        const qlonglong number = t.toLongLong(&ok);
+    } else if (kind == kIntKind) {
+        const qint64 number = t.toLongLong(&ok);
         if (ok)
-            return double(number);
-    } else if (kind == QLatin1String("double")) {
+            return number;
+    } else if (kind == kDoubleKind) {
         const double number = t.toDouble(&ok);
-        if (ok && std::isfinite(number))
+        if (ok && std::isfinite(number)) // JSON has no infinity nor NaN
             return number;
     }
     return t;
@@ -84,14 +123,15 @@ QString argumentToText(const QJsonValue &value, const QString &kind)
     if (value.isBool())
         return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
     if (value.isDouble()) {
-        if (kind == QLatin1String("int"))
-            return QString::number(qlonglong(std::llround(value.toDouble())));
-        return QString::number(value.toDouble(), 'g', 6);
+        const double number = value.toDouble();
+        if (kind == kIntKind && isWholeNumber(number))
+            return QString::number(value.toInteger(qint64(number)));
+        return QString::number(number, 'g', 6);
     }
     if (value.isString())
         return value.toString();
     if (value.isUndefined() || value.isNull())
-        return kind == QLatin1String("double") ? QStringLiteral("0.0") : QString();
+        return kind == kDoubleKind ? QStringLiteral("0.0") : QString();
     return QString();
 }
 
@@ -106,7 +146,7 @@ QString actionSignature(const ActionDescription &action, const QJsonObject &args
             continue;
         }
         QString text = argumentToText(value, kind);
-        if (kind == QLatin1String("string") && !text.isEmpty())
+        if (kind == kStringKind && !text.isEmpty())
             text = QLatin1Char('"') + text + QLatin1Char('"');
         parts << QStringLiteral("%1 %2 = %3").arg(kind, param.name, text);
     }

@@ -25,12 +25,15 @@ struct ActionDescription
     QVector<ActionParameter> params;
 };
 
-// "int", "double", "bool" or "string"; any other declared type is kept as written.
+inline const QString kUngroupedActions = QStringLiteral("Sans groupe");
+
+// "int", "double", "bool" or "string"; any other declared type is kept as written (trimmed).
 QString normalizedParameterKind(const QString &declaredType);
 
-// The visible entries of the catalog, in catalog order (entries marked "hidden" are left out).
+// The visible entries of the catalog, in catalog order (entries marked "hidden" and elements that
+// are not objects are left out).
 QVector<ActionDescription> readActionCatalog(const QJsonArray &catalog);
-// The entry of that name (case ignored), or null.
+// The entry of that name (trimmed, case ignored), or null.
 const ActionDescription *findAction(const QVector<ActionDescription> &actions, const QString &name);
 
 // What the user typed, as the value stored for a parameter of that kind. Placeholders and

@@ -13,7 +13,8 @@ class QLabel;
 class QPushButton;
 
 // The small floating editor of one pastille slot's binding: which catalog action it runs and with
-// which arguments. It can be dragged by its header; every change of the binding emits `durty`.
+// which arguments. It is dragged by its header inside its parent; every change of the binding
+// made through the box emits `durty` once.
 class ActionToolBox : public QFrame
 {
     Q_OBJECT
@@ -25,6 +26,7 @@ public:
     // Shows a binding without reporting it as a change.
     void setBinding(const QJsonObject &binding);
     QJsonObject binding() const { return m_binding; }
+    // The current action's signature line; empty when no catalog action is bound.
     QString signature() const;
     bool parametersShown() const;
 
@@ -40,6 +42,7 @@ protected:
 private:
     void rebuildActionList();
     void rebuildParameters();
+    QComboBox *parameterField(const ActionParameter &param, const QJsonObject &args);
     void chooseAction(int index);
     void editParameter(const QString &name, const QString &kind, const QString &text);
     void changeBinding(const QJsonObject &binding);
@@ -47,11 +50,12 @@ private:
 
     QVector<ActionDescription> m_actions;
     QJsonObject m_binding;
+    QLabel *m_header = nullptr;
     QComboBox *m_actionCombo = nullptr;
+    QLabel *m_signature = nullptr;
     QPushButton *m_editButton = nullptr;
     QWidget *m_parameterPanel = nullptr;
     QFormLayout *m_parameterRows = nullptr;
-    QLabel *m_signature = nullptr;
     bool m_dragging = false;
     QPoint m_pressGlobalPos;
     QPoint m_pressPos;

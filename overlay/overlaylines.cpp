@@ -8,6 +8,7 @@ OverlayLines::OverlayLines(QWidget *parent) : QWidget(parent)
 
 void OverlayLines::setBackgroundPixmap(const QPixmap &pixmap)
 {
+    // Copies of one pixmap share a cache key, and every null pixmap has key 0.
     if (pixmap.cacheKey() == m_backgroundPixmap.cacheKey())
         return;
     m_backgroundPixmap = pixmap;
@@ -17,7 +18,7 @@ void OverlayLines::setBackgroundPixmap(const QPixmap &pixmap)
 
 void OverlayLines::setBackgroundScaleMode(BackgroundScaleMode mode)
 {
-    if (mode == m_backgroundScaleMode)
+    if (m_backgroundScaleMode == mode)
         return;
     m_backgroundScaleMode = mode;
     update();

@@ -1,6 +1,20 @@
 #include "pastillegeometry.h"
 
 #include <algorithm>
+#include <limits>
+
+namespace {
+constexpr int kGripSide = 12;
+constexpr int kGripInset = 15; // from the right and bottom edges to the grip's top-left corner
+
+// Truncates toward zero, saturating at the int range so that an absurd drag cannot overflow.
+int truncatedInt(double value)
+{
+    constexpr double lo = std::numeric_limits<int>::min();
+    constexpr double hi = std::numeric_limits<int>::max();
+    return int(std::clamp(value, lo, hi));
+}
+} // namespace
 
 int pastilleMinimumSide(ElementKind kind)
 {
@@ -17,41 +31,48 @@ int pastilleMinimumSide(ElementKind kind)
 
 QRect pastilleGripRect(const QSize &size)
 {
-    return {size.width() - 15, size.height() - 15, 12, 12};
+    return QRect(size.width() - kGripInset, size.height() - kGripInset, kGripSide, kGripSide);
+}
+
+// A cross keeps the ratio it had when the drag started; when that ratio would push the width
+// below the minimum, the width is pinned and the height follows the ratio instead.
+static QSize resizedCrossSize(const QSize &pressSize, const QSize &proposed, int minSide)
+{
+    const double ratio =
+        pressSize.height() > 0 ? double(pressSize.width()) / double(pressSize.height()) : 1.0;
+    const int side = std::max({proposed.width(), proposed.height(), minSide});
+    QSize size(truncatedInt(side * ratio), side);
+    if (size.width() < minSide) {
+        size.setWidth(minSide);
+        size.setHeight(std::max(minSide, truncatedInt(minSide / std::max(0.1, ratio))));
+    }
+    return size;
 }
 
 QSize resizedPastilleSize(ElementKind kind, bool freeAspect, const QSize &pressSize,
                           const QSize &proposed)
 {
-    const int m = pastilleMinimumSide(kind);
+    const int minSide = pastilleMinimumSide(kind);
     QSize size = proposed;
     if (kind == ElementKind::DualJoyCross) {
-        // A cross keeps the proportions it had when the drag started.
-        const double ratio =
-            pressSize.height() > 0 ? double(pressSize.width()) / double(pressSize.height()) : 1.0;
-        const int side = std::max({proposed.width(), proposed.height(), m});
-        size = QSize(int(side * ratio), side);
-        if (size.width() < m) {
-            size.setWidth(m);
-            size.setHeight(std::max(m, int(m / std::max(0.1, ratio))));
-        }
+        size = resizedCrossSize(pressSize, proposed, minSide);
     } else if (!freeAspect) {
-        const int side = std::max({proposed.width(), proposed.height(), m});
+        const int side = std::max({proposed.width(), proposed.height(), minSide});
         size = QSize(side, side);
     }
-    return size.expandedTo(QSize(m, m));
+    return size.expandedTo(QSize(minSide, minSide));
 }
 
 QRect keptInsideParent(const QRect &geometry, const QSize &parentSize)
 {
     QRect r = geometry;
-    if (r.right() > parentSize.width() - 1)
-        r.moveRight(parentSize.width() - 1);
-    if (r.bottom() > parentSize.height() - 1)
-        r.moveBottom(parentSize.height() - 1);
-    if (r.left() < 0)
+    if (r.x() + r.width() > parentSize.width())
+        r.moveLeft(parentSize.width() - r.width());
+    if (r.y() + r.height() > parentSize.height())
+        r.moveTop(parentSize.height() - r.height());
+    if (r.x() < 0)
         r.moveLeft(0);
-    if (r.top() < 0)
+    if (r.y() < 0)
         r.moveTop(0);
     return r;
 }

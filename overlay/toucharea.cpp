@@ -7,50 +7,24 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPainterPath>
+#include <QPointer>
+
+#include <algorithm>
 
 namespace {
+constexpr int kMinimumSide = 44;
+constexpr int kInitialSide = 120;
+const QColor kTextColor(22, 32, 48);
 
 ::ElementKind documentKind(TouchArea::ElementKind kind)
 {
     return static_cast<::ElementKind>(kind);
 }
 
-void drawStickMark(QPainter &p, const QRectF &body, const QColor &strong)
+QPoint globalPos(const QMouseEvent *event)
 {
-    const QPointF c = body.center();
-    const qreal r = std::min(body.width(), body.height()) * 0.22;
-    p.setPen(QPen(strong, 2));
-    p.setBrush(Qt::NoBrush);
-    p.drawEllipse(c, r, r);
-    p.setBrush(strong);
-    p.drawEllipse(c, r * 0.35, r * 0.35);
+    return event->globalPosition().toPoint();
 }
-
-void drawCrossMark(QPainter &p, const QRectF &body, const QColor &strong)
-{
-    const QPointF c = body.center();
-    const qreal arm = std::min(body.width(), body.height()) * 0.26;
-    p.setPen(QPen(strong, 3, Qt::SolidLine, Qt::RoundCap));
-    p.drawLine(c - QPointF(arm, 0), c + QPointF(arm, 0));
-    p.drawLine(c - QPointF(0, arm), c + QPointF(0, arm));
-    p.setPen(Qt::NoPen);
-    p.setBrush(strong);
-    const qreal tip = arm * 0.18;
-    p.drawEllipse(c + QPointF(arm, 0), tip, tip);
-    p.drawEllipse(c - QPointF(arm, 0), tip, tip);
-    p.drawEllipse(c + QPointF(0, arm), tip, tip);
-    p.drawEllipse(c - QPointF(0, arm), tip, tip);
-}
-
-void drawButtonMark(QPainter &p, const QRectF &body, const QColor &strong)
-{
-    const qreal r = std::min(body.width(), body.height()) * 0.16;
-    p.setPen(Qt::NoPen);
-    p.setBrush(strong);
-    p.drawEllipse(body.center(), r, r);
-}
-
 } // namespace
 
 TouchArea::Colors TouchArea::colorsFor(State state, bool joystickLook, bool hovered)
@@ -74,8 +48,8 @@ TouchArea::TouchArea(QWidget *parent) : QWidget(parent), m_id(QUuid::createUuid(
     setMouseTracking(true);
     setAttribute(Qt::WA_TranslucentBackground);
     setCursor(Qt::OpenHandCursor);
-    setMinimumSize(44, 44);
-    setFixedSize(120, 120);
+    setMinimumSize(kMinimumSide, kMinimumSide);
+    setFixedSize(kInitialSide, kInitialSide);
 }
 
 void TouchArea::setTitle(const QString &title)
@@ -98,31 +72,32 @@ void TouchArea::setLabels(const QStringList &labels)
 
 void TouchArea::setEditable(bool editable)
 {
-    if (editable == m_editable)
+    if (m_editable == editable)
         return;
     m_editable = editable;
-    if (!editable)
-        m_moving = m_resizing = false;
-    setCursor(editable ? Qt::OpenHandCursor : Qt::PointingHandCursor);
+    // A drag in progress cannot survive leaving edit mode.
+    m_moving = false;
+    m_resizing = false;
+    setCursor(Qt::OpenHandCursor);
     update();
 }
 
 void TouchArea::setElementKind(ElementKind kind)
 {
-    if (kind == m_elementKind)
+    if (m_elementKind == kind)
         return;
     m_elementKind = kind;
-    m_joystickLook = kind != Button;
     const int side = pastilleMinimumSide(documentKind(kind));
     if (width() < side || height() < side)
         setFixedSize(size().expandedTo(QSize(side, side)));
+    m_joystickLook = kind != Button;
     update();
     Q_EMIT elementKindChanged(kind);
 }
 
 void TouchArea::setFreeAspect(bool freeAspect)
 {
-    if (freeAspect == m_freeAspect)
+    if (m_freeAspect == freeAspect)
         return;
     m_freeAspect = freeAspect;
     Q_EMIT freeAspectChanged(freeAspect);
@@ -136,7 +111,7 @@ void TouchArea::setJoystickLook(bool joystickLook)
 
 void TouchArea::setState(State state)
 {
-    if (state == m_state)
+    if (m_state == state)
         return;
     const State old = m_state;
     m_state = state;
@@ -151,11 +126,12 @@ QRect TouchArea::resizeGripRect() const
 
 bool TouchArea::applyEditedTitle(const QString &text)
 {
-    const QString title = text.trimmed();
-    if (title.isEmpty() || title == m_title)
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty() || trimmed == m_title)
         return false;
-    setTitle(title);
-    Q_EMIT titleEdited(title);
+    m_title = trimmed;
+    update();
+    Q_EMIT titleEdited(m_title);
     return true;
 }
 
@@ -175,60 +151,25 @@ QMenu *TouchArea::createContextMenu(QWidget *menuParent)
 
 void TouchArea::promptRename()
 {
-    bool accepted = false;
+    bool ok = false;
     const QString text =
         QInputDialog::getText(this, QStringLiteral("Renommer l'element"), QStringLiteral("Nom :"),
-                              QLineEdit::Normal, m_title, &accepted);
-    if (accepted)
+                              QLineEdit::Normal, m_title, &ok);
+    if (ok)
         applyEditedTitle(text);
 }
 
-void TouchArea::paintEvent(QPaintEvent *)
+void TouchArea::contextMenuEvent(QContextMenuEvent *event)
 {
-    QPainter p(this);
-    p.setRenderHint(QPainter::Antialiasing);
-    const Colors colors = colorsFor(m_state, m_joystickLook, m_hovered);
-    const QRectF body = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5);
-    const qreal radius = m_elementKind == Button ? std::min(body.width(), body.height()) / 2
-                                                 : std::min(body.width(), body.height()) * 0.18;
-    p.setPen(QPen(colors.strong, 2.5));
-    p.setBrush(colors.pale);
-    p.drawRoundedRect(body, radius, radius);
-
-    switch (m_elementKind) {
-    case SingleJoy:
-        drawStickMark(p, body, colors.strong);
-        break;
-    case DualJoyCross:
-        drawCrossMark(p, body, colors.strong);
-        break;
-    case Button:
-        drawButtonMark(p, body, colors.strong);
-        break;
+    if (!m_editable) {
+        event->ignore();
+        return;
     }
-
-    QFont font = p.font();
-    font.setBold(true);
-    font.setPixelSize(std::clamp(height() / 8, 9, 14));
-    p.setFont(font);
-    p.setPen(QColor(20, 30, 40));
-    const QRectF titleBox = body.adjusted(4, 4, -4, -body.height() * 0.62);
-    p.drawText(titleBox, Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine, m_title);
-    if (!m_subtitle.isEmpty()) {
-        font.setBold(false);
-        font.setPixelSize(std::clamp(height() / 10, 8, 12));
-        p.setFont(font);
-        p.drawText(body.adjusted(4, body.height() * 0.68, -4, -4),
-                   Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine, m_subtitle);
-    }
-
-    if (m_editable) {
-        const QRect grip = resizeGripRect();
-        p.setPen(QPen(colors.strong, 1.5));
-        for (int i = 0; i < 3; ++i)
-            p.drawLine(grip.right() - 8 + 4 * i, grip.bottom(), grip.right(),
-                       grip.bottom() - 8 + 4 * i);
-    }
+    // The overlay may discard this pastille from a menu action, so both are watched.
+    QPointer<QMenu> menu = createContextMenu(this);
+    menu->exec(event->globalPos());
+    delete menu.data();
+    event->accept();
 }
 
 void TouchArea::mousePressEvent(QMouseEvent *event)
@@ -237,18 +178,20 @@ void TouchArea::mousePressEvent(QMouseEvent *event)
         QWidget::mousePressEvent(event);
         return;
     }
+    QPointer<TouchArea> self(this);
     Q_EMIT clicked(this);
+    if (!self)
+        return;
+    event->accept();
     if (!m_editable) {
         Q_EMIT activated(m_id, m_title);
-        event->accept();
         return;
     }
     m_pressGeometry = geometry();
-    m_pressGlobalPos = event->globalPosition().toPoint();
-    m_resizing = resizeGripRect().contains(event->position().toPoint());
+    m_pressGlobalPos = globalPos(event);
+    m_resizing = pastilleGripRect(size()).contains(event->position().toPoint());
     m_moving = !m_resizing;
     setCursor(m_resizing ? Qt::SizeFDiagCursor : Qt::ClosedHandCursor);
-    event->accept();
 }
 
 void TouchArea::mouseMoveEvent(QMouseEvent *event)
@@ -257,27 +200,30 @@ void TouchArea::mouseMoveEvent(QMouseEvent *event)
         QWidget::mouseMoveEvent(event);
         return;
     }
-    const QPoint delta = event->globalPosition().toPoint() - m_pressGlobalPos;
-    const QSize parentSize = parentWidget() ? parentWidget()->size() : QSize();
+    const QPoint delta = globalPos(event) - m_pressGlobalPos;
     if (m_resizing) {
-        const QSize size =
-            resizedPastilleSize(documentKind(m_elementKind), m_freeAspect, m_pressGeometry.size(),
-                                m_pressGeometry.size() + QSize(delta.x(), delta.y()));
-        setFixedSize(size);
-        if (parentWidget())
-            move(keptInsideParent(QRect(pos(), size), parentSize).topLeft());
+        const QSize proposed = m_pressGeometry.size() + QSize(delta.x(), delta.y());
+        const QSize newSize = resizedPastilleSize(documentKind(m_elementKind), m_freeAspect,
+                                                  m_pressGeometry.size(), proposed);
+        setFixedSize(newSize);
+        keepInsideParent(QRect(pos(), newSize));
         Q_EMIT resized();
         update();
     } else if (m_moving) {
-        QRect target = m_pressGeometry.translated(delta);
-        if (parentWidget())
-            target = keptInsideParent(target, parentSize);
-        move(target.topLeft());
+        keepInsideParent(m_pressGeometry.translated(delta));
         Q_EMIT moved();
     } else {
-        const bool overGrip = resizeGripRect().contains(event->position().toPoint());
+        const bool overGrip = pastilleGripRect(size()).contains(event->position().toPoint());
         setCursor(overGrip ? Qt::SizeFDiagCursor : Qt::OpenHandCursor);
     }
+    event->accept();
+}
+
+void TouchArea::keepInsideParent(const QRect &wanted)
+{
+    const QWidget *parent = parentWidget();
+    const QRect kept = parent ? keptInsideParent(wanted, parent->size()) : wanted;
+    move(kept.topLeft());
 }
 
 void TouchArea::mouseReleaseEvent(QMouseEvent *event)
@@ -286,7 +232,8 @@ void TouchArea::mouseReleaseEvent(QMouseEvent *event)
         QWidget::mouseReleaseEvent(event);
         return;
     }
-    m_moving = m_resizing = false;
+    m_moving = false;
+    m_resizing = false;
     setCursor(Qt::OpenHandCursor);
     event->accept();
 }
@@ -305,13 +252,98 @@ void TouchArea::leaveEvent(QEvent *event)
     QWidget::leaveEvent(event);
 }
 
-void TouchArea::contextMenuEvent(QContextMenuEvent *event)
+// ---- painting ----
+
+void TouchArea::paintEvent(QPaintEvent *)
 {
-    QMenu *menu = createContextMenu(this);
-    if (!menu) {
-        event->ignore();
-        return;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const Colors colors = colorsFor(m_state, m_joystickLook, m_hovered);
+    const QRectF body = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5);
+    const qreal radius = std::min(body.width(), body.height()) * 0.22;
+
+    painter.setPen(QPen(colors.strong, m_state == Listening ? 3.0 : 2.0));
+    painter.setBrush(colors.pale);
+    painter.drawRoundedRect(body, radius, radius);
+
+    paintMark(painter, body, colors.strong);
+    paintTexts(painter, body);
+    if (m_editable)
+        paintGrip(painter, colors.strong);
+}
+
+void TouchArea::paintMark(QPainter &painter, const QRectF &body, const QColor &strong)
+{
+    const QPointF centre = body.center();
+    const qreal half = std::min(body.width(), body.height()) * 0.5;
+    QColor faint = strong;
+    faint.setAlpha(60);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(strong, 2.0, Qt::SolidLine, Qt::RoundCap));
+    switch (m_elementKind) {
+    case DualJoyCross: {
+        // Two axes: a cross spanning the body, with a knob where they meet.
+        const qreal dx = body.width() * 0.36;
+        const qreal dy = body.height() * 0.36;
+        painter.drawLine(QPointF(centre.x() - dx, centre.y()),
+                         QPointF(centre.x() + dx, centre.y()));
+        painter.drawLine(QPointF(centre.x(), centre.y() - dy),
+                         QPointF(centre.x(), centre.y() + dy));
+        painter.setBrush(faint);
+        painter.drawEllipse(centre, half * 0.14, half * 0.14);
+        break;
     }
-    menu->exec(event->globalPos());
-    delete menu;
+    case Button:
+        // A round push button.
+        painter.setBrush(faint);
+        painter.drawEllipse(centre, half * 0.62, half * 0.62);
+        break;
+    case SingleJoy:
+        // A stick: its travel circle and the knob in the middle.
+        painter.drawEllipse(centre, half * 0.7, half * 0.7);
+        painter.setBrush(faint);
+        painter.drawEllipse(centre, half * 0.22, half * 0.22);
+        break;
+    }
+}
+
+void TouchArea::paintTexts(QPainter &painter, const QRectF &body)
+{
+    const QRectF inner = body.adjusted(4, 4, -4, -4);
+    QFont titleFont = font();
+    titleFont.setBold(true);
+    const QFontMetricsF titleMetrics(titleFont);
+    QFont subtitleFont = font();
+    subtitleFont.setPointSizeF(std::max(6.0, subtitleFont.pointSizeF() * 0.8));
+    const QFontMetricsF subtitleMetrics(subtitleFont);
+
+    const bool hasSubtitle = !m_subtitle.isEmpty();
+    const qreal blockHeight =
+        titleMetrics.height() + (hasSubtitle ? subtitleMetrics.height() : 0.0);
+    QRectF titleRect(inner.left(), inner.center().y() - blockHeight / 2, inner.width(),
+                     titleMetrics.height());
+
+    painter.setPen(kTextColor);
+    painter.setFont(titleFont);
+    painter.drawText(titleRect, Qt::AlignCenter,
+                     titleMetrics.elidedText(m_title, Qt::ElideRight, inner.width()));
+    if (!hasSubtitle)
+        return;
+    const QRectF subtitleRect(inner.left(), titleRect.bottom(), inner.width(),
+                              subtitleMetrics.height());
+    painter.setFont(subtitleFont);
+    painter.drawText(subtitleRect, Qt::AlignCenter,
+                     subtitleMetrics.elidedText(m_subtitle, Qt::ElideRight, inner.width()));
+}
+
+void TouchArea::paintGrip(QPainter &painter, const QColor &strong)
+{
+    // Three diagonal strokes in the bottom-right corner, the usual size-grip look.
+    const QRectF grip = pastilleGripRect(size());
+    painter.setPen(QPen(strong, 1.5, Qt::SolidLine, Qt::RoundCap));
+    for (int i = 0; i < 3; ++i) {
+        const qreal offset = 3.0 + i * 4.0;
+        painter.drawLine(QPointF(grip.right() - offset, grip.bottom()),
+                         QPointF(grip.right(), grip.bottom() - offset));
+    }
 }

@@ -9,6 +9,7 @@
 #include <QWidget>
 
 class QMenu;
+class QPainter;
 
 // A pastille: the child widget of the overlay that stands for one node over the controller
 // picture. While editable it is dragged and resized by its grip; otherwise a click activates it.
@@ -88,6 +89,10 @@ protected:
 
 private:
     void promptRename();
+    void keepInsideParent(const QRect &wanted);
+    void paintMark(QPainter &painter, const QRectF &body, const QColor &strong);
+    void paintTexts(QPainter &painter, const QRectF &body);
+    void paintGrip(QPainter &painter, const QColor &strong);
 
     QUuid m_id;
     QString m_title = QStringLiteral("Element");

@@ -93,6 +93,9 @@ private slots:
         QTest::newRow("unsplit cross") << cross << false << QStringList{"joy_0", "joy_1"} << QStringList{none, pan}
             << R"([{"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_0"},)"
                R"({"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_1"}])";
+        QTest::newRow("unsplit cross, X binding wins") << cross << false << QStringList{"joy_2", "joy_3"} << QStringList{pan, R"({"ref": "tilt"})"}
+            << R"([{"action":"pan","joyXKey":"joy_2","joyYKey":"joy_3","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_2"},)"
+               R"({"action":"pan","joyXKey":"joy_2","joyYKey":"joy_3","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_3"}])";
         QTest::newRow("unsplit cross, all none") << cross << false << QStringList{"joy_0", "joy_1"} << QStringList{none, none} << "[]";
         QTest::newRow("unsplit cross, one key blank") << cross << false << QStringList{"joy_0", " "} << QStringList{pan, pan} << "[]";
         QTest::newRow("unsplit cross, one source") << cross << false << QStringList{"joy_0"} << QStringList{pan} << "[]";

@@ -1,9 +1,6 @@
 #include "overlayrender.h"
 
-#include <QDir>
 #include <QJsonArray>
-#include <QPainter>
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -13,22 +10,6 @@ QJsonObject pastilleNode(const QString &kind, const QString &title, double x, do
     return {{"kind", kind},
             {"title", title},
             {"geometry", QJsonObject{{"x", x}, {"y", y}, {"w", w}, {"h", w * 4 / 3}}}};
-}
-
-// A plain controller silhouette, drawn here so that the sample needs no artwork.
-QString writeControllerPicture(const QString &folder)
-{
-    QImage picture(640, 360, QImage::Format_ARGB32_Premultiplied);
-    picture.fill(Qt::transparent);
-    QPainter painter(&picture);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(QColor(48, 62, 76));
-    painter.setPen(QPen(QColor(0, 200, 230), 4));
-    painter.drawRoundedRect(QRectF(40, 60, 560, 240), 110, 110);
-    painter.end();
-    const QString path = QDir(folder).filePath(QStringLiteral("pad.png"));
-    picture.save(path);
-    return path;
 }
 
 } // namespace
@@ -79,8 +60,7 @@ private Q_SLOTS:
     // as "overlay_sample.png" for a look by eye.
     void rendersPictureAndPastilles()
     {
-        QTemporaryDir folder;
-        const QString picture = writeControllerPicture(folder.path());
+        const QString picture = QStringLiteral(":/new/prefix1/ressources/menette_id_654.png");
         const QJsonObject document{
             {"type", "InteractiveOverlay"},
             {"version", 4},
@@ -93,11 +73,12 @@ private Q_SLOTS:
         const QImage image = renderOverlayImage(document, picture, QSize(), &error);
         QVERIFY2(!image.isNull(), qPrintable(error));
         QCOMPARE(image.size(), QSize(800, 450));
-        QCOMPARE(image.pixelColor(2, 2).alpha(), 0); // outside the picture
-        const QColor pictureBody = image.pixelColor(400, 120);
-        QCOMPARE(pictureBody, QColor(48, 62, 76));
-        // The button pastille sits at (0.8, 0.25) of the picture, which fills the whole image.
-        QVERIFY(image.pixelColor(672, 136) != pictureBody);
+        QCOMPARE(image.pixelColor(20, 225).alpha(), 0); // left of the contained picture
+        // The picture (640 x 400) is contained at (40, 0, 720, 450); its body colour shows
+        // between the pastilles, and the button pastille sits at (0.8, 0.25) of it.
+        const QColor pictureBody = image.pixelColor(400, 225);
+        QCOMPARE(pictureBody, QColor(52, 66, 80));
+        QVERIFY(image.pixelColor(645, 137) != pictureBody);
         QVERIFY(image.save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/overlay_sample.png")));
     }
 };

@@ -1,0 +1,145 @@
+#include "cardgeometry.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace {
+constexpr int kCardInset = 6;
+constexpr int kImageSide = 96;
+constexpr int kChipSide = 20;
+constexpr int kChipPitch = 28; // chip side plus an 8 px gap
+} // namespace
+
+QRect cardRect(const QRect &item)
+{
+    return item.adjusted(kCardInset, kCardInset, -kCardInset, -kCardInset);
+}
+
+QRect cardCloseRect(const QRect &item)
+{
+    const QRect card = cardRect(item);
+    return QRect(card.left() + 6, card.top() + 6, 24, 24);
+}
+
+QRect cardImageRect(const QRect &item)
+{
+    const QRect card = cardRect(item);
+    return QRect(card.center().x() - kImageSide / 2, card.top() + 16, kImageSide, kImageSide);
+}
+
+QRect cardLeftArrowRect(const QRect &item)
+{
+    const QRect image = cardImageRect(item);
+    return QRect(image.left() - 28, image.center().y() - 16, 18, 32);
+}
+
+QRect cardRightArrowRect(const QRect &item)
+{
+    const QRect image = cardImageRect(item);
+    return QRect(image.right() + 10, image.center().y() - 16, 18, 32);
+}
+
+QRect cardBadgeRect(const QRect &item)
+{
+    const QRect image = cardImageRect(item);
+    return QRect(image.center().x() - 21, image.bottom() - 24, 42, 20);
+}
+
+QRect cardLinkStateRect(const QRect &item)
+{
+    const QRect image = cardImageRect(item);
+    return QRect(image.right() - 28, image.top() - 2, 30, 30);
+}
+
+QRect cardControlsStrip(const QRect &item)
+{
+    const QRect card = cardRect(item);
+    return QRect(card.left() + 12, card.bottom() - 40, card.width() - 24, 28);
+}
+
+QSize cardSizeHint()
+{
+    return QSize(300, 240);
+}
+
+void splitControlEntry(const QString &entry, QString *label, QString *target)
+{
+    const int bar = entry.indexOf(QLatin1Char('|'));
+    if (bar >= 1) {
+        *label = entry.left(bar);
+        *target = entry.mid(bar + 1);
+    } else {
+        label->clear();
+        *target = entry;
+    }
+}
+
+int controlChipKind(const QString &target)
+{
+    if (target.startsWith(QLatin1String("axis://")))
+        return ControlChip::Axis;
+    if (target.startsWith(QLatin1String("btn://")))
+        return ControlChip::Button;
+    return ControlChip::Other;
+}
+
+QString controlChipValue(const QString &target)
+{
+    const int scheme = target.indexOf(QLatin1String("://"));
+    if (scheme < 0)
+        return target;
+    const QString value = target.mid(scheme + 3);
+    return value.isEmpty() ? target : value;
+}
+
+QList<ControlChip> layoutControlChips(const QRect &strip, const QStringList &entries)
+{
+    QList<ControlChip> chips;
+    if (strip.width() < 1)
+        return chips;
+    const int room = std::max((strip.width() + 8) / kChipPitch, 0);
+    const int shown = std::min(int(entries.size()), room);
+    if (shown == 0)
+        return chips;
+
+    const int total = shown * kChipPitch - 8;
+    const int x0 = strip.center().x() - total / 2;
+    const int y = strip.center().y() - kChipSide / 2;
+    for (int i = 0; i < shown; ++i) {
+        ControlChip chip;
+        chip.rect = QRect(x0 + i * kChipPitch, y, kChipSide, kChipSide);
+        splitControlEntry(entries.at(i), &chip.label, &chip.target);
+        chip.kind = controlChipKind(chip.target);
+        chip.text = chip.label.isEmpty() ? chip.target : chip.label;
+        chips.append(chip);
+    }
+    if (entries.size() > shown) {
+        ControlChip more;
+        more.rect = QRect(x0 + shown * kChipPitch, y, kChipSide, kChipSide);
+        more.text = QStringLiteral("+%1").arg(entries.size() - shown);
+        chips.append(more);
+    }
+    return chips;
+}
+
+QString imageCacheKey(const QString &path, const QSize &size)
+{
+    const QFileInfo info(path);
+    qint64 modified = 0;
+    if (info.exists()) {
+        const QDateTime stamp = info.lastModified();
+        modified = stamp.isValid() ? stamp.toMSecsSinceEpoch() : 0;
+    }
+    // One multi-argument arg() so that a "%" inside the path is never taken as a placeholder.
+    return QStringLiteral("img:%1:%2x%3:%4")
+        .arg(path, QString::number(size.width()), QString::number(size.height()),
+             QString::number(modified));
+}
+
+QString resourceCacheKey(const QString &resourcePath, const QSize &size)
+{
+    return QStringLiteral("res:%1:%2x%3")
+        .arg(resourcePath, QString::number(size.width()), QString::number(size.height()));
+}
