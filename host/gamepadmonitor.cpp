@@ -4,7 +4,6 @@
 #include "gamepadmanager.h"
 #include "monitorcore.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -27,7 +26,7 @@ QTextStream &err()
     return stream;
 }
 
-int runLive(QCoreApplication &app, bool demo, double durationSeconds,
+int runLive(QCoreApplication &app, bool demo, int durationMs,
             const std::optional<GamepadCalibration> &calibration)
 {
     std::optional<DemoJoystickBackend> demoBackend;
@@ -59,9 +58,9 @@ int runLive(QCoreApplication &app, bool demo, double durationSeconds,
                                          const QVariantList &values) {
                 out() << batchLine(clock.elapsed(), keys, values, id) << Qt::endl;
             });
-        device->start();
         if (calibration)
-            device->setCalibration(*calibration);
+            device->pinCalibration(*calibration);
+        device->start();
     };
     QObject::connect(manager, &GamepadManager::gamepadAdded, attach);
     QObject::connect(manager, &GamepadManager::gamepadRemoved, [](int id) {
@@ -74,12 +73,25 @@ int runLive(QCoreApplication &app, bool demo, double durationSeconds,
         if (device)
             attach(device);
     }
-    if (durationSeconds > 0)
-        QTimer::singleShot(qint64(durationSeconds * 1000.0), &app, &QCoreApplication::quit);
+    if (durationMs > 0)
+        QTimer::singleShot(durationMs, &app, &QCoreApplication::quit);
     const int code = app.exec();
     delete manager;
     setJoystickBackend(nullptr);
     return code;
+}
+
+int replay(const QString &path, const std::optional<GamepadCalibration> &calibration)
+{
+    QFile file;
+    const bool opened = path == QLatin1String("-")
+                            ? file.open(stdin, QIODevice::ReadOnly)
+                            : (file.setFileName(path), file.open(QIODevice::ReadOnly));
+    if (!opened) {
+        err() << "--replay: cannot open " << path << ": " << file.errorString() << Qt::endl;
+        return kExitBadInput;
+    }
+    return runReplay(file, out(), err(), calibration ? &*calibration : nullptr);
 }
 
 } // namespace
@@ -89,58 +101,30 @@ int main(int argc, char *argv[])
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("gamepad-monitor"));
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Prints the gamepad runtime's published batches as JSON lines on standard output."));
-    parser.addHelpOption();
-    const QCommandLineOption virtualOption(
-        QStringLiteral("virtual"),
-        QStringLiteral("Add a simulated controller that moves by itself."));
-    const QCommandLineOption durationOption(QStringLiteral("duration"),
-                                            QStringLiteral("Stop after this many seconds."),
-                                            QStringLiteral("seconds"));
-    const QCommandLineOption calibrationOption(QStringLiteral("calibration"),
-                                               QStringLiteral("Apply this calibration file."),
-                                               QStringLiteral("file"));
-    const QCommandLineOption replayOption(
-        QStringLiteral("replay"),
-        QStringLiteral("Drive one virtual controller from a recorded file (- for standard input)."),
-        QStringLiteral("file"));
-    parser.addOptions({virtualOption, durationOption, calibrationOption, replayOption});
-    parser.process(app);
+    QString error;
+    const std::optional<MonitorOptions> options =
+        parseMonitorArguments(QCoreApplication::arguments(), &error);
+    if (!options) {
+        err() << "gamepad-monitor: " << error << Qt::endl;
+        return kExitBadInput;
+    }
+    if (options->help) {
+        out() << monitorHelpText() << Qt::flush;
+        return kExitSuccess;
+    }
 
     std::optional<GamepadCalibration> calibration;
-    if (parser.isSet(calibrationOption)) {
+    if (!options->calibrationPath.isEmpty()) {
         GamepadCalibration loaded;
-        QString error;
-        const QString path = parser.value(calibrationOption);
-        if (!loadCalibrationFile(path, &loaded, &error, 8, 32)) {
-            err() << "cannot use calibration " << path << ": "
-                  << (error.isEmpty() ? QStringLiteral("no such file") : error) << "\n";
-            return 2;
+        if (!loadCalibrationFile(options->calibrationPath, &loaded, &error,
+                                 InputProcessor::kAxisCount, InputProcessor::kButtonCount)) {
+            err() << "--calibration: cannot use " << options->calibrationPath << ": "
+                  << (error.isEmpty() ? QStringLiteral("no such file") : error) << Qt::endl;
+            return kExitBadInput;
         }
         calibration = loaded;
     }
-
-    bool durationOk = true;
-    const double duration =
-        parser.isSet(durationOption) ? parser.value(durationOption).toDouble(&durationOk) : 0.0;
-    if (!durationOk || duration < 0) {
-        err() << "--duration takes a number of seconds\n";
-        return 2;
-    }
-
-    if (parser.isSet(replayOption)) {
-        const QString path = parser.value(replayOption);
-        QFile file;
-        const bool opened = path == QLatin1String("-")
-                                ? file.open(stdin, QIODevice::ReadOnly)
-                                : (file.setFileName(path), file.open(QIODevice::ReadOnly));
-        if (!opened) {
-            err() << "cannot open " << path << ": " << file.errorString() << "\n";
-            return 2;
-        }
-        return runReplay(file, out(), err(), calibration ? &*calibration : nullptr);
-    }
-    return runLive(app, parser.isSet(virtualOption), duration, calibration);
+    if (!options->replayPath.isEmpty())
+        return replay(options->replayPath, calibration);
+    return runLive(app, options->addVirtual, options->durationMs, calibration);
 }

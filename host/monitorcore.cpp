@@ -3,6 +3,7 @@
 #include "controlmanette.h"
 #include "profilemeta.h"
 
+#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -26,28 +27,91 @@ QString jsonValue(const QVariant &value)
     return QString::number(rounded == 0.0 ? 0.0 : rounded, 'g', 15);
 }
 
+// One replay line: its time and, when given, the controller's whole input state.
 struct ReplayLine
 {
     qint64 t = 0;
     QJsonObject object;
+    bool hasAxes = false;
+    bool hasButtons = false;
+    JoystickReadings readings;
 };
 
-bool parseLine(const QByteArray &text, ReplayLine *line, QString *error)
+bool readTime(const QJsonValue &value, qint64 previous, qint64 *t, QString *error)
+{
+    const double ms = value.toDouble(-1.0);
+    if (!value.isDouble() || !(ms >= 0.0 && ms <= kMaxReplayTimeMs) || ms != std::floor(ms)) {
+        *error = QStringLiteral("\"t\" must be a whole number of milliseconds from 0 to 1e15");
+        return false;
+    }
+    *t = qint64(ms);
+    if (*t < previous) {
+        *error = QStringLiteral("\"t\" goes back from %1 to %2").arg(previous).arg(*t);
+        return false;
+    }
+    return true;
+}
+
+bool readAxes(const QJsonValue &value, JoystickReadings *readings, QString *error)
+{
+    const QJsonArray axes = value.toArray();
+    if (!value.isArray() || axes.size() > JoystickBackend::kMaxAxes) {
+        *error = QStringLiteral("\"axes\" must be an array of at most 8 entries");
+        return false;
+    }
+    for (int axis = 0; axis < axes.size(); ++axis) {
+        const QJsonValue entry = axes.at(axis);
+        if (entry.isNull())
+            continue; // the axis is absent
+        const double position = entry.toDouble(NAN);
+        if (!entry.isDouble() || !(std::fabs(position) <= 100.0)) {
+            *error = QStringLiteral("\"axes\" entry %1 must be null or a number from -100 to 100")
+                         .arg(axis);
+            return false;
+        }
+        readings->axisPresent[axis] = true;
+        readings->axes[axis] = position;
+    }
+    return true;
+}
+
+bool readButtons(const QJsonValue &value, JoystickReadings *readings, QString *error)
+{
+    if (!value.isArray()) {
+        *error = QStringLiteral("\"buttons\" must be an array of button indices");
+        return false;
+    }
+    const QJsonArray buttons = value.toArray();
+    for (int entry = 0; entry < buttons.size(); ++entry) {
+        const double index = buttons.at(entry).toDouble(-1.0);
+        if (!(index >= 0.0 && index < JoystickBackend::kMaxButtons) || index != std::floor(index)) {
+            *error = QStringLiteral("\"buttons\" entry %1 must be a button index from 0 to 31")
+                         .arg(entry);
+            return false;
+        }
+        readings->buttons[int(index)] = true;
+    }
+    return true;
+}
+
+bool parseLine(const QByteArray &text, qint64 previousT, ReplayLine *line, QString *error)
 {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        *error = parseError.errorString();
+    if (!document.isObject()) {
+        *error = parseError.error == QJsonParseError::NoError
+                     ? QStringLiteral("not a JSON object")
+                     : QStringLiteral("not JSON (%1)").arg(parseError.errorString());
         return false;
     }
     line->object = document.object();
-    const QJsonValue t = line->object.value(QStringLiteral("t"));
-    if (!document.isObject() || !t.isDouble() || !std::isfinite(t.toDouble())) {
-        *error = QStringLiteral("expected an object with a number \"t\"");
-        return false;
-    }
-    line->t = qint64(t.toDouble());
-    return true;
+    const QJsonValue axes = line->object.value(QStringLiteral("axes"));
+    const QJsonValue buttons = line->object.value(QStringLiteral("buttons"));
+    line->hasAxes = !axes.isUndefined();
+    line->hasButtons = !buttons.isUndefined();
+    return readTime(line->object.value(QStringLiteral("t")), previousT, &line->t, error) &&
+           (!line->hasAxes || readAxes(axes, &line->readings, error)) &&
+           (!line->hasButtons || readButtons(buttons, &line->readings, error));
 }
 
 JoystickIdentification identityOf(const QJsonObject &first)
@@ -57,24 +121,48 @@ JoystickIdentification identityOf(const QJsonObject &first)
             readHexId(first.value(QStringLiteral("productId")))};
 }
 
-void applyInputs(VirtualJoystickBackend &pads, const QJsonObject &line)
+// A line without "axes" or "buttons" keeps what the previous one set.
+void applyInputs(VirtualJoystickBackend &pads, const ReplayLine &line)
 {
-    const QJsonValue axes = line.value(QStringLiteral("axes"));
-    if (axes.isArray()) {
-        const QJsonArray values = axes.toArray();
-        for (int axis = 0; axis < JoystickBackend::kMaxAxes; ++axis) {
-            const QJsonValue value = values.at(axis);
-            pads.setAxisPresent(0, axis, value.isDouble());
-            pads.setAxis(0, axis, value.toDouble());
-        }
+    for (int axis = 0; line.hasAxes && axis < JoystickBackend::kMaxAxes; ++axis) {
+        pads.setAxisPresent(0, axis, line.readings.axisPresent[axis]);
+        pads.setAxis(0, axis, line.readings.axes[axis]);
     }
-    const QJsonValue buttons = line.value(QStringLiteral("buttons"));
-    if (buttons.isArray()) {
-        for (int button = 0; button < JoystickBackend::kMaxButtons; ++button)
-            pads.setButton(0, button, false);
-        for (const QJsonValue &index : buttons.toArray())
-            pads.setButton(0, index.toInt(-1), true);
-    }
+    for (int button = 0; line.hasButtons && button < JoystickBackend::kMaxButtons; ++button)
+        pads.setButton(0, button, line.readings.buttons[button]);
+}
+
+QList<QCommandLineOption> monitorOptions()
+{
+    return {{QStringLiteral("virtual"),
+             QStringLiteral("Add a simulated controller that moves by itself.")},
+            {QStringLiteral("duration"),
+             QStringLiteral("Stop after this many seconds (up to %1).").arg(kMaxDurationSeconds),
+             QStringLiteral("seconds")},
+            {QStringLiteral("calibration"), QStringLiteral("Apply this calibration file."),
+             QStringLiteral("file")},
+            {QStringLiteral("replay"),
+             QStringLiteral(
+                 "Drive one virtual controller from a recorded file (- for standard input)."),
+             QStringLiteral("file")}};
+}
+
+void describeOptions(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(QStringLiteral(
+        "Prints the gamepad runtime's published batches as JSON lines on standard output."));
+    parser.addHelpOption();
+    parser.addOptions(monitorOptions());
+}
+
+// Seconds from 0.001 to kMaxDurationSeconds, in whole milliseconds; 0 when out of bounds.
+int durationMs(const QString &text)
+{
+    bool ok = false;
+    const double seconds = text.toDouble(&ok);
+    if (!ok || !(seconds >= 0.001 && seconds <= kMaxDurationSeconds))
+        return 0;
+    return int(std::lround(seconds * 1000.0));
 }
 
 } // namespace
@@ -103,7 +191,7 @@ int runReplay(QIODevice &input, QTextStream &out, QTextStream &err,
     qint64 now = 0;
     std::unique_ptr<ControlManette> device;
     int lineNumber = 0;
-    int result = 0;
+    int result = kExitSuccess;
     while (!input.atEnd()) {
         const QByteArray text = input.readLine().trimmed();
         ++lineNumber;
@@ -111,23 +199,19 @@ int runReplay(QIODevice &input, QTextStream &out, QTextStream &err,
             continue;
         ReplayLine line;
         QString error;
-        if (!parseLine(text, &line, &error)) {
-            err << "line " << lineNumber << ": " << error << ", skipped\n";
-            result = 1;
-            continue;
-        }
-        if (line.t < now) {
-            err << "line " << lineNumber << ": time goes back to " << line.t << ", kept at " << now
-                << "\n";
-            line.t = now;
+        if (!parseLine(text, now, &line, &error)) {
+            err << "line " << lineNumber << ": " << error << "\n";
+            result = kExitBadInput;
+            break;
         }
         if (!device) {
             pads.connectController(0, identityOf(line.object));
             device = std::make_unique<ControlManette>(0);
             device->setClockSource([&now] { return now; });
+            device->pinCalibration(calibration ? *calibration
+                                               : defaultCalibration(InputProcessor::kAxisCount,
+                                                                    InputProcessor::kButtonCount));
             device->start();
-            if (calibration)
-                device->setCalibration(*calibration);
             QObject::connect(
                 device.get(),
                 qOverload<int, int, QStringList, QVariantList>(&IComInterface::dataChanged),
@@ -136,13 +220,57 @@ int runReplay(QIODevice &input, QTextStream &out, QTextStream &err,
                 });
         }
         now = line.t;
-        applyInputs(pads, line.object);
+        applyInputs(pads, line);
         device->poll();
     }
     out.flush();
+    err.flush();
     device.reset();
     setJoystickBackend(previous);
     return result;
+}
+
+std::optional<MonitorOptions> parseMonitorArguments(const QStringList &arguments, QString *error)
+{
+    QCommandLineParser parser;
+    describeOptions(parser);
+    if (!parser.parse(arguments)) {
+        *error = parser.errorText();
+        return std::nullopt;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        *error = QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments()[0]);
+        return std::nullopt;
+    }
+    for (const QString &option : {QStringLiteral("calibration"), QStringLiteral("replay")}) {
+        if (parser.isSet(option) && parser.value(option).isEmpty()) {
+            *error = QStringLiteral("--%1 needs a file name").arg(option);
+            return std::nullopt;
+        }
+    }
+    MonitorOptions options;
+    options.help = parser.isSet(QStringLiteral("help"));
+    options.addVirtual = parser.isSet(QStringLiteral("virtual"));
+    options.calibrationPath = parser.value(QStringLiteral("calibration"));
+    options.replayPath = parser.value(QStringLiteral("replay"));
+    if (parser.isSet(QStringLiteral("duration"))) {
+        const QString duration = parser.value(QStringLiteral("duration"));
+        options.durationMs = durationMs(duration);
+        if (options.durationMs == 0) {
+            *error = QStringLiteral("--duration takes seconds from 0.001 to %1, not \"%2\"")
+                         .arg(kMaxDurationSeconds)
+                         .arg(duration);
+            return std::nullopt;
+        }
+    }
+    return options;
+}
+
+QString monitorHelpText()
+{
+    QCommandLineParser parser;
+    describeOptions(parser);
+    return parser.helpText();
 }
 
 DemoJoystickBackend::DemoJoystickBackend(JoystickBackend &real) : m_real(real)

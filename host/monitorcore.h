@@ -9,6 +9,31 @@
 #include <QTextStream>
 #include <QVariantList>
 
+#include <optional>
+
+// Exit codes of the monitor.
+constexpr int kExitSuccess = 0;
+constexpr int kExitBadInput = 2; // arguments, a calibration file or a replay line rejected
+
+// Up to a week: QTimer counts milliseconds in an int.
+constexpr int kMaxDurationSeconds = 7 * 24 * 3600;
+// Replay times stay far below qint64's limit so that debounce and repeat sums cannot overflow.
+constexpr double kMaxReplayTimeMs = 1e15; // about 31 700 years
+
+struct MonitorOptions
+{
+    bool help = false;
+    bool addVirtual = false;
+    int durationMs = 0; // 0: until interrupted
+    QString calibrationPath;
+    QString replayPath; // "-": standard input
+};
+
+// Reads the monitor's command line (program name first). Returns nothing when it cannot be used,
+// with `error` naming the option at fault.
+std::optional<MonitorOptions> parseMonitorArguments(const QStringList &arguments, QString *error);
+QString monitorHelpText();
+
 // The monitor's output line for one published batch:
 // {"t": 120, "keys": ["joy_1", "but_0"], "values": [-29.89, true]}. Axis values are rounded to
 // two decimals; `device` is added when it is not negative.
@@ -20,7 +45,9 @@ QString batchLine(qint64 timeMs, const QStringList &keys, const QVariantList &va
 // "t" is the device clock in milliseconds, "axes" the raw positions (null: absent), "buttons" the
 // indices held down; the first line may also name the controller ("name", "vendorId",
 // "productId"). Prints one batchLine per poll that publishes on `out`, diagnostics on `err`.
-// `calibration`, when given, is the one in force. Returns 0, or 1 when a line was rejected.
+// The calibration in force is `calibration`, else the defaults: never the files of this machine.
+// Stops at the first line that breaks the format, naming it and its field on `err`. Returns
+// kExitSuccess or kExitBadInput.
 int runReplay(QIODevice &input, QTextStream &out, QTextStream &err,
               const GamepadCalibration *calibration);
 

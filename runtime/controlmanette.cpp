@@ -11,6 +11,7 @@
 namespace {
 
 const QString kGamepadName = QStringLiteral("gamepad");
+constexpr double kMaxPollMs = 60000.0;
 
 template <typename Array> QVariantList toVariantList(const Array &values)
 {
@@ -37,6 +38,7 @@ ControlManette::ControlManette(int index, QObject *parent) : IComInterface(paren
         m_deviceId = index;
         Q_EMIT deviceIdChanged();
     }
+    m_pollTimer.setInterval(kDefaultPollMs);
     if (index == -1)
         return; // a placeholder, never bound to hardware
 
@@ -56,7 +58,7 @@ void ControlManette::start()
     setConnected(joysticks.isConnected(m_deviceId));
     resetRuntimeState();
     reloadCalibration();
-    m_pollTimer.start(kDefaultPollMs);
+    m_pollTimer.start(); // at the interval the host set, if it set one
     if (m_connected && !wasConnected)
         Q_EMIT statusChanged(connected);
 }
@@ -68,6 +70,7 @@ void ControlManette::stop()
     m_pollTimer.stop();
     setConnected(false);
     resetRuntimeState();
+    publishRestState();
     Q_EMIT statusChanged(noCom);
 }
 
@@ -104,9 +107,10 @@ void ControlManette::setParameter(int deviceId, int catId, QString name, QVarian
         return;
     if (name == QLatin1String("pollingInterval")) {
         bool ok = false;
-        const int interval = value.toInt(&ok);
-        if (ok && interval >= 1) // 0 would poll on every event-loop turn
-            m_pollTimer.setInterval(interval);
+        const double interval = value.toDouble(&ok);
+        // 0 would poll on every event-loop turn; bounded before the conversion to int.
+        if (ok && interval >= 1.0 && interval <= kMaxPollMs)
+            m_pollTimer.setInterval(int(interval));
     } else if (name == QLatin1String("resetBias")) {
         resetAllBias();
     } else if (name == QLatin1String("reloadCalibration")) {
@@ -193,6 +197,13 @@ void ControlManette::setCalibration(const GamepadCalibration &calibration)
     m_processor.clearGates();
 }
 
+void ControlManette::pinCalibration(const GamepadCalibration &calibration)
+{
+    m_pinnedCalibration =
+        normalizeCalibration(calibration, InputProcessor::kAxisCount, InputProcessor::kButtonCount);
+    reloadCalibration();
+}
+
 void ControlManette::resetAllBias()
 {
     m_calibration = defaultCalibration(InputProcessor::kAxisCount, InputProcessor::kButtonCount);
@@ -202,12 +213,22 @@ void ControlManette::resetAllBias()
     resetRuntimeState();
 }
 
-void ControlManette::reloadCalibration()
+ResolvedCalibration ControlManette::resolveCalibrationInForce() const
 {
+    if (m_pinnedCalibration) {
+        ResolvedCalibration pinned;
+        pinned.calibration = *m_pinnedCalibration;
+        return pinned;
+    }
     const GamepadProfileInfo profile = findProfileById(m_activeProfileId);
     const GamepadDeviceIdentity identity{m_name.trimmed(), m_vendorId, m_productId};
-    const ResolvedCalibration resolved = resolveCalibration(
-        identity, profile, InputProcessor::kAxisCount, InputProcessor::kButtonCount);
+    return resolveCalibration(identity, profile, InputProcessor::kAxisCount,
+                              InputProcessor::kButtonCount);
+}
+
+void ControlManette::reloadCalibration()
+{
+    const ResolvedCalibration resolved = resolveCalibrationInForce();
     m_loadedCalibration = resolved.calibration;
     m_calibration = resolved.calibration;
     m_calibrationSource = resolved.source;
@@ -268,6 +289,15 @@ void ControlManette::publish(const PollResult &result)
         Q_EMIT rawAxesChanged();
     if (result.buttonsChanged)
         Q_EMIT buttonsChanged();
+}
+
+// Views show what the controller reports with nothing held rather than its last values.
+void ControlManette::publishRestState()
+{
+    m_processor.settle(m_calibration);
+    Q_EMIT axesChanged();
+    Q_EMIT rawAxesChanged();
+    Q_EMIT buttonsChanged();
 }
 
 void ControlManette::setConnected(bool connected)

@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <optional>
 
 // One physical controller, as the host sees it (IComInterface) and as the editors see it
 // (properties and live values). Created and deleted by GamepadManager, one per joystick index.
@@ -63,6 +64,9 @@ public:
     const GamepadCalibration &calibration() const { return m_calibration; }
     // Applies a calibration until the next reload (live editing, a calibration given by hand).
     void setCalibration(const GamepadCalibration &calibration);
+    // Replaces the calibration files for good, so that a replay gives the same output on every
+    // machine: reloads apply this calibration and read no file.
+    void pinCalibration(const GamepadCalibration &calibration);
     const GamepadCalibration &loadedCalibration() const { return m_loadedCalibration; }
     CalibrationSource calibrationSource() const { return m_calibrationSource; }
     QString calibrationPath() const { return m_calibrationPath; }
@@ -108,6 +112,8 @@ private:
     qint64 elapsedMs();
     QString currentSignature() const;
     void publish(const PollResult &result);
+    ResolvedCalibration resolveCalibrationInForce() const;
+    void publishRestState();
 
     int m_deviceId = -1;
     QString m_name;
@@ -123,6 +129,7 @@ private:
 
     GamepadCalibration m_calibration;
     GamepadCalibration m_loadedCalibration;
+    std::optional<GamepadCalibration> m_pinnedCalibration;
     CalibrationSource m_calibrationSource = CalibrationSource::Defaults;
     QString m_calibrationPath;
     QString m_calibrationBasePath;

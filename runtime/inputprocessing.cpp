@@ -262,6 +262,18 @@ void InputProcessor::reset()
     clearGates();
 }
 
+void InputProcessor::settle(const GamepadCalibration &calibration)
+{
+    for (int i = 0; i < kAxisCount; ++i) {
+        const AxisSettings &settings =
+            i < calibration.axes.size() ? calibration.axes.at(i) : kDefaultAxis;
+        const AxisSample sample = evaluateAxis(settings.restRaw, settings);
+        m_rawAxes[i] = sample.raw;
+        m_axes[i] = sample.value;
+        m_axisAtRest[i] = true;
+    }
+}
+
 void InputProcessor::clearGates()
 {
     m_gateInside.clear();

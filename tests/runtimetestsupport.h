@@ -24,8 +24,7 @@ inline void useThrowAwayHome(const QTemporaryDir &home)
     QStandardPaths::setTestModeEnabled(true);
 }
 
-inline JoystickIdentification padIdentity(const QString &name = QStringLiteral("Test Pad"),
-                                          quint32 vendor = 0x45e, quint32 product = 0x28e)
+inline JoystickIdentification padIdentity(const QString &name = QStringLiteral("Test Pad"))
 {
-    return {name, vendor, product};
+    return {name, 0x45e, 0x28e};
 }

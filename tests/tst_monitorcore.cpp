@@ -1,3 +1,4 @@
+#include "calibrationsources.h"
 #include "monitorcore.h"
 #include "runtimetestsupport.h"
 
@@ -35,7 +36,11 @@ class tst_MonitorCore : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase() { useThrowAwayHome(m_home); }
+    void initTestCase()
+    {
+        useThrowAwayHome(m_home);
+        qApp->setProperty("kx.currentLogin", "tester");
+    }
 
     // Values rounded to two decimals without a negative zero; the device only when given.
     void batchLineFormat()
@@ -47,40 +52,104 @@ private slots:
                  "{\"t\": 120, \"keys\": [\"gate \\\"a\\\"\"], \"values\": [false]}");
     }
 
-    void replayPrintsOneLinePerPublishingPoll()
+    void arguments_data()
     {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("durationMs"); // -1: rejected
+        QTest::addColumn<QString>("error");  // a part of the message
+
+        const QString badDuration = "--duration takes seconds from 0.001 to 604800, not \"%1\"";
+        QTest::newRow("none") << QStringList{} << 0 << "";
+        QTest::newRow("smallest") << QStringList{"--duration", "0.001"} << 1 << "";
+        QTest::newRow("a week") << QStringList{"--duration", "604800"} << 604800000 << "";
+        for (const char *bad : {"604800.01", "2200000", "inf", "nan", "0", "-1", "1e300", "soon"})
+            QTest::newRow(bad) << QStringList{"--duration", bad} << -1 << badDuration.arg(bad);
+        QTest::newRow("unknown option") << QStringList{"--bogus"} << -1 << "bogus";
+        QTest::newRow("stray argument") << QStringList{"x.jsonl"} << -1 << "\"x.jsonl\"";
+        QTest::newRow("replay without file") << QStringList{"--replay"} << -1 << "--replay";
+        QTest::newRow("empty calibration")
+            << QStringList{"--calibration", ""} << -1 << "--calibration needs a file name";
+    }
+
+    void arguments()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, durationMs);
+        QFETCH(QString, error);
+
+        QString message;
+        const std::optional<MonitorOptions> options =
+            parseMonitorArguments(QStringList{"gamepad-monitor"} + arguments, &message);
+        QCOMPARE(options.has_value(), durationMs >= 0);
+        QVERIFY2(message.contains(error), qPrintable(message));
+        if (options)
+            QCOMPARE(options->durationMs, durationMs);
+    }
+
+    // The defaults apply, whatever calibration files this machine holds for the recorded pad.
+    void replaySampleIgnoresCalibrationFiles()
+    {
+        GamepadCalibration wide = defaultCalibration(8, 32);
+        wide.axes[1].deadzoneRadius = 40;
+        const GamepadDeviceIdentity recorded{"Rec Pad", 0x45e, 0x28e};
+        QVERIFY(
+            saveCalibrationFile(baseCalibrationWritePath(recorded), wide, recorded, {}, nullptr));
         const ReplayRun run = replay(sample());
         QCOMPARE(run.out, "{\"t\": 120, \"keys\": [\"joy_1\", \"but_0\", \"but_3\"], \"values\": "
                           "[-29.89, true, true]}\n"
                           "{\"t\": 130, \"keys\": [\"joy_1\"], \"values\": [-29.89]}\n"
-                          "{\"t\": 130, \"keys\": [\"joy_1\"], \"values\": [0]}\n");
-        QCOMPARE(run.code, 1); // one line was not JSON
-        QVERIFY2(run.err.contains("line 4:"), qPrintable(run.err));
-        QVERIFY2(run.err.contains("line 5: time goes back"), qPrintable(run.err));
-    }
+                          "{\"t\": 500, \"keys\": [\"joy_1\"], \"values\": [0]}\n");
+        QCOMPARE(run.err, QString());
+        QCOMPARE(run.code, kExitSuccess);
 
-    void replayUsesTheGivenCalibration()
-    {
-        GamepadCalibration calibration = defaultCalibration(8, 32);
-        calibration.axes[1].deadzoneRadius = 40; // -35.5 is now at rest
-        calibration.buttons[3].emitOnRelease = true;
-        QCOMPARE(replay(sample(), &calibration).out,
+        // A given calibration applies, on the recorded clock: button 0 repeats at 470, seen at 500.
+        wide.buttons[3].emitOnRelease = true;
+        wide.buttons[0].repeatOnPress = true;
+        QCOMPARE(replay(sample(), &wide).out,
                  "{\"t\": 120, \"keys\": [\"but_0\", \"but_3\"], \"values\": [true, true]}\n"
-                 "{\"t\": 130, \"keys\": [\"but_3\"], \"values\": [false]}\n");
+                 "{\"t\": 130, \"keys\": [\"but_3\"], \"values\": [false]}\n"
+                 "{\"t\": 500, \"keys\": [\"but_0\"], \"values\": [true]}\n");
     }
 
-    // Repeats follow the recorded times: due at 350 and 470, the second shows at 500.
-    void replayRepeatsOnTheRecordedClock()
+    void badReplayLine_data()
     {
-        GamepadCalibration calibration = defaultCalibration(8, 32);
-        calibration.buttons[0].repeatOnPress = true;
-        QByteArray input;
-        for (int t = 0; t <= 500; t += 50)
-            input += QStringLiteral("{\"t\": %1, \"buttons\": [0]}\n").arg(t).toUtf8();
-        const ReplayRun run = replay(input, &calibration);
-        const QString line = "{\"t\": %1, \"keys\": [\"but_0\"], \"values\": [true]}\n";
-        QCOMPARE(run.out, line.arg(0) + line.arg(350) + line.arg(500));
-        QCOMPARE(run.code, 0);
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("error");
+
+        const QString time = "\"t\" must be a whole number of milliseconds from 0 to 1e15";
+        const QString axis = "\"axes\" entry %1 must be null or a number from -100 to 100";
+        const QString button = "\"buttons\" entry %1 must be a button index from 0 to 31";
+        QTest::newRow("huge t") << "{\"t\": 1e300}" << time;
+        QTest::newRow("t past 1e15") << "{\"t\": 1000000000000001}" << time;
+        QTest::newRow("fractional t") << "{\"t\": 20.5}" << time;
+        QTest::newRow("t goes back") << "{\"t\": 9}"
+                                     << "\"t\" goes back from 10 to 9";
+        QTest::newRow("not an object") << "[1]"
+                                       << "not a JSON object";
+        QTest::newRow("not JSON") << "nope"
+                                  << "not JSON (illegal value)";
+        QTest::newRow("axis above 100") << "{\"t\": 20, \"axes\": [0, 100.5]}" << axis.arg(1);
+        QTest::newRow("axis as text") << "{\"t\": 20, \"axes\": [\"5\"]}" << axis.arg(0);
+        QTest::newRow("nine axes") << "{\"t\": 20, \"axes\": [0,0,0,0,0,0,0,0,0]}"
+                                   << "\"axes\" must be an array of at most 8 entries";
+        QTest::newRow("button 32") << "{\"t\": 20, \"buttons\": [1, 32]}" << button.arg(1);
+        QTest::newRow("button 1.5") << "{\"t\": 20, \"buttons\": [1.5]}" << button.arg(0);
+        QTest::newRow("button as text") << "{\"t\": 20, \"buttons\": [\"3\"]}" << button.arg(0);
+        QTest::newRow("buttons as object") << "{\"t\": 20, \"buttons\": {}}"
+                                           << "\"buttons\" must be an array of button indices";
+    }
+
+    // The replay stops at the bad line: what came before is printed, nothing after.
+    void badReplayLine()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, error);
+
+        const ReplayRun run = replay("{\"t\": 10, \"buttons\": [1]}\n" + line.toUtf8() +
+                                     "\n{\"t\": 30, \"buttons\": [2]}\n");
+        QCOMPARE(run.out, "{\"t\": 10, \"keys\": [\"but_1\"], \"values\": [true]}\n");
+        QCOMPARE(run.err, "line 2: " + error + "\n");
+        QCOMPARE(run.code, kExitBadInput);
     }
 
 private:
