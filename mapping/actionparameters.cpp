@@ -1,5 +1,7 @@
 #include "actionparameters.h"
 
+#include <QLocale>
+
 #include <cmath>
 
 namespace {
@@ -126,7 +128,8 @@ QString argumentToText(const QJsonValue &value, const QString &kind)
         const double number = value.toDouble();
         if (kind == kIntKind && isWholeNumber(number))
             return QString::number(value.toInteger(qint64(number)));
-        return QString::number(number, 'g', 6);
+        // Shortest text that reads back as the same number: what is shown is what is stored.
+        return QString::number(number, 'g', QLocale::FloatingPointShortest);
     }
     if (value.isString())
         return value.toString();

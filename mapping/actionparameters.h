@@ -39,7 +39,7 @@ const ActionDescription *findAction(const QVector<ActionDescription> &actions, c
 // What the user typed, as the value stored for a parameter of that kind. Placeholders and
 // expressions evaluated by the host ("arg_0", "transform(...", "state(...") stay text.
 QJsonValue argumentFromText(const QString &text, const QString &kind);
-// A stored value as shown in the editor.
+// A stored value as shown in the editor, numbers at full precision.
 QString argumentToText(const QJsonValue &value, const QString &kind);
 
 // "name(type param = value, type param)" for the action with the given arguments.

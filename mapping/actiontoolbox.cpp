@@ -90,6 +90,11 @@ ActionToolBox::ActionToolBox(QWidget *parent) : QFrame(parent)
     rebuildActionList();
 }
 
+ActionToolBox::~ActionToolBox()
+{
+    disconnectParameterFields();
+}
+
 void ActionToolBox::setCatalog(const QJsonArray &catalog)
 {
     m_actions = readActionCatalog(catalog);
@@ -152,8 +157,20 @@ void ActionToolBox::rebuildActionList()
     rebuildParameters();
 }
 
+// A field that has focus reports editingFinished as it goes away (the window closes or the row is
+// removed); by then the box or the binding it would edit is gone.
+void ActionToolBox::disconnectParameterFields()
+{
+    const auto fields = m_parameterPanel->findChildren<QComboBox *>();
+    for (QComboBox *field : fields) {
+        field->disconnect(this);
+        field->lineEdit()->disconnect(this);
+    }
+}
+
 void ActionToolBox::rebuildParameters()
 {
+    disconnectParameterFields();
     while (m_parameterRows->rowCount() > 0)
         m_parameterRows->removeRow(0);
     const ActionDescription *action = currentAction();
@@ -191,8 +208,13 @@ QComboBox *ActionToolBox::parameterField(const ActionParameter &param, const QJs
     field->setCurrentText(args.contains(param.name) ? argumentToText(args.value(param.name), kind)
                                                     : kDefaultChoice);
     const QString name = param.name;
-    connect(field->lineEdit(), &QLineEdit::editingFinished, this,
-            [this, field, name, kind] { editParameter(name, kind, field->currentText()); });
+    // Leaving a field also reports editingFinished: only typed text is a change.
+    connect(field->lineEdit(), &QLineEdit::editingFinished, this, [this, field, name, kind] {
+        if (!field->lineEdit()->isModified())
+            return;
+        field->lineEdit()->setModified(false);
+        editParameter(name, kind, field->currentText());
+    });
     connect(field, &QComboBox::activated, this, [this, field, name, kind](int index) {
         editParameter(name, kind, field->itemText(index));
     });

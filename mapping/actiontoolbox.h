@@ -21,6 +21,7 @@ class ActionToolBox : public QFrame
 
 public:
     explicit ActionToolBox(QWidget *parent = nullptr);
+    ~ActionToolBox() override;
 
     void setCatalog(const QJsonArray &catalog);
     // Shows a binding without reporting it as a change.
@@ -42,6 +43,7 @@ protected:
 private:
     void rebuildActionList();
     void rebuildParameters();
+    void disconnectParameterFields();
     QComboBox *parameterField(const ActionParameter &param, const QJsonObject &args);
     void chooseAction(int index);
     void editParameter(const QString &name, const QString &kind, const QString &text);

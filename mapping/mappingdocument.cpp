@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 
 Q_LOGGING_CATEGORY(lcGamepadUi, "kx.plugin.gamepad.ui", QtInfoMsg)
 
@@ -167,6 +168,24 @@ QJsonObject bridgeSource(const QJsonObject &bridge)
     return src.isObject() ? src.toObject() : bridge;
 }
 
+// The input key of a bridge; a bare number of the older flat records takes the prefix its
+// "isJoy" gives.
+QString bridgeKey(const QJsonObject &src)
+{
+    const QString key = src.value(kStringKey).toString().trimmed();
+    const QJsonValue isJoy = src.value(QLatin1String("isJoy"));
+    return isJoy.isBool() ? prefixedInputKey(key, isJoy.toBool()) : key;
+}
+
+bool failedSave(const QString &reason, QString *error)
+{
+    qCWarning(lcGamepadUi).noquote()
+        << QStringLiteral("Gamepad mapping save failed error=%1").arg(reason);
+    if (error)
+        *error = reason;
+    return false;
+}
+
 } // namespace
 
 QString mappingDocumentPath(const QString &profileFolder)
@@ -272,9 +291,9 @@ bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode
                          const QVector<LearnedKey> &learnedKeys, const QJsonArray &catalog,
                          QString *error)
 {
-    const QString path = mappingDocumentPath(profileFolder);
+    const QString path = containedFilePath(profileFolder, kMappingFileName);
     if (path.isEmpty())
-        return false;
+        return failedSave(outsideProfileFolderError(profileFolder, kMappingFileName), error);
     // A corrupt document must not block saving: it is replaced by a fresh one.
     QJsonObject existing;
     if (QFileInfo::exists(path) && !readJsonObjectFile(path, &existing, nullptr))
@@ -285,40 +304,35 @@ bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode
     // A folder that cannot be made shows up as a write failure just below.
     QDir(profileFolder).mkpath(QStringLiteral("."));
     QString writeError;
-    if (writeJsonFileAtomic(path, document, &writeError, true))
-        return true;
-    qCWarning(lcGamepadUi).noquote()
-        << QStringLiteral("Gamepad mapping save failed error=%1").arg(writeError);
-    if (error)
-        *error = writeError;
-    return false;
+    return writeJsonFileAtomic(path, document, &writeError, true) || failedSave(writeError, error);
 }
 
 bool applyMappingBridges(const QJsonArray &bridges, QVector<OverlayNode> *nodes)
 {
     if (!nodes)
         return false;
+    // Each source takes the first bridge, in document order, that names its key. The bridges are
+    // indexed once by folded key, so that matching stays linear in bridges plus sources.
     bool understood = true;
+    QHash<QString, QJsonObject> firstBridgeOfKey;
+    firstBridgeOfKey.reserve(bridges.size());
     for (const QJsonValue &value : bridges) {
-        const QString key = bridgeSource(value.toObject()).value(kStringKey).toString().trimmed();
-        if (!value.isObject() || key.isEmpty())
+        const QJsonObject bridge = value.toObject();
+        const QString key = bridgeKey(bridgeSource(bridge));
+        if (!value.isObject() || key.isEmpty()) {
             understood = false;
+            continue;
+        }
+        const QString folded = key.toCaseFolded();
+        if (!firstBridgeOfKey.contains(folded))
+            firstBridgeOfKey.insert(folded, bridge);
     }
-    // Each source takes the first bridge, in document order, that names its key.
     for (OverlayNode &node : *nodes) {
         for (OverlaySlot &slot : node.sources) {
-            const QString key = slot.source.stringKey.trimmed();
-            if (key.isEmpty())
-                continue;
-            for (const QJsonValue &value : bridges) {
-                const QJsonObject bridge = value.toObject();
-                const QJsonObject src = bridgeSource(bridge);
-                if (src.value(kStringKey).toString().trimmed().compare(key, Qt::CaseInsensitive) !=
-                    0)
-                    continue;
-                applyBridge(bridge, src, &node, &slot.source, &slot.binding);
-                break;
-            }
+            const auto match =
+                firstBridgeOfKey.constFind(slot.source.stringKey.trimmed().toCaseFolded());
+            if (match != firstBridgeOfKey.constEnd())
+                applyBridge(*match, bridgeSource(*match), &node, &slot.source, &slot.binding);
         }
     }
     return understood;

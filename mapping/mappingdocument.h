@@ -49,8 +49,8 @@ QJsonObject materializeMapping(const QVector<OverlayNode> &nodes,
 QJsonObject mappingDocumentForSave(QJsonObject existing, const QJsonArray &bridges);
 
 // Regenerates and writes the mapping document of a profile folder. An unreadable existing document
-// is replaced. A failure is logged ("Gamepad mapping save failed error=...") and reported in
-// `error`.
+// is replaced; a document that would land outside the folder (a symbolic link) is refused. A
+// failure is logged ("Gamepad mapping save failed error=...") and reported in `error`.
 bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode> &nodes,
                          const QVector<LearnedKey> &learnedKeys, const QJsonArray &catalog,
                          QString *error = nullptr);

@@ -13,6 +13,15 @@ namespace {
 
 constexpr int kDuplicateOffset = 28;
 
+// A copy goes 28 pixels right (down), or left (up) where right would leave the overlay, so that it
+// never hides the original.
+int duplicateShift(int start, int length, int room)
+{
+    if (start + length + kDuplicateOffset <= room || start - kDuplicateOffset < 0)
+        return kDuplicateOffset;
+    return -kDuplicateOffset;
+}
+
 QSize pastilleSizeFor(ElementKind kind)
 {
     switch (kind) {
@@ -210,10 +219,16 @@ int InteractiveOverlay::duplicateSelectedNode()
     if (m_selected < 0)
         return -1;
     const OverlayNode original = m_nodes[m_selected];
-    const QPoint centre =
-        m_pastilles[m_selected]->geometry().center() + QPoint(kDuplicateOffset, kDuplicateOffset);
+    const QRect from = m_pastilles[m_selected]->geometry();
+    QRect rect = from.translated(duplicateShift(from.left(), from.width(), width()),
+                                 duplicateShift(from.top(), from.height(), height()));
+    if (!size().isEmpty())
+        rect = keptInsideParent(rect, size());
     const int index =
-        createNode(original.kind, QStringLiteral("%1 copie").arg(original.title), centre);
+        createNode(original.kind, QStringLiteral("%1 copie").arg(original.title), rect.center());
+    m_pastilles[index]->setFixedSize(rect.size());
+    m_pastilles[index]->move(rect.topLeft());
+    rememberGeometry(index);
     OverlayNode &copy = m_nodes[index];
     copy.split = original.split;
     copy.publishMode = original.publishMode;

@@ -56,7 +56,8 @@ public:
     // Returns the new node's index.
     int createNode(::ElementKind kind, const QString &title, const QPoint &centre);
     void removeNode(int index);
-    // Copies the selected node ("%1 copie", moved by 28 pixels right and down); -1 without one.
+    // Copies the selected node ("%1 copie", same size, moved by 28 pixels right and down, or left
+    // and up on a side where that would leave the overlay); -1 without one.
     int duplicateSelectedNode();
     bool renameNode(int index, const QString &title);
 

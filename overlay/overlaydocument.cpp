@@ -3,11 +3,28 @@
 #include "jsonfile.h"
 
 #include <QJsonArray>
+#include <QRegularExpression>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 
 namespace {
+
+// No widget is larger than QWIDGETSIZE_MAX; keeping every coordinate and side within 2^24 keeps
+// QRect's own int arithmetic (right = left + width - 1) clear of overflow.
+constexpr double kMaxCoordinate = 1 << 24;
+
+int boundedPixels(double value)
+{
+    return std::isnan(value) ? 0
+                             : roundHalfAway(std::clamp(value, -kMaxCoordinate, kMaxCoordinate));
+}
+
+QRect boundedRect(double x, double y, double width, double height)
+{
+    return QRect(boundedPixels(x), boundedPixels(y), boundedPixels(width), boundedPixels(height));
+}
 
 template <typename Enum> struct Named
 {
@@ -110,16 +127,26 @@ ElementKind kindOf(const QJsonObject &node)
     return elementKindFromName(node.value(QLatin1String("kind")).toString(), legacy);
 }
 
+double storedFraction(const QJsonObject &o, const char *key, double fallback)
+{
+    const double value = o.value(QLatin1String(key)).toDouble(fallback);
+    return std::isfinite(value) ? std::clamp(value, -kMaxStoredFraction, kMaxStoredFraction)
+                                : fallback;
+}
+
 QRectF geometryOf(const QJsonObject &node)
 {
     const QJsonValue geometry = node.value(QLatin1String("geometry"));
     const QJsonObject o =
         (geometry.isObject() ? geometry : node.value(QLatin1String("pastille"))).toObject();
     const QRectF d = OverlayNode().geometry;
-    return QRectF(o.value(QLatin1String("x")).toDouble(d.x()),
-                  o.value(QLatin1String("y")).toDouble(d.y()),
-                  o.value(QLatin1String("w")).toDouble(d.width()),
-                  o.value(QLatin1String("h")).toDouble(d.height()));
+    return QRectF(storedFraction(o, "x", d.x()), storedFraction(o, "y", d.y()),
+                  storedFraction(o, "w", d.width()), storedFraction(o, "h", d.height()));
+}
+
+int storedSide(const QJsonObject &size, const char *key, int fallback)
+{
+    return std::clamp(size.value(QLatin1String(key)).toInt(fallback), 1, kMaxStoredOverlaySide);
 }
 
 void readSources(const QJsonObject &o, int version, OverlayNode *node)
@@ -132,6 +159,8 @@ void readSources(const QJsonObject &o, int version, OverlayNode *node)
         const QJsonValue source = byLabel.value(slot.label);
         if (source.isObject())
             readSourceInto(source.toObject(), &slot.source);
+        // Only once every key is read: "isJoy" may sit beside the key or on the node.
+        slot.source.stringKey = prefixedInputKey(slot.source.stringKey, slot.source.isJoy);
     }
 }
 
@@ -153,23 +182,34 @@ OverlayNode nodeFromJson(const QJsonObject &o, int version, int number)
     return node;
 }
 
+QRect centred(const QSize &widget, qint64 width, qint64 height)
+{
+    return boundedRect(double((widget.width() - width) / 2), double((widget.height() - height) / 2),
+                       double(width), double(height));
+}
+
 // Layouts of the first version stored fractions of the whole overlay; they are turned into
 // pixels of the stored overlay, then into fractions of the picture as it was shown then.
 QRectF fromOverlayFractions(const QRectF &f, const QSize &overlay, const QRect &background)
 {
     if (background.isEmpty())
         return f;
-    const QRect pixels(roundHalfAway(f.x() * overlay.width()),
-                       roundHalfAway(f.y() * overlay.height()),
-                       qMax(1, roundHalfAway(f.width() * overlay.width())),
-                       qMax(1, roundHalfAway(f.height() * overlay.height())));
+    const QRect pixels = boundedRect(f.x() * overlay.width(), f.y() * overlay.height(),
+                                     qMax(1.0, f.width() * overlay.width()),
+                                     qMax(1.0, f.height() * overlay.height()));
     return fractionsOf(pixels, background);
 }
 
-QRect centred(const QSize &widget, const QSize &size)
+// QSize::scaled narrows an extreme aspect ratio to int; this keeps the full width.
+QRect scaledAndCentred(const QSize &widget, const QSize &picture, bool expanding)
 {
-    return QRect((widget.width() - size.width()) / 2, (widget.height() - size.height()) / 2,
-                 size.width(), size.height());
+    const qint64 widthAtFullHeight = qint64(widget.height()) * picture.width() / picture.height();
+    const bool useHeight =
+        expanding ? widthAtFullHeight >= widget.width() : widthAtFullHeight <= widget.width();
+    if (useHeight)
+        return centred(widget, widthAtFullHeight, widget.height());
+    return centred(widget, widget.width(),
+                   qint64(widget.width()) * picture.height() / picture.width());
 }
 
 QJsonObject sourceToJson(const OverlaySource &s)
@@ -272,6 +312,15 @@ QString defaultTitle(ElementKind kind, int number)
     return QString::fromLatin1(kindSlots(kind).titleFormat).arg(number);
 }
 
+QString prefixedInputKey(const QString &key, bool isJoy)
+{
+    static const QRegularExpression bareNumber(QStringLiteral("^\\s*([0-9]+)\\s*$"));
+    const QRegularExpressionMatch number = bareNumber.match(key);
+    if (!number.hasMatch())
+        return key;
+    return QLatin1String(isJoy ? "joy_" : "but_") + number.captured(1);
+}
+
 OverlayNode makeOverlayNode(ElementKind kind, const QString &title)
 {
     OverlayNode node;
@@ -299,11 +348,11 @@ QRect backgroundRect(const QSize &widgetSize, const QSize &pictureSize, Backgrou
         return whole;
     switch (mode) {
     case BackgroundScaleMode::Contain:
-        return centred(widgetSize, pictureSize.scaled(widgetSize, Qt::KeepAspectRatio));
+        return scaledAndCentred(widgetSize, pictureSize, false);
     case BackgroundScaleMode::Cover:
-        return centred(widgetSize, pictureSize.scaled(widgetSize, Qt::KeepAspectRatioByExpanding));
+        return scaledAndCentred(widgetSize, pictureSize, true);
     case BackgroundScaleMode::Center:
-        return centred(widgetSize, pictureSize);
+        return centred(widgetSize, pictureSize.width(), pictureSize.height());
     default:
         return whole;
     }
@@ -313,18 +362,18 @@ QRect placeFractions(const QRectF &fractions, const QRect &background)
 {
     if (!fractions.isValid() || background.isEmpty())
         return QRect();
-    return QRect(roundHalfAway(background.x() + fractions.x() * background.width()),
-                 roundHalfAway(background.y() + fractions.y() * background.height()),
-                 qMax(1, roundHalfAway(fractions.width() * background.width())),
-                 qMax(1, roundHalfAway(fractions.height() * background.height())));
+    const double w = qint64(background.right()) - background.left() + 1;
+    const double h = qint64(background.bottom()) - background.top() + 1;
+    return boundedRect(background.x() + fractions.x() * w, background.y() + fractions.y() * h,
+                       qMax(1.0, fractions.width() * w), qMax(1.0, fractions.height() * h));
 }
 
 QRectF fractionsOf(const QRectF &pixels, const QRect &background)
 {
     if (background.isEmpty())
         return QRectF();
-    const double w = background.width();
-    const double h = background.height();
+    const double w = qint64(background.right()) - background.left() + 1;
+    const double h = qint64(background.bottom()) - background.top() + 1;
     return QRectF((pixels.x() - background.x()) / w, (pixels.y() - background.y()) / h,
                   pixels.width() / w, pixels.height() / h);
 }
@@ -362,9 +411,8 @@ bool overlayDocumentFromJson(const QJsonObject &object, const OverlayReadContext
     const int version = object.value(QLatin1String("version")).toInt(1);
     const QJsonObject size = object.value(QLatin1String("overlaySize")).toObject();
     OverlayDocument document;
-    document.overlaySize =
-        QSize(qMax(1, size.value(QLatin1String("w")).toInt(context.widgetSize.width())),
-              qMax(1, size.value(QLatin1String("h")).toInt(context.widgetSize.height())));
+    document.overlaySize = QSize(storedSide(size, "w", context.widgetSize.width()),
+                                 storedSide(size, "h", context.widgetSize.height()));
     document.bgMode = backgroundScaleModeFromName(object.value(QLatin1String("bgMode")).toString());
     const bool backgroundSpace =
         version >= 2 || object.value(QLatin1String("coordSpace"))
@@ -389,7 +437,20 @@ bool overlayDocumentFromJson(const QJsonObject &object, const OverlayReadContext
     return true;
 }
 
-bool writeOverlayFile(const QString &path, const OverlayDocument &document, QString *error)
+bool writeOverlayFile(const QString &profileFolder, const QString &fileName,
+                      const OverlayDocument &document, QString *error)
 {
+    const QString path = containedFilePath(profileFolder, fileName);
+    if (path.isEmpty()) {
+        if (error)
+            *error = outsideProfileFolderError(profileFolder, fileName);
+        return false;
+    }
     return writeJsonFileAtomic(path, overlayDocumentToJson(document), error, true);
+}
+
+QString outsideProfileFolderError(const QString &profileFolder, const QString &fileName)
+{
+    return QStringLiteral("Écriture refusée hors du dossier du profil %1 : %2")
+        .arg(profileFolder, fileName);
 }

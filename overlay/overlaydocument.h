@@ -72,6 +72,10 @@ struct OverlayReadContext
 
 inline const QString kOverlayType = QStringLiteral("InteractiveOverlay");
 constexpr int kOverlayVersion = 4;
+// Limits of what a document may store: each side of "overlaySize" is read within 1..16384 pixels
+// and each geometry fraction within -1000..1000, so that no placement leaves the int range.
+constexpr int kMaxStoredOverlaySide = 16384;
+constexpr double kMaxStoredFraction = 1000.0;
 
 QString elementKindName(ElementKind kind);
 ElementKind elementKindFromName(const QString &name, ElementKind fallback);
@@ -83,6 +87,9 @@ BackgroundScaleMode backgroundScaleModeFromName(const QString &name); // unknown
 QStringList slotLabels(ElementKind kind);
 OverlaySource defaultSource(ElementKind kind);
 QString defaultTitle(ElementKind kind, int number);
+// Old documents stored an input by its bare number ("3"); it becomes "joy_3" for an axis and
+// "but_3" for a button. Any other key is returned as it is.
+QString prefixedInputKey(const QString &key, bool isJoy);
 // A node with a fresh id, the kind's slots and default sources.
 OverlayNode makeOverlayNode(ElementKind kind, const QString &title);
 // The source of a slot, or a default source when the node has no slot of that label.
@@ -90,7 +97,8 @@ OverlaySource sourceOf(const OverlayNode &node, const QString &label);
 
 // The rectangle the picture occupies in a widget of `widgetSize` for the given mode.
 QRect backgroundRect(const QSize &widgetSize, const QSize &pictureSize, BackgroundScaleMode mode);
-// Stored fractions placed in a background rectangle; empty when either is unusable.
+// Stored fractions placed in a background rectangle; empty when either is unusable. Coordinates
+// and sides saturate at 2^24 pixels, beyond any widget, so that no fraction overflows a QRect.
 QRect placeFractions(const QRectF &fractions, const QRect &background);
 // Pixels re-expressed as fractions of a background rectangle; invalid when it is empty.
 QRectF fractionsOf(const QRectF &pixels, const QRect &background);
@@ -103,5 +111,12 @@ QJsonObject overlayDocumentToJson(const OverlayDocument &document);
 bool overlayDocumentFromJson(const QJsonObject &object, const OverlayReadContext &context,
                              OverlayDocument *out);
 
-// Writes the document indented to `path` through the atomic writer.
-bool writeOverlayFile(const QString &path, const OverlayDocument &document, QString *error);
+inline const QString kOverlayFileName = QStringLiteral("overlay.json");
+
+// Writes the document indented to `fileName` inside the profile folder through the atomic writer.
+// A profile folder may come from someone else: a name that would land outside it (absolute, "..",
+// a symbolic link) is refused with an error.
+bool writeOverlayFile(const QString &profileFolder, const QString &fileName,
+                      const OverlayDocument &document, QString *error);
+// The error of a writer that refuses a path outside the profile folder.
+QString outsideProfileFolderError(const QString &profileFolder, const QString &fileName);

@@ -46,31 +46,10 @@ class TestMappingDocument : public QObject
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
 
-    void bindingRules()
-    {
-        QCOMPARE(bindingActionName(object(R"({"ref": " ", "action": " pan "})")), "pan");
-        QVERIFY(isEmptyBinding(object(R"({"action": {"kind": "macro"}})")));
-        QCOMPARE(compact(quickMappingBinding(" pan ")), R"({"action":"pan","ref":"pan"})");
-        QCOMPARE(compact(normalizedBinding(object(R"({"ref": " a ", "action": null, "x": 1})"))),
-                 R"({"args":{},"ref":"a"})");
-    }
-
-    // The catalog list wins when not empty; otherwise the flagged "ref" entries, flag removed.
-    void catalogExtraction()
-    {
-        const QString flagged = R"("ref": [{"name": "a", "__kxSharedActionCatalog": true}, 3])";
-        QCOMPARE(compact(extractSharedActionCatalog(object("{" + flagged + "}"))),
-                 R"([{"name":"a"}])");
-        QCOMPARE(compact(extractSharedActionCatalog(
-                     object(R"({"sharedActionCatalog": [{"name": "s"}], )" + flagged + "}"))),
-                 R"([{"name":"s"}])");
-    }
-
     // Each bridge's "src" is shown as its stringKey; the learned-key test checks the full object.
     void materializeNode_data()
     {
         QTest::addColumn<int>("kind");
-        QTest::addColumn<bool>("split");
         QTest::addColumn<QStringList>("keys");
         QTest::addColumn<QStringList>("bindings");
         QTest::addColumn<QString>("expected");
@@ -78,28 +57,22 @@ private slots:
                   button = int(ElementKind::Button);
         const QString pan = R"({"ref": "pan"})", none = R"({"ref": "None"})";
         // clang-format off
-        QTest::newRow("stick, default mode") << stick << false << QStringList{" joy_0 "} << QStringList{R"({"ref": " moveGimbal "})"}
+        QTest::newRow("stick, default mode") << stick << QStringList{" joy_0 "} << QStringList{R"({"ref": " moveGimbal "})"}
             << R"([{"action":"moveGimbal","publishMode":"onChange","src":"joy_0"}])";
-        QTest::newRow("button, no mode") << button << false << QStringList{"but_3"} << QStringList{R"({"ref":"rec","action":"rec"})"}
+        QTest::newRow("button, no mode") << button << QStringList{"but_3"} << QStringList{R"({"ref":"rec","action":"rec"})"}
             << R"([{"action":"rec","src":"but_3"}])";
-        QTest::newRow("none binding") << button << false << QStringList{"but_3"} << QStringList{none} << "[]";
-        QTest::newRow("blank key") << stick << false << QStringList{"  "} << QStringList{pan} << "[]";
-        QTest::newRow("object action") << stick << false << QStringList{"joy_2"}
+        QTest::newRow("none binding") << button << QStringList{"but_3"} << QStringList{none} << "[]";
+        QTest::newRow("object action") << stick << QStringList{"joy_2"}
             << QStringList{R"({"ref": "zoom", "action": {"kind": "macro"}, "args": {"k": 1}})"}
             << R"([{"args":{"k":1},"dst":[{"action":{"kind":"macro"},"args":{"k":1},"ref":"zoom"}],"publishMode":"onChange","src":"joy_2"}])";
-        QTest::newRow("arg_0 placeholder") << stick << false << QStringList{"joy_1"}
+        QTest::newRow("arg_0 placeholder") << stick << QStringList{"joy_1"}
             << QStringList{R"({"ref": "movegimbal", "args": {"axis": " ARG_0 ", "speed": "arg_0"}})"}
             << R"([{"action":"movegimbal","args":{"axis":"param:joy_0","speed":"arg_0"},"publishMode":"onChange","src":"joy_1"}])";
-        QTest::newRow("unsplit cross") << cross << false << QStringList{"joy_0", "joy_1"} << QStringList{none, pan}
+        QTest::newRow("unsplit cross") << cross << QStringList{"joy_0", "joy_1"} << QStringList{none, pan}
             << R"([{"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_0"},)"
                R"({"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_1"}])";
-        QTest::newRow("unsplit cross, X binding wins") << cross << false << QStringList{"joy_2", "joy_3"} << QStringList{pan, R"({"ref": "tilt"})"}
-            << R"([{"action":"pan","joyXKey":"joy_2","joyYKey":"joy_3","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_2"},)"
-               R"({"action":"pan","joyXKey":"joy_2","joyYKey":"joy_3","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_3"}])";
-        QTest::newRow("unsplit cross, all none") << cross << false << QStringList{"joy_0", "joy_1"} << QStringList{none, none} << "[]";
-        QTest::newRow("unsplit cross, one key blank") << cross << false << QStringList{"joy_0", " "} << QStringList{pan, pan} << "[]";
-        QTest::newRow("unsplit cross, one source") << cross << false << QStringList{"joy_0"} << QStringList{pan} << "[]";
-        QTest::newRow("split cross") << cross << true << QStringList{"joy_0", "joy_1"} << QStringList{pan, R"({"action": "tilt"})"}
+        QTest::newRow("unsplit cross, all none") << cross << QStringList{"joy_0", "joy_1"} << QStringList{none, none} << "[]";
+        QTest::newRow("split cross") << cross << QStringList{"joy_0", "joy_1"} << QStringList{pan, R"({"action": "tilt"})"}
             << R"([{"action":"pan","publishMode":"onChange","src":"joy_0"},{"action":"tilt","publishMode":"onChange","src":"joy_1"}])";
         // clang-format on
     }
@@ -107,33 +80,17 @@ private slots:
     void materializeNode()
     {
         QFETCH(int, kind);
-        QFETCH(bool, split);
         QFETCH(QStringList, keys);
         QFETCH(QStringList, bindings);
-        QFETCH(QString, expected);
         OverlayNode n = node(ElementKind(kind), keys, bindings);
-        n.split = split;
+        n.split = QTest::currentDataTag() == QLatin1String("split cross");
         QJsonArray bridges = materializeMapping({n}, {}, kCatalog).value("bridges").toArray();
         for (int i = 0; i < bridges.size(); ++i) {
             QJsonObject bridge = bridges[i].toObject();
             bridge.insert("src", bridge.value("src").toObject().value("stringKey"));
             bridges[i] = bridge;
         }
-        QCOMPARE(compact(bridges), expected.toUtf8());
-    }
-
-    void learnedKeysFollowNodes()
-    {
-        OverlayNode stick = node(ElementKind::SingleJoy, {"joy_0"}, {R"({"ref": "pan"})"});
-        stick.sources[0].source.deviceId = 3;
-        stick.publishMode = PublishMode::Always;
-        const QVector<LearnedKey> learned{{" but_9 ", quickMappingBinding("rec")},
-                                          {" ", quickMappingBinding("rec")},
-                                          {"but_1", quickMappingBinding("none")}};
-        QCOMPARE(
-            compact(materializeMapping({stick}, learned, {})),
-            R"({"bridges":[{"action":"pan","publishMode":"always","src":{"deviceId":3,"deviceType":"gamepade","packetId":1,"stringKey":"joy_0"}},)"
-            R"({"action":"rec","src":{"deviceId":0,"deviceType":"gamepade","packetId":1,"stringKey":"but_9"}}]})");
+        QTEST(QString(compact(bridges)), "expected");
     }
 
     // What a save makes of the document already on disk (no nodes: empty bridges).
@@ -145,7 +102,6 @@ private slots:
             R"({"bridges":[],"onClose":[],"onStartup":[],"ref":[],"signals":[],"timers":[]})";
         QTest::newRow("no file") << QByteArray() << fresh;
         QTest::newRow("corrupt") << QByteArray("{\"timers\": [") << fresh;
-        QTest::newRow("not an object") << QByteArray("[1, 2]") << fresh;
         QTest::newRow("kept")
             << QByteArray(R"({"timers": [{"every": 250, "run": ["a", {"x": 1.5}]}],
             "signals": {"odd": true}, "x": 1, "refs": [1], "ref": [2], "bridges": [{"old": 1}]})")
@@ -160,8 +116,7 @@ private slots:
         QFETCH(QByteArray, expected);
         QTemporaryDir dir;
         const QString folder = dir.filePath("profiles/p1");
-        const QString path = mappingDocumentPath(folder);
-        QCOMPARE(path, folder + "/configActionGamepad.json");
+        const QString path = folder + "/configActionGamepad.json";
         if (!existing.isEmpty()) {
             QVERIFY(QDir().mkpath(folder));
             QVERIFY(writeJsonFileAtomic(path, existing, nullptr));
@@ -170,30 +125,30 @@ private slots:
         QCOMPARE(QJsonDocument::fromJson(fileBytes(path)).toJson(QJsonDocument::Compact), expected);
     }
 
-    void saveTwiceGivesSameBytes()
+    // A failed or refused save is logged and reported; the file in the way stays as it was.
+    void failedSave_data()
     {
-        QTemporaryDir dir;
-        const QVector<OverlayNode> nodes{
-            node(ElementKind::DualJoyCross, {"joy_0", "joy_1"}, {R"({"ref": "pan"})"}),
-            node(ElementKind::Button, {"but_0"},
-                 {R"({"ref": "MoveGimbal", "args": {"axis": "arg_0"}})"})};
-        QVERIFY(saveMappingDocument(dir.path(), nodes, {}, kCatalog));
-        const QByteArray first = fileBytes(mappingDocumentPath(dir.path()));
-        QVERIFY(first.contains("\n    \"bridges\": ["));
-        QVERIFY(saveMappingDocument(dir.path(), nodes, {}, kCatalog));
-        QCOMPARE(fileBytes(mappingDocumentPath(dir.path())), first);
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("error");
+        // clang-format off
+        QTest::newRow("file in the way") << "blocker/p1" << "Impossible ";
+        QTest::newRow("linked document") << "linked" << "Écriture refusée hors du dossier du profil ";
+        // clang-format on
     }
-
-    void failedSaveIsLoggedAndReported()
+    void failedSave()
     {
+        QFETCH(QString, folder);
         QTemporaryDir dir;
         const QString blocker = dir.filePath("blocker");
         QVERIFY(writeJsonFileAtomic(blocker, QByteArray("{\"keep\": 1}"), nullptr));
-        QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression("^Gamepad mapping save failed error=Impossible .*"));
-        QString error;
-        QVERIFY(!saveMappingDocument(blocker + "/p1", {}, {}, {}, &error));
-        QVERIFY(error.contains(blocker));
+        QVERIFY(QDir().mkpath(dir.filePath("linked")));
+        QVERIFY(QFile::link(blocker, mappingDocumentPath(dir.filePath("linked"))));
+        QFETCH(QString, error);
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression("^Gamepad mapping save failed error=" + error));
+        QString text;
+        QVERIFY(!saveMappingDocument(dir.filePath(folder), {}, {}, {}, &text));
+        QVERIFY2(text.startsWith(error) && text.contains(dir.path()), qPrintable(text));
         QCOMPARE(fileBytes(blocker), QByteArray("{\"keep\": 1}"));
     }
 
@@ -204,31 +159,20 @@ private slots:
                             mappingDocumentPath(dir.path())));
         QVector<OverlayNode> nodes{
             node(ElementKind::SingleJoy, {"joy_1"}), node(ElementKind::Button, {"but_4"}),
-            node(ElementKind::SingleJoy, {"7"}), node(ElementKind::Button, {"GATE_2"}),
+            node(ElementKind::SingleJoy, {"but_7"}), node(ElementKind::Button, {"GATE_2"}),
             node(ElementKind::Button, {"but_8"}, {R"({"ref": "kept"})"})};
         QVERIFY(loadMappingDocument(dir.path(), &nodes));
-        const OverlaySource stick = nodes[0].sources[0].source; // flat record, key case ignored
-        QCOMPARE(stick.deviceId + stick.packetId * 10, 32);
-        QVERIFY(stick.isJoy);
+        QCOMPARE(nodes[0].sources[0].source, (OverlaySource{true, "gamepade", 2, 3, "joy_1"}));
         QCOMPARE(nodes[0].publishMode, PublishMode::Always);
         QCOMPARE(compact(nodes[0].sources[0].binding),
                  R"({"action":"moveGimbal","args":{"axis":"param:joy_1"}})");
         QCOMPARE(nodes[1].sources[0].source.deviceId, 2); // the first bridge of a key wins
         QCOMPARE(compact(nodes[1].sources[0].binding), R"({"action":"record"})");
-        QCOMPARE(nodes[2].sources[0].source.isJoy, false);
+        QCOMPARE(nodes[2].sources[0].source.isJoy, false); // bare "7" of a button record
         QCOMPARE(nodes[3].publishMode, PublishMode::ActiveOnly);
-        QCOMPARE(nodes[3].sources[0].source.packetId, 4);
         QCOMPARE(compact(nodes[3].sources[0].binding),
                  R"({"action":{"kind":"macro"},"args":{"speed":3},"ref":"zoom"})");
         QCOMPARE(compact(nodes[4].sources[0].binding), R"({"ref":"kept"})");
-
-        // Saving back keeps the host's sections and drops the legacy "refs".
-        const QJsonObject before = object(fileBytes(mappingDocumentPath(dir.path())));
-        QVERIFY(saveMappingDocument(dir.path(), nodes, {}, {}));
-        const QJsonObject after = object(fileBytes(mappingDocumentPath(dir.path())));
-        QCOMPARE(after.value("timers"), before.value("timers"));
-        QVERIFY(!after.contains("refs"));
-        QCOMPARE(after.value("bridges").toArray().size(), 5);
     }
 
     void loadFailures()
@@ -241,9 +185,8 @@ private slots:
             QtWarningMsg,
             QRegularExpression("^Gamepad mapping load failed error=JSON invalide dans .*"));
         QString error;
-        QVERIFY(!loadMappingDocument(dir.path(), &nodes, &error));
-        QVERIFY(error.startsWith("JSON invalide dans"));
-        QVERIFY(!applyMappingBridges(QJsonArray{"x", QJsonObject{{"action", "a"}}}, &nodes));
+        QVERIFY(!loadMappingDocument(dir.path(), &nodes, &error) &&
+                error.startsWith("JSON invalide"));
         QCOMPARE(nodes, QVector<OverlayNode>{node(ElementKind::Button, {"but_0"})});
     }
 };
