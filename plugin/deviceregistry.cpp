@@ -3,18 +3,22 @@
 #include "jsonfile.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QStandardPaths>
 
-#include <cstdio>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
 
 namespace {
 
 const QString kLastCount = QStringLiteral("lastCount");
 const QString kDevices = QStringLiteral("devices");
 const QString kKv = QStringLiteral("kv");
+const QString kLastSeen = QStringLiteral("lastSeen");
+const QString kSelected = QStringLiteral("selected");
 
 QJsonObject registryDocument(const QList<DeviceRegistryEntry> &devices)
 {
@@ -24,23 +28,73 @@ QJsonObject registryDocument(const QList<DeviceRegistryEntry> &devices)
     return QJsonObject{{kDevices, members}, {kLastCount, int(devices.size())}};
 }
 
-bool writeWhole(const QString &path, const QByteArray &bytes)
+// A missing or unusable stamp sorts before every real one.
+double lastSeen(const DeviceRegistryEntry &entry)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    const bool written = file.write(bytes) == bytes.size() && file.flush();
-    file.close();
-    return written && file.error() == QFileDevice::NoError;
+    const QJsonValue value = entry.kv.value(kLastSeen);
+    const double stamp = value.isDouble() ? value.toDouble() : -qInf();
+    return std::isnan(stamp) ? -qInf() : stamp;
 }
 
-// rename(2) replaces the target atomically: at every instant a complete "gamepads.json" exists.
-bool replaceFile(const QString &from, const QString &to)
+// Clears "selected" on every entry but the newest selected one.
+void keepSingleSelection(QList<DeviceRegistryEntry> &entries)
 {
-    return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+    int kept = -1;
+    for (int i = 0; i < entries.size(); ++i) {
+        if (entries.at(i).kv.value(kSelected).toBool() &&
+            (kept < 0 || lastSeen(entries.at(i)) > lastSeen(entries.at(kept))))
+            kept = i;
+    }
+    for (int i = 0; i < entries.size(); ++i) {
+        if (i != kept && entries.at(i).kv.value(kSelected).toBool())
+            entries[i].kv.insert(kSelected, false);
+    }
 }
 
 } // namespace
+
+QList<DeviceRegistryEntry> newestRegistryEntries(QList<DeviceRegistryEntry> entries, int max)
+{
+    if (entries.size() <= qMax(0, max))
+        return entries;
+    QList<double> stamps;
+    stamps.reserve(entries.size());
+    for (const DeviceRegistryEntry &entry : entries)
+        stamps.append(lastSeen(entry));
+    // The newest first; among equal stamps the earlier entry wins.
+    QList<int> order(entries.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(),
+                     [&stamps](int a, int b) { return stamps.at(a) > stamps.at(b); });
+    QList<bool> keep(entries.size(), false);
+    for (int i = 0; i < qMax(0, max); ++i)
+        keep[order.at(i)] = true;
+    QList<DeviceRegistryEntry> kept;
+    kept.reserve(qMax(0, max));
+    for (int i = 0; i < entries.size(); ++i) {
+        if (keep.at(i))
+            kept.append(std::move(entries[i]));
+    }
+    return kept;
+}
+
+DeviceRegistry parseDeviceRegistry(const QByteArray &bytes)
+{
+    DeviceRegistry registry;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    if (!document.isObject())
+        return registry;
+    const QJsonObject root = document.object();
+    registry.lastCount = root.value(kLastCount).toInt();
+    const QJsonObject members = root.value(kDevices).toObject();
+    QList<DeviceRegistryEntry> devices;
+    devices.reserve(members.size());
+    for (auto it = members.constBegin(); it != members.constEnd(); ++it)
+        devices.append({it.key(), it.value().toObject().value(kKv).toObject()});
+    registry.devices = newestRegistryEntries(std::move(devices));
+    keepSingleSelection(registry.devices);
+    return registry;
+}
 
 QString deviceRegistryPath(const QString &context)
 {
@@ -52,27 +106,18 @@ QString deviceRegistryPath(const QString &context)
 
 DeviceRegistry readDeviceRegistry(const QString &context)
 {
-    DeviceRegistry registry;
-    QJsonObject root;
-    if (!readJsonObjectFile(deviceRegistryPath(context), &root, nullptr))
-        return registry;
-    registry.lastCount = root.value(kLastCount).toInt();
-    const QJsonObject members = root.value(kDevices).toObject();
-    for (auto it = members.constBegin(); it != members.constEnd(); ++it)
-        registry.devices.append({it.key(), it.value().toObject().value(kKv).toObject()});
-    return registry;
+    QByteArray bytes;
+    if (!readRegularFile(deviceRegistryPath(context), kMaxRegistryFileBytes, &bytes, nullptr))
+        return {};
+    return parseDeviceRegistry(bytes);
 }
 
 bool writeDeviceRegistry(const QString &context, const QList<DeviceRegistryEntry> &devices)
 {
     const QString path = deviceRegistryPath(context);
-    const QString temporary = path + QStringLiteral(".tmp");
     if (!QDir().mkpath(QFileInfo(path).absolutePath()))
         return false;
-    const QByteArray bytes =
-        QJsonDocument(registryDocument(devices)).toJson(QJsonDocument::Compact);
-    if (writeWhole(temporary, bytes) && replaceFile(temporary, path))
-        return true;
-    QFile::remove(temporary);
-    return false;
+    const QByteArray bytes = QJsonDocument(registryDocument(newestRegistryEntries(devices)))
+                                 .toJson(QJsonDocument::Compact);
+    return writeFileAtomic(path, bytes, nullptr);
 }

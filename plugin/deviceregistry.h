@@ -23,12 +23,27 @@ struct DeviceRegistry
     QList<DeviceRegistryEntry> devices;
 };
 
+// The registry keeps this many devices at most; the ones seen longest ago go first.
+constexpr int kMaxRegistryEntries = 64;
+// A registry file larger than this reads as an empty registry.
+constexpr qint64 kMaxRegistryFileBytes = qint64(1) << 20;
+
+// keeps the `max` entries with the newest kv "lastSeen" (milliseconds since the epoch, a JSON
+// number; missing = oldest), in their original order
+QList<DeviceRegistryEntry> newestRegistryEntries(QList<DeviceRegistryEntry> entries,
+                                                 int max = kMaxRegistryEntries);
+
+// The registry held by a file's bytes: the newest kMaxRegistryEntries devices, and at most one
+// of them selected (the one seen last; the first in order among equals). Anything that is not a
+// JSON object gives an empty registry.
+DeviceRegistry parseDeviceRegistry(const QByteArray &bytes);
+
 // AppData/<context>/ZeltoCom/gamepads.json. Creates the AppData/<context> folder on the way.
 QString deviceRegistryPath(const QString &context);
 
-// A missing, unreadable or malformed file gives an empty registry.
+// A missing, unreadable, oversized or malformed file gives an empty registry.
 DeviceRegistry readDeviceRegistry(const QString &context);
 
-// Writes the entries (and their count as "lastCount") as compact JSON beside the file, then
-// renames the result over it in one step. On failure the previous file stays and false is returned.
+// Writes the newest kMaxRegistryEntries entries (and their count as "lastCount") as compact JSON
+// through the atomic writer. On failure the previous file stays and false is returned.
 bool writeDeviceRegistry(const QString &context, const QList<DeviceRegistryEntry> &devices);

@@ -1,5 +1,7 @@
 #include "calibrationsources.h"
 
+#include "jsonfile.h"
+
 #include <QDir>
 #include <QFileInfo>
 
@@ -10,9 +12,10 @@ QString hexDigits(quint32 id)
     return QStringLiteral("%1").arg(id, 4, 16, QLatin1Char('0'));
 }
 
-bool isInsideFolder(const QString &path, const QString &folder)
+QString overrideFileName(const GamepadProfileInfo &profile)
 {
-    return path.startsWith(folder + QLatin1Char('/'));
+    const QString name = profile.calibrationOverrideFile.trimmed();
+    return name.isEmpty() ? kDefaultOverrideFile : name;
 }
 
 } // namespace
@@ -88,16 +91,17 @@ QString profileOverridePath(const GamepadProfileInfo &profile)
 {
     if (!profileCanCarryOverride(profile))
         return {};
-    const QString folder = QDir::cleanPath(profile.folder.trimmed());
-    const QString name = profile.calibrationOverrideFile.trimmed();
-    const QString defaultPath = QDir(folder).filePath(kDefaultOverrideFile);
-    if (name.isEmpty())
-        return defaultPath;
+    const QString name = overrideFileName(profile);
     if (QDir::isAbsolutePath(name))
         return QDir::cleanPath(name);
-    // A relative name never leads out of the profile's folder.
-    const QString path = QDir::cleanPath(QDir(folder).filePath(name));
-    return isInsideFolder(path, folder) ? path : defaultPath;
+    return QDir::cleanPath(profile.folder.trimmed() + u'/' + name);
+}
+
+QString profileOverrideWritePath(const GamepadProfileInfo &profile)
+{
+    if (!profileCanCarryOverride(profile))
+        return {};
+    return containedFilePath(QDir::cleanPath(profile.folder.trimmed()), overrideFileName(profile));
 }
 
 ResolvedCalibration resolveCalibration(const GamepadDeviceIdentity &identity,

@@ -32,7 +32,12 @@ QString findBaseCalibrationFile(const GamepadDeviceIdentity &identity);
 QString baseCalibrationWritePath(const GamepadDeviceIdentity &identity);
 
 bool profileCanCarryOverride(const GamepadProfileInfo &profile);
+// Where the override is read from: a relative name inside the profile folder, an absolute one as
+// it stands.
 QString profileOverridePath(const GamepadProfileInfo &profile);
+// Where the override may be written: empty when it would lie outside the profile folder (an
+// absolute name, "..", or a symbolic link on the way).
+QString profileOverrideWritePath(const GamepadProfileInfo &profile);
 
 ResolvedCalibration resolveCalibration(const GamepadDeviceIdentity &identity,
                                        const GamepadProfileInfo &profile, int axisCount,

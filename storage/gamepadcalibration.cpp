@@ -1,5 +1,7 @@
 #include "gamepadcalibration.h"
 
+#include "jsonfile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -180,18 +182,27 @@ GamepadCalibration::ButtonSettings normalizedButton(const GamepadCalibration::Bu
     return b;
 }
 
-QString firstFreeGateKey(const QSet<QString> &used)
+// Hands out the smallest "gate_%1" not yet used. Keys are only ever added, so that smallest free
+// counter never goes down and the search resumes where it stopped: linear over a whole list.
+class GateKeys
 {
-    for (int n = 0;; ++n) {
-        const QString key = defaultGateKey(n);
-        if (!used.contains(key))
-            return key;
+public:
+    bool contains(const QString &key) const { return m_used.contains(key); }
+    void insert(const QString &key) { m_used.insert(key); }
+    QString firstFree()
+    {
+        while (m_used.contains(defaultGateKey(m_nextFree)))
+            ++m_nextFree;
+        return defaultGateKey(m_nextFree);
     }
-}
+
+private:
+    QSet<QString> m_used;
+    int m_nextFree = 0;
+};
 
 GamepadCalibration::GateSettings normalizedGate(const GamepadCalibration::GateSettings &in,
-                                                int index, int axisCount,
-                                                const QSet<QString> &usedKeys)
+                                                int index, int axisCount, GateKeys &usedKeys)
 {
     const GamepadCalibration::GateSettings d;
     GamepadCalibration::GateSettings g = in;
@@ -199,7 +210,7 @@ GamepadCalibration::GateSettings normalizedGate(const GamepadCalibration::GateSe
     if (g.key.isEmpty())
         g.key = defaultGateKey(index);
     if (usedKeys.contains(g.key))
-        g.key = firstFreeGateKey(usedKeys);
+        g.key = usedKeys.firstFree();
     g.source2dKey = in.source2dKey.trimmed();
     const int lastAxis = qMax(0, axisCount - 1);
     g.xAxis = qBound(0, in.xAxis, lastAxis);
@@ -381,7 +392,8 @@ GamepadCalibration normalizeCalibration(const GamepadCalibration &calibration, i
     for (int i = 0; i < result.buttons.size() && i < calibration.buttons.size(); ++i)
         result.buttons[i] = normalizedButton(calibration.buttons.at(i));
 
-    QSet<QString> usedKeys;
+    GateKeys usedKeys;
+    result.gates.reserve(calibration.gates.size());
     for (int i = 0; i < calibration.gates.size(); ++i) {
         const auto gate = normalizedGate(calibration.gates.at(i), i, axisCount, usedKeys);
         usedKeys.insert(gate.key);
@@ -461,19 +473,7 @@ bool saveCalibrationFile(const QString &path, const GamepadCalibration &calibrat
         return false;
     }
     QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        if (error)
-            *error = file.errorString();
-        return false;
-    }
     const QByteArray bytes =
         QJsonDocument(calibrationToJson(calibration, identity, profileId)).toJson();
-    if (file.write(bytes) != bytes.size()) {
-        if (error)
-            *error = file.errorString();
-        return false;
-    }
-    file.close();
-    return true;
+    return writeFileAtomic(path, bytes, error);
 }

@@ -120,6 +120,8 @@ QJsonObject calibrationToJson(const GamepadCalibration &calibration,
                               const GamepadDeviceIdentity &identity, const QString &profileId);
 bool loadCalibrationFile(const QString &path, GamepadCalibration *out, QString *error,
                          int axisCount, int buttonCount);
+// Creates missing folders and replaces the file atomically: on failure the previous file stays and
+// `error` gets the system's reason.
 bool saveCalibrationFile(const QString &path, const GamepadCalibration &calibration,
                          const GamepadDeviceIdentity &identity, const QString &profileId,
                          QString *error);

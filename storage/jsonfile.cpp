@@ -1,9 +1,16 @@
 #include "jsonfile.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonParseError>
-#include <QSaveFile>
+#include <QRandomGenerator>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -12,7 +19,190 @@ QString editorText(const char *text)
     return QCoreApplication::translate("GamepadDefinder", text);
 }
 
+// Where an atomic write stopped; each step has its own message.
+enum class WriteStep { Done, Create, Write, Commit };
+
+struct WriteOutcome
+{
+    WriteStep step = WriteStep::Done;
+    int osError = 0;
+};
+
+WriteOutcome failed(WriteStep step, int osError)
+{
+    return {step, osError};
+}
+
+// What stands at the target: -1 when nothing does, else the permission bits the replacement
+// keeps. A link or a folder there is refused with `osError`.
+int existingMode(const QByteArray &path, int *osError)
+{
+    struct stat info;
+    if (::lstat(path.constData(), &info) != 0)
+        return -1;
+    if (S_ISLNK(info.st_mode))
+        *osError = ELOOP;
+    else if (S_ISDIR(info.st_mode))
+        *osError = EISDIR;
+    return int(info.st_mode & 07777);
+}
+
+// A fresh name beside the target, created exclusively so that nothing planted there (a file, a
+// symbolic link) is ever opened. The target's name is shortened to stay within NAME_MAX.
+int createTemporary(const QByteArray &target, QByteArray *temporary)
+{
+    const qsizetype slash = target.lastIndexOf('/');
+    const QByteArray folder = target.left(slash + 1);
+    const QByteArray name = target.mid(slash + 1).left(200);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const quint64 random = QRandomGenerator::system()->generate64();
+        *temporary = folder + '.' + name + '.' + QByteArray::number(random, 36) + ".tmp";
+        const int fd = ::open(temporary->constData(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (fd >= 0 || errno != EEXIST) // a new file starts at 0666 less the umask
+            return fd;
+    }
+    return -1;
+}
+
+bool writeAll(int fd, const QByteArray &bytes)
+{
+    const char *data = bytes.constData();
+    qsizetype left = bytes.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, data, size_t(left));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0) {
+            if (written == 0)
+                errno = EIO; // no progress and no reason: do not spin
+            return false;
+        }
+        data += written;
+        left -= written;
+    }
+    return true;
+}
+
+// Fills, syncs and closes the temporary; on failure errno says why and the descriptor is closed.
+bool fillTemporary(int fd, const QByteArray &bytes, int mode)
+{
+    const bool ok =
+        writeAll(fd, bytes) && (mode < 0 || ::fchmod(fd, mode_t(mode)) == 0) && ::fsync(fd) == 0;
+    const int reason = errno;
+    const bool closed = ::close(fd) == 0;
+    if (!ok)
+        errno = reason;
+    return ok && closed;
+}
+
+// The renamed entry reaches the disk with its folder; a failed sync here cannot undo the rename,
+// so it only weakens durability after a crash.
+void syncFolder(const QByteArray &target)
+{
+    const qsizetype slash = target.lastIndexOf('/');
+    const QByteArray folder = slash < 0 ? QByteArray(".") : target.left(slash + 1);
+    const int fd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        ::fsync(fd);
+        ::close(fd);
+    }
+}
+
+WriteOutcome writeAtomically(const QString &path, const QByteArray &bytes)
+{
+    if (path.isEmpty())
+        return failed(WriteStep::Create, ENOENT);
+    const QByteArray target = QFile::encodeName(path);
+    int refusal = 0;
+    const int mode = existingMode(target, &refusal);
+    if (refusal != 0)
+        return failed(WriteStep::Create, refusal);
+    QByteArray temporary;
+    const int fd = createTemporary(target, &temporary);
+    if (fd < 0)
+        return failed(WriteStep::Create, errno);
+    if (!fillTemporary(fd, bytes, mode)) {
+        const int reason = errno;
+        ::unlink(temporary.constData());
+        return failed(WriteStep::Write, reason);
+    }
+    if (::rename(temporary.constData(), target.constData()) != 0) {
+        const int reason = errno;
+        ::unlink(temporary.constData());
+        return failed(WriteStep::Commit, reason);
+    }
+    syncFolder(target);
+    return {};
+}
+
+bool readOpenedFile(int fd, qint64 maxBytes, QByteArray *out)
+{
+    struct stat info;
+    if (::fstat(fd, &info) != 0)
+        return false;
+    if (!S_ISREG(info.st_mode)) {
+        errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+        return false;
+    }
+    if (info.st_size > maxBytes) {
+        errno = EFBIG;
+        return false;
+    }
+    QByteArray bytes(qsizetype(info.st_size), Qt::Uninitialized);
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count = ::read(fd, bytes.data() + done, size_t(bytes.size() - done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return false;
+        if (count == 0)
+            break; // the file shrank meanwhile
+        done += count;
+    }
+    bytes.truncate(done);
+    if (out)
+        *out = bytes;
+    return true;
+}
+
+QString withReason(const QString &message, int osError)
+{
+    return QStringLiteral("%1 (%2)").arg(message, qt_error_string(osError));
+}
+
 } // namespace
+
+QString containedFilePath(const QString &folder, const QString &name)
+{
+    if (folder.isEmpty() || name.isEmpty() || QDir::isAbsolutePath(name))
+        return QString();
+    QStringList parts = name.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    parts.removeAll(QStringLiteral("."));
+    // A name that is the folder itself or climbs out of it names no file inside.
+    if (parts.isEmpty() || parts.contains(QLatin1String("..")))
+        return QString();
+    // Each existing step below the folder must be a real entry, not a link that leads elsewhere.
+    QString path = QDir::cleanPath(folder);
+    for (const QString &part : parts) {
+        path += QLatin1Char('/') + part;
+        const QFileInfo info(path);
+        if (info.isSymLink())
+            return QString();
+        if (!info.exists())
+            break;
+    }
+    return QDir::cleanPath(folder + QLatin1Char('/') + name);
+}
+
+bool writeFileAtomic(const QString &path, const QByteArray &bytes, QString *osReason)
+{
+    const WriteOutcome outcome = writeAtomically(path, bytes);
+    if (outcome.step != WriteStep::Done && osReason)
+        *osReason = qt_error_string(outcome.osError);
+    return outcome.step == WriteStep::Done;
+}
 
 JsonFileMessages editorJsonMessages()
 {
@@ -31,27 +221,39 @@ JsonFileMessages linkerJsonMessages()
             QStringLiteral("Invalid JSON in %1 (%2)"),   QStringLiteral("not an object")};
 }
 
+bool readRegularFile(const QString &path, qint64 maxBytes, QByteArray *out, QString *osReason)
+{
+    // Non-blocking, so that a pipe planted under the name cannot stall the open.
+    const int fd =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const bool ok = fd >= 0 && readOpenedFile(fd, maxBytes, out);
+    const int reason = errno;
+    if (fd >= 0)
+        ::close(fd);
+    if (!ok && osReason)
+        *osReason = qt_error_string(reason);
+    return ok;
+}
+
 bool writeJsonFileAtomic(const QString &path, const QByteArray &bytes, QString *error,
                          const JsonFileMessages &messages)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        if (error)
-            *error = messages.cannotWrite.arg(path);
-        return false;
+    const WriteOutcome outcome = writeAtomically(path, bytes);
+    if (outcome.step == WriteStep::Done)
+        return true;
+    if (error) {
+        switch (outcome.step) {
+        case WriteStep::Create:
+            *error = withReason(messages.cannotWrite.arg(path), outcome.osError);
+            break;
+        case WriteStep::Write:
+            *error = withReason(messages.writeFailed.arg(path), outcome.osError);
+            break;
+        default:
+            *error = messages.commitFailed.arg(path, qt_error_string(outcome.osError));
+        }
     }
-    if (file.write(bytes) != bytes.size()) {
-        file.cancelWriting();
-        if (error)
-            *error = messages.writeFailed.arg(path);
-        return false;
-    }
-    if (!file.commit()) {
-        if (error)
-            *error = messages.commitFailed.arg(path, file.errorString());
-        return false;
-    }
-    return true;
+    return false;
 }
 
 bool writeJsonFileAtomic(const QString &path, const QJsonObject &object, QString *error,

@@ -23,6 +23,20 @@ JsonFileMessages editorJsonMessages();
 // English texts of the action linker, never translated.
 JsonFileMessages linkerJsonMessages();
 
+// The path of `name` inside `folder`, or empty when the name is empty or absolute, has a ".."
+// component, or would reach outside the folder through a symbolic link below it.
+QString containedFilePath(const QString &folder, const QString &name);
+
+// Writes `bytes` to a uniquely named temporary file beside `path`, syncs it and renames it over
+// `path`, which keeps its permission bits. A `path` that is a symbolic link is refused. On failure
+// the previous file stays byte for byte, no temporary is left and `osReason` gets the system's
+// text for the failing call.
+bool writeFileAtomic(const QString &path, const QByteArray &bytes, QString *osReason);
+
+// Reads a regular file of at most `maxBytes` without following a symbolic link. A link, a folder,
+// a device or pipe, or a larger file fails; `osReason` gets the system's text.
+bool readRegularFile(const QString &path, qint64 maxBytes, QByteArray *out, QString *osReason);
+
 // The one atomic JSON writer: the bytes go to a temporary file beside the target, their count is
 // checked, then the temporary is renamed over the target. On any failure the previous file stays
 // untouched, no temporary is left behind, `error` gets the message and the result is false.

@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonValue>
+
+#include <cerrno>
 #include <cmath>
 
 namespace {
@@ -17,24 +19,17 @@ const QString kDefaultImage = QStringLiteral("image.png");
 const QString kDefaultOverlay = QStringLiteral("overlay.json");
 const QString kDefaultConfig = QStringLiteral("configActionGamepad.json");
 const QString kDefaultOverride = QStringLiteral("calibration.override.json");
+const QStringList kKnownKeys = {
+    "type",        "version",         "id",         "name",        "image",
+    "overlayFile", "config",          "deviceName", "deviceNames", "createdAt",
+    "modifiedAt",  "calibrationMode", "vendorId",   "productId",   "calibrationOverrideFile"};
 
-// A file of the profile is named by a bare file name: anything that could reach outside the
-// profile folder (an absolute path, a separator, "." or "..") is replaced by the default.
-QString folderFileName(const QString &name, const QString &fallback)
+// The user's file name as written; only an empty one takes the default. Whether it stays inside
+// the folder is checked where the file is opened.
+QString fileNameOr(const QString &name, const QString &fallback)
 {
     const QString trimmed = name.trimmed();
-    if (trimmed.isEmpty() || trimmed == QLatin1String(".") || trimmed == QLatin1String("..") ||
-        trimmed.contains(QLatin1Char('/')) || trimmed.contains(QLatin1Char('\\')) ||
-        QDir::isAbsolutePath(trimmed) || trimmed.contains(QLatin1Char(':')))
-        return fallback;
-    return trimmed;
-}
-
-QString pathInFolder(const QString &folder, const QString &file)
-{
-    if (folder.isEmpty())
-        return QString();
-    return QDir::cleanPath(folder + QLatin1Char('/') + file);
+    return trimmed.isEmpty() ? fallback : trimmed;
 }
 
 QString nameOrDefault(const QString &name)
@@ -78,17 +73,17 @@ quint32 hexIdFromString(const QString &text)
 
 QString GamepadProfileMeta::imagePath() const
 {
-    return pathInFolder(folder, imageFile);
+    return containedFilePath(folder, imageFile);
 }
 
 QString GamepadProfileMeta::overlayPath() const
 {
-    return pathInFolder(folder, overlayFile);
+    return containedFilePath(folder, overlayFile);
 }
 
 QString GamepadProfileMeta::configPath() const
 {
-    return pathInFolder(folder, configFile);
+    return containedFilePath(folder, configFile);
 }
 
 bool GamepadProfileMeta::operator==(const GamepadProfileMeta &o) const
@@ -98,7 +93,7 @@ bool GamepadProfileMeta::operator==(const GamepadProfileMeta &o) const
            deviceNames == o.deviceNames && createdAt == o.createdAt && modifiedAt == o.modifiedAt &&
            calibrationMode == o.calibrationMode &&
            calibrationOverrideFile == o.calibrationOverrideFile && vendorId == o.vendorId &&
-           productId == o.productId && kind == o.kind;
+           productId == o.productId && kind == o.kind && otherKeys == o.otherKeys;
 }
 
 QString normalizedCalibrationMode(const QString &mode)
@@ -127,12 +122,10 @@ GamepadProfileMeta profileMetaFromJson(const QJsonObject &object, const QString 
     meta.id = QUuid::fromString(object.value(QStringLiteral("id")).toString().trimmed());
     meta.name = nameOrDefault(object.value(QStringLiteral("name")).toString());
     meta.folder = folder.isEmpty() ? QString() : QDir::cleanPath(folder);
-    meta.imageFile =
-        folderFileName(object.value(QStringLiteral("image")).toString(), kDefaultImage);
+    meta.imageFile = fileNameOr(object.value(QStringLiteral("image")).toString(), kDefaultImage);
     meta.overlayFile =
-        folderFileName(object.value(QStringLiteral("overlayFile")).toString(), kDefaultOverlay);
-    meta.configFile =
-        folderFileName(object.value(QStringLiteral("config")).toString(), kDefaultConfig);
+        fileNameOr(object.value(QStringLiteral("overlayFile")).toString(), kDefaultOverlay);
+    meta.configFile = fileNameOr(object.value(QStringLiteral("config")).toString(), kDefaultConfig);
     meta.deviceNames = readDeviceNames(object);
     meta.createdAt = object.value(QStringLiteral("createdAt")).toString();
     meta.modifiedAt = object.value(QStringLiteral("modifiedAt")).toString();
@@ -143,20 +136,24 @@ GamepadProfileMeta profileMetaFromJson(const QJsonObject &object, const QString 
     meta.vendorId = readHexId(object.value(QStringLiteral("vendorId")));
     meta.productId = readHexId(object.value(QStringLiteral("productId")));
     meta.kind = profileKindForFolder(meta.folder);
+    meta.otherKeys = object;
+    for (const QString &key : kKnownKeys)
+        meta.otherKeys.remove(key);
     return meta;
 }
 
 QJsonObject profileMetaToJson(const GamepadProfileMeta &meta)
 {
     const QString mode = normalizedCalibrationMode(meta.calibrationMode);
-    QJsonObject object{
+    QJsonObject object = meta.otherKeys;
+    const QJsonObject known{
         {QStringLiteral("type"), kMetaType},
         {QStringLiteral("version"), kProfileMetaVersion},
         {QStringLiteral("id"), meta.id.toString(QUuid::WithoutBraces)},
         {QStringLiteral("name"), nameOrDefault(meta.name)},
-        {QStringLiteral("image"), folderFileName(meta.imageFile, kDefaultImage)},
-        {QStringLiteral("overlayFile"), folderFileName(meta.overlayFile, kDefaultOverlay)},
-        {QStringLiteral("config"), folderFileName(meta.configFile, kDefaultConfig)},
+        {QStringLiteral("image"), fileNameOr(meta.imageFile, kDefaultImage)},
+        {QStringLiteral("overlayFile"), fileNameOr(meta.overlayFile, kDefaultOverlay)},
+        {QStringLiteral("config"), fileNameOr(meta.configFile, kDefaultConfig)},
         {QStringLiteral("deviceName"), meta.deviceNames.value(0)},
         {QStringLiteral("deviceNames"), QJsonArray::fromStringList(meta.deviceNames)},
         {QStringLiteral("createdAt"), meta.createdAt},
@@ -165,6 +162,8 @@ QJsonObject profileMetaToJson(const GamepadProfileMeta &meta)
         {QStringLiteral("vendorId"), paddedHexId(meta.vendorId)},
         {QStringLiteral("productId"), paddedHexId(meta.productId)},
     };
+    for (auto it = known.constBegin(); it != known.constEnd(); ++it)
+        object.insert(it.key(), it.value());
     if (mode == QLatin1String("override")) {
         const QString file = meta.calibrationOverrideFile.trimmed();
         object.insert(QStringLiteral("calibrationOverrideFile"),
@@ -206,12 +205,15 @@ bool writeProfileMeta(GamepadProfileMeta *meta, QString *error, const QDateTime 
     if (stamped.createdAt.trimmed().isEmpty())
         stamped.createdAt = now;
     stamped.modifiedAt = now;
-    if (stamped.folder.trimmed().isEmpty()) {
+    // A "meta.json" that is a symbolic link is refused, not followed.
+    const QString path = containedFilePath(stamped.folder, QStringLiteral("meta.json"));
+    if (path.isEmpty()) {
         if (error)
-            *error = editorJsonMessages().cannotWrite.arg(QStringLiteral("meta.json"));
+            *error = QStringLiteral("%1 (%2)").arg(
+                editorJsonMessages().cannotWrite.arg(QDir(stamped.folder).filePath("meta.json")),
+                qt_error_string(stamped.folder.isEmpty() ? ENOENT : ELOOP));
         return false;
     }
-    const QString path = QDir::cleanPath(stamped.folder + QStringLiteral("/meta.json"));
     if (!writeJsonFileAtomic(path, profileMetaToJson(stamped), error))
         return false;
     *meta = stamped;

@@ -26,7 +26,9 @@ struct GamepadProfileMeta
     quint32 vendorId = 0;
     quint32 productId = 0;
     GamepadProfileKind kind = GamepadProfileKind::User;
+    QJsonObject otherKeys; // keys this version does not know, written back unchanged
 
+    // The files inside the folder; empty when the name would lead outside it.
     QString imagePath() const;
     QString overlayPath() const;
     QString configPath() const;

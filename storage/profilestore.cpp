@@ -5,13 +5,14 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <QSet>
 #include <QStandardPaths>
+
+#include <cerrno>
+#include <sys/stat.h>
 
 namespace {
 
@@ -65,6 +66,12 @@ bool liesUnder(const QString &path, const QString &root)
     return path.startsWith(prefix, Qt::CaseInsensitive);
 }
 
+// Empty for a path that is empty or names nothing.
+QString existingAbsolutePath(const QString &path)
+{
+    return !path.isEmpty() && QFileInfo::exists(path) ? absoluteCleanPath(path) : QString();
+}
+
 bool setError(QString *error, const QString &text)
 {
     if (error)
@@ -72,46 +79,47 @@ bool setError(QString *error, const QString &text)
     return false;
 }
 
-// Replaces the target file only once the whole content has been written, so a failed copy never
-// leaves a truncated file behind.
-bool copyFileAtomically(const QString &source, const QString &target)
+// A profile file larger than this is not a picture or a document of ours.
+constexpr qint64 kMaxProfileFileBytes = qint64(256) << 20;
+
+// A real folder at `path`, made when missing; a link or a file in the way fails with ENOTDIR.
+bool ensureRealFolder(const QString &path, QString *osReason)
 {
-    QFile in(source);
-    QSaveFile out(target);
-    if (!in.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly))
+    const QByteArray name = QFile::encodeName(path);
+    if (::mkdir(name.constData(), 0777) != 0 && errno != EEXIST) {
+        *osReason = qt_error_string(errno);
         return false;
-    char buffer[64 * 1024];
-    for (;;) {
-        const qint64 count = in.read(buffer, sizeof buffer);
-        if (count == 0)
-            break;
-        if (count < 0 || out.write(buffer, count) != count) {
-            out.cancelWriting();
-            return false;
-        }
     }
-    return out.commit();
+    struct stat info;
+    if (::lstat(name.constData(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+        *osReason = qt_error_string(ENOTDIR);
+        return false;
+    }
+    return true;
 }
 
-// Copies every file and sub-folder of `source` into `target`, keeping what the target already
-// holds apart from files of the same name. Linked folders are not followed.
-bool copyFolderContents(const QString &source, const QString &target)
+// Copies the regular files and real sub-folders of `source` into `target`, keeping what the
+// target already holds apart from files of the same name. Symbolic links are skipped, so nothing
+// outside the profile is ever read, and each file is replaced atomically.
+bool copyFolderContents(const QString &source, const QString &target, QString *osReason)
 {
-    if (!QDir().mkpath(target))
+    if (!ensureRealFolder(target, osReason))
         return false;
-    QStringList entries;
-    QDirIterator it(source, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext())
-        entries << it.next();
-    const QDir sourceDir(source);
-    for (const QString &entry : entries) {
-        const QFileInfo info(entry);
-        const QString destination = target + QLatin1Char('/') + sourceDir.relativeFilePath(entry);
-        const bool ok =
-            info.isDir() ? QDir().mkpath(destination) : copyFileAtomically(entry, destination);
-        if (!ok)
-            return false;
+    const QFileInfoList entries = QDir(source).entryInfoList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QFileInfo &entry : entries) {
+        const QString destination = target + QLatin1Char('/') + entry.fileName();
+        if (entry.isSymLink())
+            continue;
+        if (entry.isDir()) {
+            if (!copyFolderContents(entry.filePath(), destination, osReason))
+                return false;
+        } else if (entry.isFile()) {
+            QByteArray bytes;
+            if (!readRegularFile(entry.filePath(), kMaxProfileFileBytes, &bytes, osReason) ||
+                !writeFileAtomic(destination, bytes, osReason))
+                return false;
+        }
     }
     return true;
 }
@@ -214,10 +222,8 @@ GamepadProfileInfo readProfileInfo(const QString &folder)
     info.deviceNames = meta.deviceNames;
     info.folder = cleanFolder;
     info.kind = meta.kind;
-    const QString configPath = absoluteCleanPath(meta.configPath());
-    const QString imagePath = absoluteCleanPath(meta.imagePath());
-    info.configPath = QFileInfo::exists(configPath) ? configPath : QString();
-    info.imagePath = QFileInfo::exists(imagePath) ? imagePath : QString();
+    info.configPath = existingAbsolutePath(meta.configPath());
+    info.imagePath = existingAbsolutePath(meta.imagePath());
     info.calibrationMode = meta.calibrationMode;
     info.calibrationOverrideFile = meta.calibrationOverrideFile;
     return info;
@@ -290,10 +296,14 @@ QString copyProfileToRoot(const GamepadProfileInfo &profile, GamepadProfileKind 
     const QString destination = QDir::cleanPath(root + QLatin1Char('/') + name);
     if (destination == source)
         return destination;
-    // A folder copied into its own subtree would end up holding copies of itself.
-    const bool intoItself = destination.startsWith(source + QLatin1Char('/'));
-    if (intoItself || !copyFolderContents(source, destination)) {
-        setError(error, storeText("Impossible de copier le profil vers %1").arg(destination));
+    // A linked profile folder would copy whatever it points to; one copied into its own subtree
+    // would end up holding copies of itself.
+    const bool linked = QFileInfo(source).isSymLink();
+    QString reason = qt_error_string(linked ? ELOOP : EINVAL);
+    const bool refused = linked || destination.startsWith(source + QLatin1Char('/'));
+    if (refused || !copyFolderContents(source, destination, &reason)) {
+        setError(error, storeText("Impossible de copier le profil vers %1").arg(destination) +
+                            QStringLiteral(" (%1)").arg(reason));
         return QString();
     }
     return destination;

@@ -1,11 +1,25 @@
 #include "deviceregistry.h"
+#include "jsonfile.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace {
+
+// Entries "gp:<i>" seen at the given times; a negative time leaves "lastSeen" out.
+QList<DeviceRegistryEntry> seenAt(const QList<double> &times, bool selected = false)
+{
+    QList<DeviceRegistryEntry> entries;
+    for (int i = 0; i < times.size(); ++i) {
+        QJsonObject kv{{"selected", selected}};
+        if (times.at(i) >= 0)
+            kv.insert("lastSeen", times.at(i));
+        entries.append({QStringLiteral("gp:%1").arg(i), kv});
+    }
+    return entries;
+}
+
+} // namespace
 
 class tst_DeviceRegistry : public QObject
 {
@@ -14,49 +28,30 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_home.isValid());
-        qputenv("HOME", m_home.path().toLocal8Bit());
-        qputenv("XDG_DATA_HOME", QDir(m_home.path()).filePath("share").toLocal8Bit());
+        qputenv("HOME", QFile::encodeName(m_home.path()));
         QStandardPaths::setTestModeEnabled(true);
     }
 
-    void firstRunIsEmpty()
+    void unreadableFileIsEmpty_data()
     {
-        const QString path = deviceRegistryPath("firstRun");
-        QVERIFY(path.startsWith(m_home.path()));
-        QVERIFY(path.endsWith("/firstRun/ZeltoCom/gamepads.json"));
-        const QString zeltoCom = QFileInfo(path).absolutePath();
-        QVERIFY(QFileInfo(QFileInfo(zeltoCom).absolutePath()).isDir()); // the context folder
-        QVERIFY(!QFileInfo::exists(zeltoCom)); // made by the first write only
-        const DeviceRegistry registry = readDeviceRegistry("firstRun");
-        QCOMPARE(registry.lastCount, 0);
-        QVERIFY(registry.devices.isEmpty());
-    }
-
-    void malformedFileIsIgnored_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<int>("lastCount");
+        QTest::addColumn<QByteArray>("content"); // null: no file
         QTest::addColumn<int>("devices");
-        QTest::newRow("array") << QByteArray(R"([{"lastCount":3,"devices":{"gp:0":{}}}])") << 0
-                               << 0;
-        QTest::newRow("garbage") << QByteArray("{\"lastCount\": 3, \"devi") << 0 << 0;
-        QTest::newRow("empty file") << QByteArray() << 0 << 0;
-        QTest::newRow("devices not an object")
-            << QByteArray(R"({"lastCount":2,"devices":[1]})") << 2 << 0;
-        QTest::newRow("member without kv")
-            << QByteArray(R"({"devices":{"gp:1":{"x":1},"gp:2":7}})") << 0 << 2;
+        QTest::newRow("first run") << QByteArray() << 0;
+        QTest::newRow("array") << QByteArray(R"([{"lastCount":3}])") << 0;
+        QTest::newRow("member without kv") << QByteArray(R"({"devices":{"a":{},"b":7}})") << 2;
+        const QByteArray padding(kMaxRegistryFileBytes, ' ');
+        QTest::newRow("oversized") << R"({"lastCount":1,"devices":{"a":{}}})" + padding << 0;
     }
 
-    void malformedFileIsIgnored()
+    void unreadableFileIsEmpty()
     {
         QFETCH(QByteArray, content);
-        QFETCH(int, lastCount);
         QFETCH(int, devices);
-        const QString context = QTest::currentDataTag();
-        writeRaw(deviceRegistryPath(context), content);
-        const DeviceRegistry registry = readDeviceRegistry(context);
-        QCOMPARE(registry.lastCount, lastCount);
-        QCOMPARE(int(registry.devices.size()), devices);
+        const QString path = deviceRegistryPath(QTest::currentDataTag());
+        QVERIFY(content.isNull() || (QDir().mkpath(QFileInfo(path).absolutePath()) &&
+                                     writeFileAtomic(path, content, nullptr)));
+        const DeviceRegistry registry = readDeviceRegistry(QTest::currentDataTag());
+        QVERIFY(registry.lastCount == 0 && registry.devices.size() == devices);
         for (const DeviceRegistryEntry &entry : registry.devices)
             QVERIFY(entry.kv.isEmpty());
     }
@@ -66,70 +61,43 @@ private slots:
         const QList<DeviceRegistryEntry> first = {
             {"gp:0", {{"name", "Pad"}, {"selected", true}, {"vendorIdHex", "45e"}}},
             {"gp:3", {{"name", "Absent pad"}, {"activeProfileId", "abc"}, {"custom", 12}}}};
-        QVERIFY(writeDeviceRegistry("roundTrip", first));
-        DeviceRegistry registry = readDeviceRegistry("roundTrip");
-        QCOMPARE(registry.lastCount, 2);
-        QCOMPARE(registry.devices, first);
-
-        // Rewriting replaces the file and leaves nothing else beside it.
-        const QList<DeviceRegistryEntry> second = {first.at(1)};
-        QVERIFY(writeDeviceRegistry("roundTrip", second));
-        registry = readDeviceRegistry("roundTrip");
-        QCOMPARE(registry.lastCount, 1);
-        QCOMPARE(registry.devices, second);
-        const QString path = deviceRegistryPath("roundTrip");
-        QCOMPARE(QFileInfo(path).dir().entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-                 QStringList{"gamepads.json"});
-        QVERIFY(!readRaw(path).contains('\n')); // compact
+        QVERIFY(writeDeviceRegistry("hostA", first) && writeDeviceRegistry("hostB", {}));
+        QCOMPARE(readDeviceRegistry("hostA").devices, first);
+        QVERIFY(writeDeviceRegistry("hostA", first.mid(1)));
+        QCOMPARE(readDeviceRegistry("hostA").lastCount, 1);
+        QCOMPARE(readDeviceRegistry("hostA").devices, first.mid(1));
+        QCOMPARE(readDeviceRegistry("hostB").devices.size(), 0);
+        const QString path = deviceRegistryPath("hostA");
+        QVERIFY(path.startsWith(m_home.path()) && path.endsWith("/hostA/ZeltoCom/gamepads.json"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly) && !file.readAll().contains('\n')); // compact
     }
 
-    void contextsAreIndependent()
+    // The newest entries stay, in their order; a missing stamp is the oldest; ties keep the
+    // earlier entry. Reading also keeps the newest selection only.
+    void capsAndSingleSelection()
     {
-        QVERIFY(writeDeviceRegistry("hostA", {{"gp:0", {{"name", "A"}}}}));
-        QVERIFY(writeDeviceRegistry("hostB", {{"gp:0", {{"name", "B"}}}, {"gp:1", {}}}));
-        QVERIFY(deviceRegistryPath("hostA") != deviceRegistryPath("hostB"));
-        QCOMPARE(readDeviceRegistry("hostA").devices.value(0).kv.value("name"), QJsonValue("A"));
-        QCOMPARE(readDeviceRegistry("hostB").devices.size(), 2);
-    }
-
-    void failedWriteKeepsOldFile_data()
-    {
-        QTest::addColumn<bool>("tmpIsDirectory");
-        QTest::newRow("temporary name taken by a folder") << true;
-        QTest::newRow("registry folder is a file") << false;
-    }
-
-    void failedWriteKeepsOldFile()
-    {
-        QFETCH(bool, tmpIsDirectory);
-        const QString context = QTest::currentDataTag();
-        const QString path = deviceRegistryPath(context);
-        const QList<DeviceRegistryEntry> old = {{"gp:0", {{"name", "Old"}}}};
-        if (tmpIsDirectory) {
-            QVERIFY(writeDeviceRegistry(context, old));
-            QVERIFY(QDir().mkpath(path + ".tmp"));
-        } else {
-            writeRaw(QFileInfo(path).absolutePath(), "not a folder");
+        const QList<DeviceRegistryEntry> four = seenAt({1, 5, -1, 3}),
+                                         ties = seenAt({-1, 2, -1, -1});
+        QCOMPARE(newestRegistryEntries(four, 2), (QList{four[1], four[3]}));
+        QCOMPARE(newestRegistryEntries(ties, 3), ties.mid(0, 3));
+        QVERIFY(newestRegistryEntries(seenAt({1, 2}), 0).isEmpty());
+        QList<double> times;
+        for (int i = 0; i < 100; ++i)
+            times << 1000 + (i * 37) % 100; // distinct, out of order
+        QVERIFY(writeDeviceRegistry("capped", seenAt(times, true)));
+        const DeviceRegistry registry = readDeviceRegistry("capped");
+        QVERIFY(registry.lastCount == 64 && registry.devices.size() == kMaxRegistryEntries);
+        QStringList selected;
+        for (const DeviceRegistryEntry &entry : registry.devices) {
+            QVERIFY(entry.kv.value("lastSeen").toDouble() >= 1036);
+            if (entry.kv.value("selected").toBool())
+                selected << entry.kv.value("lastSeen").toVariant().toString();
         }
-        QVERIFY(!writeDeviceRegistry(context, {{"gp:1", {{"name", "New"}}}}));
-        const DeviceRegistry registry = readDeviceRegistry(context);
-        QCOMPARE(registry.devices, tmpIsDirectory ? old : QList<DeviceRegistryEntry>());
+        QCOMPARE(selected, QStringList{"1099"});
     }
 
 private:
-    static void writeRaw(const QString &path, const QByteArray &bytes)
-    {
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
-    static QByteArray readRaw(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
     QTemporaryDir m_home;
 };
 

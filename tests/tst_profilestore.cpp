@@ -1,6 +1,8 @@
+#include "calibrationsources.h"
+#include "jsonfile.h"
+#include "profilemeta.h"
 #include "profilestore.h"
 
-#include <QDir>
 #include <QStandardPaths>
 #include <QtTest>
 
@@ -22,9 +24,15 @@ QString inConfig(const QString &tail)
 
 bool writeBytes(const QString &path, const QByteArray &bytes)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    return QDir().mkpath(QFileInfo(path).absolutePath()) && writeFileAtomic(path, bytes, nullptr);
+}
+
+const GamepadDeviceIdentity kPad{"Pad", 1, 2};
+
+QString padBaseFileIn(const QString &root)
+{
+    return QDir::cleanPath(
+        inConfig(root + "/GamepadProfiles/_deviceCalibration/0001_0002_pad.json"));
 }
 
 const QByteArray kMeta = R"({"type":"GamepadDefinderMeta","name":"  Arcade  ",
@@ -54,61 +62,15 @@ private slots:
         QDir(configurationRoot()).removeRecursively();
     }
 
-    void roots_data()
-    {
-        QTest::addColumn<QVariant>("login");
-        QTest::addColumn<bool>("shared");
-        QTest::addColumn<QString>("writable");
-        QTest::addColumn<QStringList>("candidates");
-        const QStringList common = {"GamepadProfiles", "Gamepads"};
-        const QStringList bob = {"bob/GamepadProfiles", "GamepadProfiles", "bob/Gamepads",
-                                 "Gamepads"};
-        QTest::newRow("blank login, right") << QVariant(" ") << true << "GamepadProfiles" << common;
-        QTest::newRow("login") << QVariant("bob") << false << "bob/GamepadProfiles" << bob;
-        QTest::newRow("login, right") << QVariant(" BoB\t") << true << "GamepadProfiles" << bob;
-        QTest::newRow("escaping login") << QVariant("../Evil") << false << "" << common;
-    }
-
-    void roots()
-    {
-        QFETCH(QVariant, login);
-        QFETCH(bool, shared);
-        QFETCH(QString, writable);
-        QFETCH(QStringList, candidates);
-        setHost(login, shared);
-        QCOMPARE(writableProfilesRoot(), inConfig(writable));
-        QCOMPARE(candidateProfileRoots().replaceInStrings(configurationRoot() + "/", ""),
-                 candidates);
-    }
-
-    // This login puts the user's roots below the legacy shared root: the user's roots win.
-    void kindIgnoresCase()
-    {
-        setHost("Gamepads");
-        QCOMPARE(profileKindForFolder(inConfig("GAMEPADPROFILES/p1")), Kind::Shared);
-        QCOMPARE(profileKindForFolder(inConfig("gamepads/p1/")), Kind::Shared);
-        QCOMPARE(profileKindForFolder(inConfig("GAMEPADS/gamepadprofiles/p1")), Kind::User);
-        QCOMPARE(profileKindForFolder(inConfig("GamepadProfilesX/p1")), Kind::User);
-    }
-
     void readProfileInfo()
     {
         const QString folder = inConfig("GamepadProfiles/p1");
         QVERIFY(writeBytes(folder + "/meta.json", kMeta));
         GamepadProfileInfo info = ::readProfileInfo(folder + "/./");
-        QCOMPARE(info.folder, folder);
-        QCOMPARE(info.name, QString("Arcade"));
+        QVERIFY(info.folder == folder && info.name == "Arcade" && info.kind == Kind::Shared);
         QCOMPARE(info.deviceNames, (QStringList{"A", "B"}));
-        QVERIFY(info.imagePath.isEmpty() && info.configPath.isEmpty());
-        QVERIFY(writeBytes(folder + "/pic.jpg", "x") &&
-                writeBytes(folder + "/configActionGamepad.json", "x"));
-        info = ::readProfileInfo(folder);
-        QCOMPARE(info.imagePath, folder + "/pic.jpg");
-        QCOMPARE(info.configPath, folder + "/configActionGamepad.json");
-
-        QVERIFY(writeBytes(folder + "/meta.json",
-                           R"({"type":"GamepadDefinderMeta","deviceName":"S"})"));
-        QCOMPARE(::readProfileInfo(folder).deviceNames, QStringList{"S"});
+        QVERIFY(info.imagePath.isEmpty() && writeBytes(folder + "/pic.jpg", "x"));
+        QCOMPARE(::readProfileInfo(folder).imagePath, folder + "/pic.jpg");
         QVERIFY(writeBytes(folder + "/meta.json", R"({"type":"Other","name":"x"})") &&
                 ::readProfileInfo(folder).isNull());
     }
@@ -116,18 +78,18 @@ private slots:
     void copyErrors_data()
     {
         QTest::addColumn<QString>("login");
-        QTest::addColumn<QString>("folder");  // "@": a real profile outside the roots
+        QTest::addColumn<QString>("folder");  // "@": a profile outside the roots, "~": a link to it
         QTest::addColumn<QString>("blocker"); // a regular file put in the way, below the root
         QTest::addColumn<QString>("message"); // %1: the configuration root
+        const QString copy = "Impossible de copier le profil vers %1/bob/GamepadProfiles/";
         // clang-format off
         for (const QStringList &row : {
                  QStringList{"bob", "/no/such/dir", "", "Profil introuvable."},
                  {"", "@", "", "Aucun dossier de configuration disponible pour cet utilisateur."},
                  {"bob", "@", "bob", "Impossible de preparer le dossier %1/bob/GamepadProfiles"},
-                 {"bob", "/", "", "Identifiant de profil invalide."},
-                 {"bob", "@", "bob/GamepadProfiles/prof-1",
-                  "Impossible de copier le profil vers %1/bob/GamepadProfiles/prof-1"}})
-            QTest::addRow("%s", qPrintable(row[3].left(40))) << row[0] << row[1] << row[2] << row[3];
+                 {"bob", "@", "bob/GamepadProfiles/prof-1", copy + "prof-1 (Not a directory)"},
+                 {"bob", "~", "", copy + "link (Too many levels of symbolic links)"}})
+            QTest::addRow("%s", qPrintable(row[3].right(40))) << row[0] << row[1] << row[2] << row[3];
         // clang-format on
     }
 
@@ -140,28 +102,187 @@ private slots:
         setHost(login);
         const QString profile = makeProfile();
         QVERIFY(blocker.isEmpty() || writeBytes(inConfig(blocker), "file"));
+        QVERIFY(QFile::link(profile, inConfig("elsewhere/link")));
         GamepadProfileInfo info;
-        info.folder = folder == "@" ? profile : folder;
+        info.folder = folder == "@" ? profile : folder == "~" ? inConfig("elsewhere/link") : folder;
         QString error;
         QCOMPARE(copyProfileToRoot(info, Kind::User, &error), QString());
         QCOMPARE(error, message.replace("%1", configurationRoot()));
     }
 
+    // Links inside the profile are skipped: nothing outside it is copied.
     void copyRecursiveAndOntoItself()
     {
         setHost("Bob");
         const QString target = inConfig("bob/GamepadProfiles/prof-1");
-        QVERIFY(writeBytes(target + "/meta.json", "old"));
+        QVERIFY(writeBytes(target + "/meta.json", "old") && writeBytes(inConfig("secret"), "s"));
         GamepadProfileInfo info;
         info.folder = makeProfile();
+        QVERIFY(QFile::link(inConfig("secret"), info.folder + "/sub/secret") &&
+                QFile::link(configurationRoot(), info.folder + "/root"));
         QCOMPARE(copyProfileToRoot(info, Kind::User, nullptr), target);
         QCOMPARE(::readProfileInfo(target).name, QString("Arcade"));
-        QVERIFY(QFileInfo::exists(target + "/sub/deep/b.txt"));
+        QDirIterator it(target, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System,
+                        QDirIterator::Subdirectories);
+        QStringList copied;
+        while (it.hasNext())
+            copied << it.next().mid(target.size());
+        copied.sort();
+        QCOMPARE(copied, (QStringList{"/meta.json", "/sub", "/sub/deep", "/sub/deep/b.txt"}));
 
         info.folder = target + "/";
         QCOMPARE(copyProfileToRoot(info, Kind::User, nullptr), target);
-        QCOMPARE(QDir(inConfig("bob/GamepadProfiles")).entryList(QDir::Dirs | QDir::NoDotAndDotDot),
-                 QStringList{"prof-1"});
+    }
+
+    // Every key read and written back as read, unknown ones and names that leave the folder
+    // included; "modifiedAt" is stamped. A file of another type is refused.
+    void metaRoundTrip()
+    {
+        const QDateTime now(QDate(2024, 3, 5), QTime(10, 20, 30), Qt::UTC);
+        const QString folder = inConfig("p");
+        // clang-format off
+        const QJsonObject hand = {{"type", "GamepadDefinderMeta"}, {"version", 4},
+            {"id", "8a1e4c2e-3b7d-4a60-9d5c-0f2b6a7c1d11"}, {"name", "Arcade"},
+            {"image", "img/i.jpg"}, {"overlayFile", "/o.json"}, {"config", "../c.json"},
+            {"future", QJsonArray{1}}, {"deviceName", "A"}, {"deviceNames", QJsonArray{"A", "B"}},
+            {"createdAt", "2020-01-01T00:00:00Z"}, {"modifiedAt", "2024-03-05T10:20:30Z"},
+            {"calibrationMode", "override"}, {"vendorId", "0x045e"}, {"productId", "0x028e"},
+            {"calibrationOverrideFile", "../m.json"}};
+        // clang-format on
+        GamepadProfileMeta meta = profileMetaFromJson(hand, folder);
+        QString error;
+        QVERIFY(QDir().mkpath(folder) && writeProfileMeta(&meta, &error, now.toOffsetFromUtc(60)));
+        QJsonObject json;
+        QVERIFY(readJsonObjectFile(folder + "/meta.json", &json, &error) && json == hand);
+        GamepadProfileMeta read;
+        QVERIFY(readProfileMeta(folder, &read, &error) && read == meta);
+        // Files are read only from inside the folder.
+        QVERIFY(meta.imagePath() == folder + "/img/i.jpg" && meta.configPath().isEmpty());
+        meta.createdAt.clear();
+        QVERIFY(writeProfileMeta(&meta, &error, now) && meta.createdAt == "2024-03-05T10:20:30Z");
+        // Only the override mode names its file, the default one when blank.
+        meta.calibrationOverrideFile = "  ";
+        QCOMPARE(profileMetaToJson(meta).value("calibrationOverrideFile"),
+                 "calibration.override.json");
+        meta.calibrationMode = "overrides";
+        QVERIFY(!profileMetaToJson(meta).contains("calibrationOverrideFile"));
+        QCOMPARE(profileMetaToJson(meta).value("calibrationMode"), "inherit");
+
+        QVERIFY(writeJsonFileAtomic(folder + "/meta.json", QJsonObject{{"type", "X"}}, nullptr));
+        QVERIFY(!readProfileMeta(folder, nullptr, &error));
+        QCOMPARE(error, "Type de profil inconnu dans " + folder + "/meta.json");
+    }
+
+    void baseFileName_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<quint32>("vendor");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("example") << "Wireless Pad (Model 2)" << 0x045Eu
+                                 << "045e_028e_wireless_pad_model_2_.json";
+        QTest::newRow("punctuation only") << "!!!" << 1u << "0001_028e__.json";
+        QTest::newRow("blank name") << "   " << 1u << "0001_028e_unknown.json";
+        QTest::newRow("cut at 64")
+            << QString(40, 'a') + " -- " + QString(40, 'B') << 1u
+            << "0001_028e_" + QString(40, 'a') + "_" + QString(23, 'b') + ".json";
+        QTest::newRow("no identity") << " \t " << 0u << "";
+    }
+
+    void baseFileName()
+    {
+        QFETCH(QString, name);
+        QFETCH(quint32, vendor);
+        QFETCH(QString, expected);
+        QCOMPARE(baseCalibrationFileName({name, vendor, vendor ? 0x028Eu : 0u}), expected);
+    }
+
+    // The user's base file wins over the shared one; it is written where the host allows.
+    void baseFileLocations()
+    {
+        setHost("alice");
+        QVERIFY(writeBytes(padBaseFileIn("."), "{}") && writeBytes(padBaseFileIn("alice"), "{}"));
+        QCOMPARE(findBaseCalibrationFile(kPad), padBaseFileIn("alice"));
+        QVERIFY(findBaseCalibrationFile({}).isEmpty());
+        QCOMPARE(baseCalibrationWritePath(kPad), padBaseFileIn("alice"));
+        setHost("", true);
+        QCOMPARE(baseCalibrationWritePath(kPad), padBaseFileIn("."));
+        setHost("");
+        QVERIFY(baseCalibrationWritePath(kPad).isEmpty());
+        setHost("../Alice"); // a login that would lead elsewhere counts as none
+        QVERIFY(userProfilesRoot().isEmpty() && baseCalibrationWritePath(kPad).isEmpty());
+    }
+
+    // Read from where the name says; written only inside the folder ("@": a real profile folder).
+    void overridePath_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("readPath");
+        QTest::addColumn<QString>("writePath");
+        const QString fallback = "/p/calibration.override.json";
+        for (const QStringList &row : {QStringList{"  ", "x.json", "", ""},
+                                       {"/p", "  ", fallback, fallback},
+                                       {"/p/", " sub/c.json ", "/p/sub/c.json", "/p/sub/c.json"},
+                                       {"/p", "/else/c.json", "/else/c.json", ""},
+                                       {"/p", "../q/c.json", "/q/c.json", ""},
+                                       {"@", "link/c.json", "@/link/c.json", ""}})
+            QTest::addRow("%s|%s", qPrintable(row[0]), qPrintable(row[1]))
+                << row[0] << row[1] << row[2] << row[3];
+    }
+
+    void overridePath()
+    {
+        QFETCH(QString, folder);
+        QFETCH(QString, file);
+        QFETCH(QString, readPath);
+        QFETCH(QString, writePath);
+        const QString real = inConfig("p");
+        QVERIFY(QDir().mkpath(real) && QFile::link(configurationRoot(), real + "/link"));
+        GamepadProfileInfo profile;
+        profile.id = QUuid::createUuid();
+        profile.folder = folder.replace("@", real);
+        profile.calibrationOverrideFile = file;
+        QCOMPARE(profileOverridePath(profile), readPath.replace("@", real));
+        QCOMPARE(profileOverrideWritePath(profile), writePath);
+    }
+
+    void resolve_data()
+    {
+        QTest::addColumn<QByteArray>("overrideFile"); // null: no file
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<bool>("nullId");
+        QTest::addColumn<int>("source");
+        const QByteArray none, mine = R"({"type":"GamepadCalibration","axes":[{"restRaw":22}]})";
+        QTest::newRow("base") << none << "inherit" << false << 1;
+        QTest::newRow("OVERRIDE wins") << mine << "OVERRIDE" << false << 2;
+        QTest::newRow("inherit ignores override") << mine << "inherit" << false << 1;
+        QTest::newRow("broken override") << QByteArray("{") << "override" << false << 1;
+        QTest::newRow("null id") << mine << "override" << true << 1;
+    }
+
+    void resolve()
+    {
+        QFETCH(QByteArray, overrideFile);
+        QFETCH(QString, mode);
+        QFETCH(bool, nullId);
+        QFETCH(int, source);
+        setHost("alice");
+        const QString basePath = padBaseFileIn("alice"), overridePath = inConfig("p1/o.json");
+        QVERIFY(writeBytes(basePath, R"({"type":"GamepadCalibration","axes":[{"restRaw":11}],
+                                        "buttons":[{"debounceMs":100}]})"));
+        QVERIFY(overrideFile.isNull() || writeBytes(overridePath, overrideFile));
+        GamepadProfileInfo profile;
+        profile.id = nullId ? QUuid() : QUuid::createUuid();
+        profile.folder = inConfig("p1");
+        profile.calibrationMode = mode;
+        profile.calibrationOverrideFile = "o.json";
+        const ResolvedCalibration result = resolveCalibration(kPad, profile, 2, 3);
+        QCOMPARE(int(result.source), source);
+        QCOMPARE(result.overridePath, nullId ? "" : overridePath);
+        QCOMPARE(result.sourcePath, (QStringList{"", basePath, overridePath}.at(source)));
+        QCOMPARE(result.calibration.axes.at(0).restRaw, (QList<double>{0, 11, 22}.at(source)));
+        QCOMPARE(result.calibration.buttons.at(0).debounceMs, source == 1 ? 100 : 0);
+        QVERIFY(result.calibration.axes.size() == 2 && result.calibration.buttons.size() == 3);
     }
 };
 

@@ -1,0 +1,57 @@
+#include "deviceregistry.h"
+#include "gamepadcalibration.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <benchmark/benchmark.h>
+
+// Hostile but well-formed files: a calibration whose gates all share one key, and a registry
+// that grew far beyond what the device list keeps.
+
+namespace {
+
+QJsonObject calibrationWithEqualGateKeys(int gates)
+{
+    QJsonArray list;
+    for (int i = 0; i < gates; ++i)
+        list.append(QJsonObject{{"key", "k"}});
+    return {{"type", "GamepadCalibration"}, {"gates", list}};
+}
+
+QByteArray registryBytes(int entries)
+{
+    QJsonObject devices;
+    for (int i = 0; i < entries; ++i) {
+        const QJsonObject kv{{"name", "Pad"}, {"lastSeen", double(i)}, {"selected", i % 2 == 0}};
+        devices.insert(QStringLiteral("gp:%1").arg(i), QJsonObject{{"kv", kv}});
+    }
+    return QJsonDocument(QJsonObject{{"lastCount", entries}, {"devices", devices}}).toJson();
+}
+
+void parseCalibrationWithEqualGateKeys(benchmark::State &state)
+{
+    const QJsonObject object = calibrationWithEqualGateKeys(int(state.range(0)));
+    for (auto _ : state) {
+        bool ok = false;
+        const GamepadCalibration calibration = parseCalibration(object, &ok, nullptr, 8, 32);
+        benchmark::DoNotOptimize(calibration.gates.size());
+    }
+}
+
+void parseLargeRegistry(benchmark::State &state)
+{
+    const QByteArray bytes = registryBytes(int(state.range(0)));
+    for (auto _ : state) {
+        const DeviceRegistry registry = parseDeviceRegistry(bytes);
+        benchmark::DoNotOptimize(registry.devices.size());
+    }
+}
+
+} // namespace
+
+BENCHMARK(parseCalibrationWithEqualGateKeys)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(parseLargeRegistry)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();

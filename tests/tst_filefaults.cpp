@@ -1,0 +1,311 @@
+#include "deviceregistry.h"
+#include "jsonfile.h"
+#include "mappingdocument.h"
+#include "overlaydocument.h"
+#include "profilemeta.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+#include <grp.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+
+// Every writer of the program facing the same faults: a full disk, a read-only folder, a target
+// that is a symbolic link and links planted where a temporary file might go. Each write runs in a
+// forked child, so that a lowered file size limit or a dropped identity stays there. Then the
+// writer's and reader's own messages and the containment of names in a folder.
+
+namespace {
+
+enum Fault { DiskFullOverOld, DiskFullNoFile, ReadOnlyFolder, LinkedTarget, PlantedTemporary };
+
+constexpr rlim_t kFileSizeLimit = 4096;
+const QString kLong(6000, QLatin1Char('x')); // every document outgrows the size limit
+const QByteArray kOld = "{\"old\": true}\n";
+
+// One writer, ready to write a document larger than kFileSizeLimit to `folder`/`file`.
+struct WriterCase
+{
+    QString folder;
+    QString file;
+    std::function<bool(QString *)> write;
+};
+
+bool writeBytes(const QString &path, const QByteArray &bytes)
+{
+    return QDir().mkpath(QFileInfo(path).absolutePath()) && writeFileAtomic(path, bytes, nullptr);
+}
+
+QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
+}
+
+WriterCase writerCase(const QString &writer, const QString &base)
+{
+    const QString folder = base + "/profile", name = QFileInfo(base).fileName();
+    const QString path = folder + "/a.json";
+    const QJsonObject big{{"t", kLong}};
+    if (writer == "writeJsonFileAtomic")
+        return {folder, "a.json", [=](QString *e) { return writeJsonFileAtomic(path, big, e); }};
+    if (writer == "writeLinkerJsonFileAtomic")
+        return {folder, "a.json",
+                [=](QString *e) { return writeLinkerJsonFileAtomic(path, big, e); }};
+    if (writer == "saveCalibrationFile")
+        return {folder, "a.json", [=](QString *e) {
+                    return saveCalibrationFile(path, {}, {kLong, 1, 2}, {}, e);
+                }};
+    if (writer == "writeProfileMeta")
+        return {folder, "meta.json", [=](QString *e) {
+                    GamepadProfileMeta meta;
+                    meta.folder = folder;
+                    meta.name = kLong;
+                    return writeProfileMeta(&meta, e);
+                }};
+    if (writer == "writeOverlayFile")
+        return {folder, "a.json", [=](QString *e) {
+                    OverlayDocument document;
+                    document.nodes << makeOverlayNode(ElementKind::Button, kLong);
+                    return writeOverlayFile(folder, "a.json", document, e);
+                }};
+    if (writer == "saveMappingDocument")
+        return {
+            folder, kMappingFileName, [=](QString *e) {
+                return saveMappingDocument(folder, {}, {{"b", quickMappingBinding(kLong)}}, {}, e);
+            }};
+    if (writer == "writeDeviceRegistry")
+        return {QFileInfo(deviceRegistryPath(name)).absolutePath(), "gamepads.json",
+                [=](QString *) {
+                    return writeDeviceRegistry(name, {{"gp:0", big}});
+                }};
+    // copyProfileToRoot: the copied picture is the document.
+    GamepadProfileInfo source;
+    source.folder = base + "/source/" + name;
+    writeBytes(source.folder + "/a.json", kLong.toUtf8());
+    return {userProfilesRoot() + '/' + name, "a.json", [=](QString *e) {
+                return !copyProfileToRoot(source, GamepadProfileKind::User, e).isEmpty();
+            }};
+}
+
+bool dropPrivileges()
+{
+    return setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
+}
+
+// Runs the write in a child process under the fault; the child sends back "1" or "0" and the
+// error text.
+bool writeInChild(const WriterCase &writer, Fault fault, QString *error)
+{
+    int channel[2];
+    const pid_t child = pipe(channel) == 0 ? fork() : -1;
+    if (child == 0) {
+        close(channel[0]);
+        if (fault == DiskFullOverOld || fault == DiskFullNoFile) {
+            std::signal(SIGXFSZ, SIG_IGN);
+            const rlimit limit{kFileSizeLimit, kFileSizeLimit};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        QString text;
+        const bool written = (fault != ReadOnlyFolder || dropPrivileges()) && writer.write(&text);
+        const QByteArray reply = (written ? "1" : "0") + text.toUtf8();
+        _exit(::write(channel[1], reply.constData(), reply.size()) == reply.size() ? 0 : 4);
+    }
+    if (child < 0)
+        return false;
+    close(channel[1]);
+    QByteArray reply;
+    char buffer[4096];
+    for (ssize_t n; (n = read(channel[0], buffer, sizeof buffer)) > 0;)
+        reply.append(buffer, n);
+    close(channel[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    *error = QString::fromUtf8(reply.mid(1));
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 && reply.startsWith('1');
+}
+
+} // namespace
+
+class TestFileFaults : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_home.isValid());
+        // The unprivileged child must reach the folders it is refused to write in.
+        QVERIFY(chmod(QFile::encodeName(m_home.path()).constData(), 0755) == 0);
+        qputenv("HOME", QFile::encodeName(m_home.path()));
+        QStandardPaths::setTestModeEnabled(true);
+        qApp->setProperty("kx.currentLogin", "tester");
+        QLoggingCategory::setFilterRules("kx.plugin.gamepad.ui.warning=false");
+        QVERIFY(configurationRoot().startsWith(m_home.path()));
+    }
+
+    void faults_data()
+    {
+        QTest::addColumn<QString>("writer");
+        QTest::addColumn<int>("fault");
+        QTest::addColumn<QString>("reason"); // empty: the write succeeds
+        const char *writers[] = {"writeJsonFileAtomic", "writeLinkerJsonFileAtomic",
+                                 "saveCalibrationFile", "writeProfileMeta",
+                                 "writeDeviceRegistry", "writeOverlayFile",
+                                 "saveMappingDocument", "copyProfileToRoot"};
+        const QList<std::pair<Fault, QString>> faults = {
+            {DiskFullOverOld, "File too large"},
+            {DiskFullNoFile, "File too large"},
+            {ReadOnlyFolder, "Permission denied"},
+            {LinkedTarget, "Too many levels of symbolic links"},
+            {PlantedTemporary, ""}};
+        const char *names[] = {"disk full", "disk full, no file", "read-only folder",
+                               "linked target", "planted links"};
+        for (const char *writer : writers) {
+            for (const auto &[fault, reason] : faults)
+                QTest::addRow("%s, %s", writer, names[fault])
+                    << QString(writer) << int(fault) << reason;
+        }
+    }
+
+    void faults()
+    {
+        QFETCH(QString, writer);
+        QFETCH(int, fault);
+        QFETCH(QString, reason);
+        const QString base = m_home.filePath(QString::number(m_row++));
+        QVERIFY(QDir().mkpath(base));
+        const WriterCase w = writerCase(writer, base);
+        const QString target = w.folder + '/' + w.file;
+        const QString outside = base + "/outside.txt";
+        QVERIFY(QDir().mkpath(w.folder) && writeBytes(outside, kOld));
+
+        QStringList expected{w.file};
+        if (fault == LinkedTarget)
+            QVERIFY(QFile::link(outside, target));
+        else if (fault != DiskFullNoFile)
+            QVERIFY(writeBytes(target, kOld));
+        else
+            expected.clear();
+        if (fault == PlantedTemporary) {
+            expected << w.file + ".tmp"
+                     << "." + w.file + ".tmp";
+            for (const QString &name : expected.mid(1))
+                QVERIFY(QFile::link(outside, w.folder + '/' + name));
+        }
+        const QByteArray folder = QFile::encodeName(w.folder);
+        if (fault == ReadOnlyFolder)
+            QVERIFY(chmod(folder.constData(), 0555) == 0);
+
+        QString error;
+        const bool ok = writeInChild(w, Fault(fault), &error);
+        chmod(folder.constData(), 0755);
+
+        QCOMPARE(ok, reason.isEmpty());
+        // The registry reports no text; the profile documents refuse a link with their own text.
+        const bool refusedLink =
+            fault == LinkedTarget && error == outsideProfileFolderError(w.folder, w.file);
+        if (!reason.isEmpty() && writer != "writeDeviceRegistry" && !refusedLink)
+            QVERIFY2(error.contains(reason), qPrintable(error));
+        // The JSON writers name the failing step: writing the bytes, or creating the file.
+        const bool inWrite = fault == DiskFullOverOld || fault == DiskFullNoFile;
+        if (writer == "writeJsonFileAtomic" && !reason.isEmpty())
+            QCOMPARE(error, (inWrite ? QString("Écriture incomplète dans %1 (%2)")
+                                     : QString("Impossible d’écrire %1 (%2)"))
+                                .arg(target, reason));
+        if (writer == "writeLinkerJsonFileAtomic" && !reason.isEmpty())
+            QCOMPARE(error, QString(inWrite ? "Write failed for %1 (%2)" : "Cannot write %1 (%2)")
+                                .arg(target, reason));
+        QCOMPARE(readBytes(outside), kOld);
+        QCOMPARE(QFileInfo(target).isSymLink(), fault == LinkedTarget);
+        if (fault == PlantedTemporary)
+            QVERIFY(QFileInfo(target).size() > qint64(kFileSizeLimit));
+        else if (fault != LinkedTarget)
+            QCOMPARE(readBytes(target), fault == DiskFullNoFile ? "<none>" : kOld);
+        expected.sort();
+        QCOMPARE(QDir(w.folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot |
+                                          QDir::System),
+                 expected);
+    }
+
+    // A replacement keeps the old file's permission bits; a new file gets 0666 less the umask.
+    void keepsPermissions()
+    {
+        const QByteArray path = QFile::encodeName(m_home.filePath("mode.json"));
+        const mode_t savedMask = umask(022);
+        struct stat info;
+        QVERIFY(writeJsonFileAtomic(path, QJsonObject{{"a", 1}}, nullptr));
+        QVERIFY(stat(path.constData(), &info) == 0 && (info.st_mode & 07777) == 0644);
+        QVERIFY(chmod(path.constData(), 0600) == 0 && writeFileAtomic(path, "{}", nullptr));
+        QVERIFY(stat(path.constData(), &info) == 0 && (info.st_mode & 07777) == 0600);
+        umask(savedMask);
+    }
+
+    // The reader's messages; "*" stands for the parser's reason.
+    void readerMessages_data()
+    {
+        QTest::addColumn<QByteArray>("content"); // null: no file
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("missing") << QByteArray() << "Impossible d’ouvrir %1";
+        QTest::newRow("truncated") << QByteArray("{\"a\": ") << "JSON invalide dans %1 (*)";
+        QTest::newRow("array") << QByteArray("[1]")
+                               << "JSON invalide dans %1 (le document n’est pas un objet)";
+    }
+
+    void readerMessages()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, expected);
+        const QString path = m_home.filePath(QString::number(m_row++));
+        QVERIFY(content.isNull() || writeBytes(path, content));
+        QJsonObject out{{"kept", true}};
+        QString error;
+        QVERIFY(!readJsonObjectFile(path, &out, &error));
+        const QString text = expected.arg(path);
+        QVERIFY2(text.endsWith("(*)") ? error.startsWith(text.chopped(2)) && !error.endsWith("()")
+                                      : error == text,
+                 qPrintable(error));
+        QCOMPARE(out, QJsonObject({{"kept", true}}));
+    }
+
+    void containedFilePath_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("expected"); // relative to the folder; empty: refused
+        for (const QStringList &row : {QStringList{"a.json", "a.json"},
+                                       {"./new/deep/a.json", "new/deep/a.json"},
+                                       {"real/a.json", "real/a.json"},
+                                       {"", ""},
+                                       {"./.", ""},
+                                       {"/tmp/a.json", ""},
+                                       {"real/../../a.json", ""},
+                                       {"link/a.json", ""},
+                                       {"real/file", ""}})
+            QTest::addRow("%s", qPrintable(row[0])) << row[0] << row[1];
+    }
+
+    void containedFilePath()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, expected);
+        const QString folder = m_home.filePath(QString::number(m_row++));
+        QVERIFY(QDir().mkpath(folder + "/real"));
+        QVERIFY(QFile::link(m_home.path(), folder + "/link"));
+        QVERIFY(QFile::link(m_home.filePath("f"), folder + "/real/file"));
+        QCOMPARE(::containedFilePath(folder + "/", name),
+                 expected.isEmpty() ? QString() : folder + '/' + expected);
+    }
+
+private:
+    QTemporaryDir m_home;
+    int m_row = 0;
+};
+
+QTEST_GUILESS_MAIN(TestFileFaults)
+#include "tst_filefaults.moc"
