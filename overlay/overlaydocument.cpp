@@ -140,8 +140,10 @@ QRectF geometryOf(const QJsonObject &node)
     const QJsonObject o =
         (geometry.isObject() ? geometry : node.value(QLatin1String("pastille"))).toObject();
     const QRectF d = OverlayNode().geometry;
-    return QRectF(storedFraction(o, "x", d.x()), storedFraction(o, "y", d.y()),
-                  storedFraction(o, "w", d.width()), storedFraction(o, "h", d.height()));
+    const QRectF stored(storedFraction(o, "x", d.x()), storedFraction(o, "y", d.y()),
+                        storedFraction(o, "w", d.width()), storedFraction(o, "h", d.height()));
+    // A pastille without area cannot be shown or written back: it gets the default place.
+    return stored.isValid() ? stored : d;
 }
 
 int storedSide(const QJsonObject &size, const char *key, int fallback)

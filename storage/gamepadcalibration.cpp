@@ -441,14 +441,11 @@ bool loadCalibrationFile(const QString &path, GamepadCalibration *out, QString *
     if (path.trimmed().isEmpty() || !QFileInfo::exists(path))
         return false;
 
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        if (error)
-            *error = file.errorString();
+    QByteArray bytes;
+    if (!readRegularFile(path, kMaxJsonFileBytes, &bytes, error))
         return false;
-    }
     QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         if (error)
             *error = parseError.errorString();

@@ -279,14 +279,15 @@ bool writeLinkerJsonFileAtomic(const QString &path, const QJsonObject &object, Q
 bool readJsonFile(const QString &path, QJsonDocument *out, QString *error,
                   const JsonFileMessages &messages)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    QByteArray bytes;
+    QString reason;
+    if (!readRegularFile(path, kMaxJsonFileBytes, &bytes, &reason)) {
         if (error)
-            *error = messages.cannotOpen.arg(path);
+            *error = QStringLiteral("%1 (%2)").arg(messages.cannotOpen.arg(path), reason);
         return false;
     }
     QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         if (error)
             *error = messages.invalidJson.arg(path, parseError.errorString());

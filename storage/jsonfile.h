@@ -49,7 +49,12 @@ bool writeJsonFileAtomic(const QString &path, const QJsonArray &array, QString *
 // The action linker's writer: always indented, English messages.
 bool writeLinkerJsonFileAtomic(const QString &path, const QJsonObject &object, QString *error);
 
-// Reads a JSON document; fails with "cannot open" or "invalid JSON" from `messages`.
+// The largest JSON document the program reads: far above any real profile, calibration or
+// registry, small enough that a hostile file cannot exhaust memory.
+constexpr qint64 kMaxJsonFileBytes = qint64(16) << 20;
+
+// Reads a JSON document of at most kMaxJsonFileBytes from a regular file (not through a link);
+// fails with "cannot open" (with the system's reason) or "invalid JSON" from `messages`.
 bool readJsonFile(const QString &path, QJsonDocument *out, QString *error,
                   const JsonFileMessages &messages = editorJsonMessages());
 // Same, but the document must be an object.

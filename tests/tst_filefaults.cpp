@@ -252,7 +252,11 @@ private slots:
     {
         QTest::addColumn<QByteArray>("content"); // null: no file
         QTest::addColumn<QString>("expected");
-        QTest::newRow("missing") << QByteArray() << "Impossible d’ouvrir %1";
+        QTest::newRow("missing") << QByteArray()
+                                 << "Impossible d’ouvrir %1 (No such file or directory)";
+        QTest::newRow("folder") << QByteArray("<dir>") << "Impossible d’ouvrir %1 (Is a directory)";
+        QTest::newRow("link") << QByteArray("<link>")
+                              << "Impossible d’ouvrir %1 (Too many levels of symbolic links)";
         QTest::newRow("truncated") << QByteArray("{\"a\": ") << "JSON invalide dans %1 (*)";
         QTest::newRow("array") << QByteArray("[1]")
                                << "JSON invalide dans %1 (le document n’est pas un objet)";
@@ -263,7 +267,12 @@ private slots:
         QFETCH(QByteArray, content);
         QFETCH(QString, expected);
         const QString path = m_home.filePath(QString::number(m_row++));
-        QVERIFY(content.isNull() || writeBytes(path, content));
+        if (content == "<dir>")
+            QVERIFY(QDir().mkpath(path));
+        else if (content == "<link>") // a valid document, but reached through a link
+            QVERIFY(writeBytes(path + ".real", "{}") && QFile::link(path + ".real", path));
+        else
+            QVERIFY(content.isNull() || writeBytes(path, content));
         QJsonObject out{{"kept", true}};
         QString error;
         QVERIFY(!readJsonObjectFile(path, &out, &error));
