@@ -124,6 +124,13 @@ QList<ControlChip> layoutControlChips(const QRect &strip, const QStringList &ent
     return chips;
 }
 
+QString carouselBadgeText(int position, int count)
+{
+    const QString shown =
+        position >= 1 && position <= count ? QString::number(position) : QStringLiteral("–");
+    return QStringLiteral("%1/%2").arg(shown).arg(count);
+}
+
 QString imageCacheKey(const QString &path, const QSize &size)
 {
     const QFileInfo info(path);

@@ -52,6 +52,10 @@ QString controlChipValue(const QString &target);
 // some entries did not fit.
 QList<ControlChip> layoutControlChips(const QRect &strip, const QStringList &entries);
 
+// The carousel badge: "position/count", or "–/count" when the position is outside 1..count
+// (no profile of the carousel is bound).
+QString carouselBadgeText(int position, int count);
+
 // Keys of the shared pixmap cache. A picture file's key carries its modification time, so an
 // edited file is loaded again.
 QString imageCacheKey(const QString &path, const QSize &size);

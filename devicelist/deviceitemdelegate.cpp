@@ -244,9 +244,8 @@ void DeviceItemDelegate::paintCarousel(QPainter *p, const QRect &item,
     p->setFont(pixelFont(p->font(), 12, 700));
     p->setPen(Qt::white);
     p->drawText(badge, Qt::AlignCenter,
-                QStringLiteral("%1/%2")
-                    .arg(field(index, ActiveProfilePosition).toInt())
-                    .arg(field(index, ProfileCount).toInt()));
+                carouselBadgeText(field(index, ActiveProfilePosition).toInt(),
+                                  field(index, ProfileCount).toInt()));
 }
 
 void DeviceItemDelegate::paintTexts(QPainter *p, const QRect &item, const QModelIndex &index,
@@ -433,6 +432,12 @@ bool DeviceItemDelegate::handleLeftRelease(const QPoint &pos, QAbstractItemModel
     return true;
 }
 
+QWidget *DeviceItemDelegate::createEditor(QWidget *, const QStyleOptionViewItem &,
+                                          const QModelIndex &) const
+{
+    return nullptr;
+}
+
 // ---- tooltips ---------------------------------------------------------------------------------
 
 bool DeviceItemDelegate::helpEvent(QHelpEvent *event, QAbstractItemView *view,
@@ -474,10 +479,12 @@ QString DeviceItemDelegate::tooltipAt(const QPoint &pos, const QRect &item,
             if (!r.contains(pos))
                 continue;
             *area = r;
-            return QStringLiteral("%1 (%2/%3)")
-                .arg(field(index, ActiveProfileName).toString(),
-                     QString::number(field(index, ActiveProfilePosition).toInt()),
-                     QString::number(field(index, ProfileCount).toInt()));
+            QString name = field(index, ActiveProfileName).toString();
+            if (name.isEmpty())
+                name = QStringLiteral("Aucun profil");
+            return QStringLiteral("%1 (%2)").arg(
+                name, carouselBadgeText(field(index, ActiveProfilePosition).toInt(),
+                                        field(index, ProfileCount).toInt()));
         }
     }
 

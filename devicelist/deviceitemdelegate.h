@@ -26,6 +26,9 @@ public:
                      const QModelIndex &index) override;
     bool helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
                    const QModelIndex &index) override;
+    // Cards are edited through their clicks and the configuration window, never in place.
+    QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                          const QModelIndex &index) const override;
 
     // The context menu of a card: select or deselect, configure, delete. Its actions emit the
     // matching signals for `usn`; the caller owns the menu.

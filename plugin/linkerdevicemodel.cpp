@@ -4,6 +4,7 @@
 #include "joystickbackend.h"
 #include "profilemeta.h"
 
+#include <QDateTime>
 #include <QUuid>
 
 namespace {
@@ -19,6 +20,7 @@ const QString kActiveProfileId = QStringLiteral("activeProfileId");
 const QString kActiveProfileName = QStringLiteral("activeProfileName");
 const QString kNameOverride = QStringLiteral("nameOverride");
 const QString kProduct = QStringLiteral("product");
+const QString kLastSeen = QStringLiteral("lastSeen"); // ms since the epoch, stamped at each save
 
 QString usnForDevice(const ControlManette *device)
 {
@@ -34,6 +36,13 @@ QString hexText(const QJsonObject &kv, const QString &key)
 {
     const QString text = kv.value(key).toString();
     return text.isEmpty() ? QStringLiteral("0") : text;
+}
+
+// When the controller was last seen connected; never (or unreadable) sorts before any time.
+double lastSeen(const QJsonObject &kv)
+{
+    const QJsonValue value = kv.value(kLastSeen);
+    return value.isDouble() ? value.toDouble() : -qInf();
 }
 
 QString profileIdText(const QUuid &id)
@@ -131,7 +140,8 @@ Qt::ItemFlags LinkerDeviceModel::flags(const QModelIndex &index) const
 {
     if (!index.isValid())
         return QAbstractListModel::flags(index);
-    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsEditable | Qt::ItemNeverHasChildren;
+    // Not editable: the card has no in-place editor, and a double-click must not open an empty one.
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
 }
 
 QHash<int, QByteArray> LinkerDeviceModel::roleNames() const
@@ -162,6 +172,24 @@ void LinkerDeviceModel::setUniqSelection(bool unique)
         return;
     m_uniqSelection = unique;
     Q_EMIT uniqSelectionChanged();
+    if (m_uniqSelection)
+        keepOneSelected();
+}
+
+// Of several selected rows, the one seen last stays selected (the first among equals), as the
+// registry reader keeps it.
+void LinkerDeviceModel::keepOneSelected()
+{
+    int kept = -1;
+    for (int row = 0; row < count(); ++row) {
+        const QJsonObject &kv = entryAt(row).kv;
+        if (kv.value(kSelected).toBool() && (kept < 0 || lastSeen(kv) > lastSeen(entryAt(kept).kv)))
+            kept = row;
+    }
+    if (kept >= 0 && deselectOthers(kept)) {
+        saveRegistry();
+        notifySelectedInterfaces();
+    }
 }
 
 void LinkerDeviceModel::setAutoDetect(bool enabled)
@@ -195,9 +223,10 @@ void LinkerDeviceModel::selectedInterfaces(QList<IComInterface *> &out, QJsonArr
     infos = QJsonArray();
     for (int row = 0; row < count(); ++row) {
         const Entry &entry = entryAt(row);
-        if (!entry.kv.value(kSelected).toBool() || !entry.device)
+        if (!entry.kv.value(kSelected).toBool())
             continue;
-        out.append(entry.device.data());
+        if (entry.device)
+            out.append(entry.device.data());
         infos.append(description(row));
     }
 }
@@ -277,11 +306,7 @@ bool LinkerDeviceModel::deleteDevice(QString usn)
     const int row = indexOfUsn(usn);
     if (row < 0 || entryAt(row).device)
         return false;
-    beginRemoveRows(QModelIndex(), row, row);
-    m_entries.remove(usn);
-    m_usns.removeAt(row);
-    endRemoveRows();
-    Q_EMIT countChanged();
+    removeEntryRow(row);
     saveRegistry();
     return true;
 }
@@ -293,10 +318,12 @@ bool LinkerDeviceModel::cycleProfile(QString usn, int delta)
         return false;
     const Entry &entry = entryAt(row);
     const int count = int(entry.profiles.size());
-    const int current = activePosition(entry);
-    if (count == 0 || current < 0)
+    if (count == 0)
         return false;
-    const int next = (current + (count + delta % count)) % count;
+    // With no profile of the carousel bound, forward starts at the first one, backward at the last.
+    const int current = activePosition(entry);
+    const int next =
+        current < 0 ? (delta > 0 ? 0 : count - 1) : (current + (count + delta % count)) % count;
     return setActiveProfile(usn, profileIdText(entry.profiles.at(next).id));
 }
 
@@ -358,15 +385,45 @@ void LinkerDeviceModel::loadRegistry()
     }
 }
 
+// Connected controllers are stamped "lastSeen" with one time per save: saves follow user actions
+// and plugging, never the polling.
 void LinkerDeviceModel::saveRegistry()
 {
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
     QList<DeviceRegistryEntry> devices;
     for (const QString &usn : std::as_const(m_usns)) {
         Entry &entry = m_entries[usn];
         refreshLiveValues(entry);
+        if (entry.device)
+            entry.kv.insert(kLastSeen, now);
         devices.append({usn, entry.kv});
     }
     writeDeviceRegistry(m_context, devices);
+}
+
+void LinkerDeviceModel::removeEntryRow(int row)
+{
+    beginRemoveRows(QModelIndex(), row, row);
+    m_entries.remove(m_usns.takeAt(row));
+    endRemoveRows();
+    Q_EMIT countChanged();
+}
+
+// Keeps the rows within the registry's capacity before one more is added: the absent
+// controllers seen longest ago are forgotten, a connected one never.
+void LinkerDeviceModel::makeRoomForOneRow()
+{
+    while (count() >= kMaxRegistryEntries) {
+        int oldest = -1;
+        for (int row = 0; row < count(); ++row) {
+            if (!entryAt(row).device &&
+                (oldest < 0 || lastSeen(entryAt(row).kv) < lastSeen(entryAt(oldest).kv)))
+                oldest = row;
+        }
+        if (oldest < 0)
+            return;
+        removeEntryRow(oldest);
+    }
 }
 
 void LinkerDeviceModel::appendEntry(const QString &usn)
@@ -408,6 +465,9 @@ void LinkerDeviceModel::detachVanishedDevices(const QList<ControlManette *> &liv
     }
 }
 
+// A controller takes back the row remembered for its identity, in whatever slot it comes back; a
+// different controller in the slot gets a row of its own. An absent row that holds the slot's key
+// is renamed to its identity key first.
 bool LinkerDeviceModel::attachLiveDevices(const QList<ControlManette *> &live)
 {
     QList<CatalogProfile> catalog;
@@ -416,14 +476,63 @@ bool LinkerDeviceModel::attachLiveDevices(const QList<ControlManette *> &live)
         const QString usn = usnForDevice(device);
         if (m_entries.value(usn).device == device)
             continue;
-        if (!m_entries.contains(usn))
+        const int remembered = rememberedRow(device);
+        const int occupant = indexOfUsn(usn);
+        if (occupant >= 0 && occupant != remembered)
+            renameRow(occupant, freeIdentityKey(entryAt(occupant).kv));
+        if (remembered >= 0) {
+            renameRow(remembered, usn);
+        } else {
+            makeRoomForOneRow();
             appendEntry(usn);
+        }
         if (!attached)
             catalog = readCatalog();
         attachDevice(indexOfUsn(usn), device, catalog);
         attached = true;
     }
     return attached;
+}
+
+// The absent row remembered for the controller's identity; the one of its slot when several are.
+int LinkerDeviceModel::rememberedRow(const ControlManette *device) const
+{
+    const QString slot = usnForDevice(device);
+    int found = -1;
+    for (int row = 0; row < count(); ++row) {
+        const QJsonObject &kv = entryAt(row).kv;
+        if (entryAt(row).device || hexId(kv, kVendorHex) != device->vendorId() ||
+            hexId(kv, kProductHex) != device->productId() ||
+            kv.value(kName).toString() != device->name())
+            continue;
+        if (m_usns.at(row) == slot)
+            return row;
+        if (found < 0)
+            found = row;
+    }
+    return found;
+}
+
+// "gp:<vendor>-<product>:<name>", which never collides with a slot key "gp:<index>"; identical
+// controllers remembered apart get "#2", "#3"...
+QString LinkerDeviceModel::freeIdentityKey(const QJsonObject &kv) const
+{
+    const QString base =
+        QStringLiteral("gp:%1-%2:%3")
+            .arg(hexText(kv, kVendorHex), hexText(kv, kProductHex), kv.value(kName).toString());
+    QString key = base;
+    for (int n = 2; m_entries.contains(key); ++n)
+        key = base + QStringLiteral("#%1").arg(n);
+    return key;
+}
+
+void LinkerDeviceModel::renameRow(int row, const QString &usn)
+{
+    if (m_usns.at(row) == usn)
+        return;
+    m_entries.insert(usn, m_entries.take(m_usns.at(row)));
+    m_usns[row] = usn;
+    emitRowChanged(row, {UsnRole});
 }
 
 void LinkerDeviceModel::attachDevice(int row, ControlManette *device,
@@ -438,7 +547,9 @@ void LinkerDeviceModel::attachDevice(int row, ControlManette *device,
     refreshLiveValues(entry);
     refreshCandidates(entry, catalog);
     applyProfileToDevice(entry);
-    connect(device, &ControlManette::connectedChanged, this, [this, usn] { updateLinkState(usn); });
+    // The row is found by its device, not by a key that a later resynchronisation may rename.
+    connect(device, &ControlManette::connectedChanged, this,
+            [this, device] { updateLinkState(device); });
     post(ComProviderEvent::Information, tr("Gamepad detected"), tr("%1 (%2) is now available."),
          usn);
     emitRowChanged(row, {});
@@ -446,7 +557,7 @@ void LinkerDeviceModel::attachDevice(int row, ControlManette *device,
         activateDevice(entry);
         notifySelectedInterfaces();
     }
-    updateLinkState(usn);
+    updateLinkState(device);
 }
 
 void LinkerDeviceModel::detachDevice(int row)
@@ -491,21 +602,27 @@ void LinkerDeviceModel::activateDevice(Entry &entry)
     entry.device->start();
 }
 
+// A stop the user asked for is no lost connection: the link goes down quietly before stop()
+// reports the device as disconnected.
 void LinkerDeviceModel::stopDevice(int row)
 {
     Entry &entry = entryAt(row);
+    if (entry.linkState != kUnlinked) {
+        entry.linkState = kUnlinked;
+        emitRowChanged(row, {LinkStateRole});
+    }
     if (entry.device)
         static_cast<IComInterface *>(entry.device.data())->stop();
-    setLinkState(row, kUnlinked);
 }
 
-void LinkerDeviceModel::updateLinkState(const QString &usn)
+void LinkerDeviceModel::updateLinkState(const ControlManette *device)
 {
-    const int row = indexOfUsn(usn);
-    if (row < 0)
-        return;
-    const Entry &entry = entryAt(row);
-    setLinkState(row, entry.device && entry.device->isConnected() ? kLinked : kUnlinked);
+    for (int row = 0; row < count(); ++row) {
+        if (entryAt(row).device == device) {
+            setLinkState(row, device->isConnected() ? kLinked : kUnlinked);
+            return;
+        }
+    }
 }
 
 void LinkerDeviceModel::setLinkState(int row, int state)

@@ -69,7 +69,9 @@ public:
     void setContext(const QString &context);
     int count() const { return int(m_usns.size()); }
 
-    // The selected devices that have a live controller, in row order, with their descriptions.
+    // For each selected row, in row order, its description in `infos` (an unplugged controller's
+    // says "connected": false); `out` holds the devices of those rows whose controller is plugged
+    // in, never a null pointer.
     void selectedInterfaces(QList<IComInterface *> &out, QJsonArray &infos) const;
 
 signals:
@@ -123,6 +125,8 @@ private:
     void loadRegistry();
     void saveRegistry();
     void appendEntry(const QString &usn);
+    void removeEntryRow(int row);
+    void makeRoomForOneRow();
     Entry &entryAt(int row) { return m_entries[m_usns.at(row)]; }
     const Entry &entryAt(int row) const { return *m_entries.constFind(m_usns.at(row)); }
     bool validRow(int row) const { return row >= 0 && row < count(); }
@@ -132,13 +136,16 @@ private:
     void resynchronise();
     void detachVanishedDevices(const QList<ControlManette *> &live);
     bool attachLiveDevices(const QList<ControlManette *> &live);
+    int rememberedRow(const ControlManette *device) const;
+    QString freeIdentityKey(const QJsonObject &kv) const;
+    void renameRow(int row, const QString &usn);
     void setActiveProfileEntry(int row, const QString &id, const QString &name);
     void attachDevice(int row, ControlManette *device, const QList<CatalogProfile> &catalog);
     void detachDevice(int row);
     void refreshLiveValues(Entry &entry) const;
     void activateDevice(Entry &entry);
     void stopDevice(int row);
-    void updateLinkState(const QString &usn);
+    void updateLinkState(const ControlManette *device);
     void setLinkState(int row, int state);
 
     // Roles.
@@ -155,6 +162,7 @@ private:
     bool setName(int row, const QString &name);
     bool setSelectedRow(int row, bool selected);
     bool deselectOthers(int row);
+    void keepOneSelected();
     bool setProduct(int row, const QString &product);
     bool setImage(int row, const QVariant &value);
     void notifySelectedInterfaces();

@@ -7,13 +7,15 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-#include <memory>
-
 using Model = LinkerDeviceModel;
 
-static void flushDeletes()
+// The stored values of a remembered, absent controller of the "Test Pad" model.
+static QJsonObject padKv(const QString &name, QJsonObject kv = {})
 {
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    kv.insert("vendorIdHex", "45e");
+    kv.insert("productIdHex", "28e");
+    kv.insert("name", name);
+    return kv;
 }
 
 class tst_LinkerDeviceModel : public QObject
@@ -23,103 +25,89 @@ private slots:
     void initTestCase()
     {
         useThrowAwayHome(m_home);
-        // Three profiles made for "Test Pad" (two by name, one by its USB ids) and one for another.
-        m_profiles << writeProfile("a", "Alpha", {"Test Pad"})
-                   << writeProfile("b", "Bravo", {"TEST PAD"})
-                   << writeProfile("c", "Charlie", {}, 0x45e, 0x28e);
-        writeProfile("d", "Delta", {"Other Pad"});
+        // Alpha, Bravo (by name) and Charlie (by USB ids) are made for "Test Pad", Delta is not.
+        const QStringList names{"Alpha", "Bravo", "Charlie", "Delta"};
+        const QStringList devices{"Test Pad", "TEST PAD", "", "Other Pad"};
+        for (int i = 0; i < names.size(); ++i) {
+            GamepadProfileMeta meta;
+            meta.id = QUuid::createUuid();
+            meta.name = names[i];
+            meta.folder = sharedProfilesRoot() + '/' + names[i];
+            meta.deviceNames = QStringList{devices[i]};
+            meta.vendorId = i == 2 ? 0x45e : 0;
+            meta.productId = i == 2 ? 0x28e : 0;
+            QVERIFY(QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr));
+            m_profiles << meta.id;
+        }
     }
 
     void init()
     {
         m_joysticks = std::make_unique<VirtualJoysticks>();
         m_manager = GamepadManager::instance();
-        m_context = QStringLiteral("host%1").arg(++m_contextCount);
+        m_context = QTest::currentTestFunction() + QString(QTest::currentDataTag());
     }
 
     void cleanup()
     {
         m_models.clear();
         delete GamepadManager::instance();
-        flushDeletes();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         m_joysticks.reset();
     }
 
-    void roleNamesTable()
-    {
-        const QByteArrayList names = {"usn",
-                                      "name",
-                                      "ip",
-                                      "selected",
-                                      "isConnected",
-                                      "videoInterfaces",
-                                      "json",
-                                      "product",
-                                      "image",
-                                      "modelString",
-                                      "linkState",
-                                      "activeProfileId",
-                                      "activeProfileName",
-                                      "activeProfilePosition",
-                                      "profileCount",
-                                      "hasProfileCarousel"};
-        QHash<int, QByteArray> expected;
-        for (int i = 0; i < names.size(); ++i)
-            expected.insert(257 + i, names.at(i));
-        QCOMPARE(makeModel()->roleNames(), expected);
-        QCOMPARE(int(Model::UsnRole), 257);
-        QCOMPARE(int(Model::HasProfileCarouselRole), 272);
-        const QMetaEnum roles = QMetaEnum::fromType<Model::Roles>();
-        QCOMPARE(roles.keyToValue("ActiveProfilePositionRole"), 270);
-    }
-
-    void staysConsistentWhilePlugging()
+    // A row belongs to a controller (ids and name), not to its slot: another controller in the
+    // slot gets a row of its own, and the remembered one takes its row back in any slot.
+    void rowsFollowTheController()
     {
         Model *model = makeModel();
         QAbstractItemModelTester tester(model);
-        QSignalSpy counts(model, &Model::countChanged);
-        m_joysticks->backend.connectController(3, padIdentity("Pad three"), 2, 0x03);
-        plug(0);
-        QCOMPARE(model->count(), 2);
-        QCOMPARE(model->usnForRow(0), QStringLiteral("gp:0")); // order of discovery
-        QCOMPARE(model->usnForRow(1), QStringLiteral("gp:3"));
-        QCOMPARE(value(model, "gp:3", Model::IpRole), QVariant("VID:45e PID:28e"));
-        QCOMPARE(value(model, "gp:3", Model::ModelRole), QVariant("45e-28e"));
-        QCOMPARE(value(model, "gp:3", Model::VideoInterfacesRole).toStringList(),
-                 QStringList(
-                     {"Axe 0|axis://0", "Axe 1|axis://1", "Bouton 0|btn://0", "Bouton 1|btn://1"}));
-        // Only "Charlie" is made for this model (by its ids): one profile is no carousel.
-        QCOMPARE(value(model, "gp:3", Model::ProfileCountRole), QVariant(1));
-        QCOMPARE(value(model, "gp:3", Model::HasProfileCarouselRole), QVariant(false));
-
+        plug(0, "Pad A");
+        QVERIFY(!(model->flags(model->index(0)) & Qt::ItemIsEditable)); // no in-place editor
+        model->setSelected("gp:0", true);
+        QVERIFY(model->setData(model->index(0), "Pilote", Model::NameRole));
+        QVERIFY(model->setActiveProfile("gp:0", m_profiles.at(2).toString()));
         unplug(0);
-        QCOMPARE(model->count(), 2); // the row stays, without its device
-        QCOMPARE(value(model, "gp:0", Model::ConnectedRole), QVariant(false));
-        QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Test Pad"));
-        QCOMPARE(value(model, "gp:0", Model::VideoInterfacesRole).toStringList(), QStringList());
-        QCOMPARE(model->interfaceForRow(0), nullptr);
-        plug(0);
-        QCOMPARE(model->count(), 2); // the same row again
-        QCOMPARE(value(model, "gp:0", Model::ConnectedRole), QVariant(true));
-        QCOMPARE(model->interfaceForRow(0), deviceAt(0));
-        QCOMPARE(counts.count(), 2);
+
+        plug(0, "Pad B");
+        QCOMPARE(model->usnForRow(0), QStringLiteral("gp:45e-28e:Pad A"));
+        QCOMPARE(model->usnForRow(1), QStringLiteral("gp:0"));
+        QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Pad B"));
+        QCOMPARE(value(model, "gp:0", Model::ActiveProfileIdRole), QVariant(""));
+        QVERIFY(!model->isSelected("gp:0") && !deviceAt(0)->isPolling());
+        QCOMPARE(storedKv("gp:45e-28e:Pad A").value("nameOverride"), QJsonValue("Pilote"));
+        // The selected controller is away: the host gets its description, and no device.
+        QList<IComInterface *> out;
+        QJsonArray infos;
+        model->selectedInterfaces(out, infos);
+        QVERIFY(out.isEmpty() && infos.size() == 1);
+        QCOMPARE(infos.at(0)["name"], QJsonValue("Pad A"));
+        QCOMPARE(infos.at(0)["connected"], QJsonValue(false));
+
+        plug(3, "Pad A");
+        QCOMPARE(model->usnForRow(0), QStringLiteral("gp:3"));
+        QCOMPARE(value(model, "gp:3", Model::NameRole), QVariant("Pilote"));
+        QVERIFY(model->isSelected("gp:3") && deviceAt(3)->isPolling());
+        QCOMPARE(deviceAt(3)->activeProfileId(), m_profiles.at(2).toString(QUuid::WithoutBraces));
+        model->selectedInterfaces(out, infos);
+        QCOMPARE(out, QList<IComInterface *>{deviceAt(3)});
     }
 
     void cycleProfile_data()
     {
         QTest::addColumn<QString>("usn");
-        QTest::addColumn<int>("start"); // 1-based position of the bound profile, 0 = none
+        QTest::addColumn<int>("start"); // 1-based position bound; 0 none, -1 a deleted profile
         QTest::addColumn<int>("delta");
-        QTest::addColumn<bool>("ok");
-        QTest::addColumn<int>("position");
-        QTest::newRow("+1") << "gp:0" << 2 << 1 << true << 3;
-        QTest::newRow("-1") << "gp:0" << 2 << -1 << true << 1;
-        QTest::newRow("+4") << "gp:0" << 2 << 4 << true << 3;
-        QTest::newRow("-4") << "gp:0" << 2 << -4 << true << 1;
-        QTest::newRow("wraps forward") << "gp:0" << 3 << 1 << true << 1;
-        QTest::newRow("0") << "gp:0" << 2 << 0 << false << 2;
-        QTest::newRow("none bound") << "gp:0" << 0 << 1 << false << 0;
-        QTest::newRow("unknown usn") << "gp:7" << 2 << 1 << false << 2;
+        QTest::addColumn<int>("position"); // after the step; the same as start when refused
+        QTest::newRow("+1") << "gp:0" << 2 << 1 << 3;
+        QTest::newRow("-1") << "gp:0" << 2 << -1 << 1;
+        QTest::newRow("+4") << "gp:0" << 2 << 4 << 3;
+        QTest::newRow("wraps forward") << "gp:0" << 3 << 1 << 1;
+        QTest::newRow("0") << "gp:0" << 2 << 0 << 2;
+        QTest::newRow("none bound, forward") << "gp:0" << 0 << 1 << 1;
+        QTest::newRow("none bound, backward") << "gp:0" << 0 << -1 << 3;
+        QTest::newRow("deleted, forward") << "gp:0" << -1 << 1 << 1;
+        QTest::newRow("unknown usn") << "gp:7" << 2 << 1 << 2;
     }
 
     void cycleProfile()
@@ -127,138 +115,96 @@ private slots:
         QFETCH(QString, usn);
         QFETCH(int, start);
         QFETCH(int, delta);
-        QFETCH(bool, ok);
         QFETCH(int, position);
+        const QString gone = QUuid::createUuid().toString(QUuid::WithoutBraces);
+        if (start < 0)
+            writeDeviceRegistry(m_context,
+                                {{"gp:0", padKv("Test Pad", {{"activeProfileId", gone}})}});
         Model *model = makeModel();
         plug(0);
         QCOMPARE(value(model, "gp:0", Model::ProfileCountRole), QVariant(3));
-        QCOMPARE(value(model, "gp:0", Model::HasProfileCarouselRole), QVariant(true));
         if (start > 0)
             QVERIFY(model->setActiveProfile("gp:0", m_profiles.at(start - 1).toString()));
-        QCOMPARE(model->cycleProfile(usn, delta), ok);
+        QCOMPARE(value(model, "gp:0", Model::ActiveProfilePositionRole), QVariant(qMax(start, 0)));
+        QCOMPARE(model->cycleProfile(usn, delta), delta != 0 && usn == "gp:0");
         QCOMPARE(value(model, "gp:0", Model::ActiveProfilePositionRole), QVariant(position));
-        if (position == 0)
-            return;
         const QString id = m_profiles.at(position - 1).toString(QUuid::WithoutBraces);
-        const QString name = QStringList{"Alpha", "Bravo", "Charlie"}.at(position - 1);
-        QCOMPARE(value(model, "gp:0", Model::ActiveProfileIdRole), QVariant(id));
-        QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant(name));
+        QCOMPARE(value(model, "gp:0", Model::NameRole),
+                 QVariant(QStringList{"Alpha", "Bravo", "Charlie"}.at(position - 1)));
         QCOMPARE(deviceAt(0)->activeProfileId(), id);
-        QCOMPARE(deviceAt(0)->profileName(), name);
-        QCOMPARE(storedKv("gp:0").value("activeProfileId").toString(), id);
-    }
-
-    void uniqueSelectionStopsTheOtherDevice()
-    {
-        Model *model = makeModel();
-        plug(0);
-        plug(1);
-        QSignalSpy selection(model, &Model::selectedInterfacesChanged);
-        model->setSelected("gp:0", true);
-        QVERIFY(deviceAt(0)->isPolling());
-        model->setSelected("gp:1", true);
-        QVERIFY(!model->isSelected("gp:0"));
-        QVERIFY(!deviceAt(0)->isConnected());
-        QCOMPARE(value(model, "gp:0", Model::LinkStateRole), QVariant(0));
-        QCOMPARE(value(model, "gp:1", Model::LinkStateRole), QVariant(2));
-        const QList<IComInterface *> last = selection.last().at(0).value<QList<IComInterface *>>();
-        QCOMPARE(last, QList<IComInterface *>{deviceAt(1)});
-        QCOMPARE(selection.last().at(1).toJsonArray().at(0).toObject().value("deviceId"),
-                 QJsonValue("1"));
-        QCOMPARE(storedKv("gp:0").value("selected"), QJsonValue(false));
-        QCOMPARE(storedKv("gp:1").value("selected"), QJsonValue(true));
-
-        model->setUniqSelection(false);
-        model->setSelected("gp:0", true);
-        QVERIFY(model->isSelected("gp:0") && model->isSelected("gp:1"));
-
-        QSignalSpy anything(model, &Model::dataChanged);
-        selection.clear();
-        model->setSelected("gp:5", true);
-        QCOMPARE(anything.count() + selection.count(), 0);
-    }
-
-    void setDataRefusesOtherRoles()
-    {
-        Model *model = makeModel();
-        plug(0);
-        const QModelIndex row = model->index(0);
-        QVERIFY(!model->setData(row, "x", Model::UsnRole));
-        QVERIFY(!model->setData(model->index(1), "x", Model::NameRole));
-        QVERIFY(!model->setData(row, 42, Model::ImageRole));
-        QVERIFY(model->setData(row, "/pictures/pad.png", Model::ImageRole));
-        QVERIFY(model->setData(row, "Manette", Model::ProductRole));
-        QVERIFY(model->setData(row, "Ma manette", Model::NameRole));
-        QCOMPARE(storedKv("gp:0").value("imagePath"), QJsonValue("/pictures/pad.png"));
-        QCOMPARE(storedKv("gp:0").value("product"), QJsonValue("Manette"));
-        QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Ma manette"));
     }
 
     void connectionEvents_data()
     {
-        QTest::addColumn<bool>("selected");
+        QTest::addColumn<QString>("action");
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("selected") << true
-                                  << QStringList({"0 Gamepad detected", "0 Gamepad connected",
-                                                  "1 Gamepad connection lost",
-                                                  "1 Selected gamepad disconnected"});
-        QTest::newRow("not selected")
-            << false << QStringList({"0 Gamepad detected", "0 Gamepad removed"});
+        const QString found = "0 Gamepad detected", up = "0 Gamepad connected";
+        QTest::newRow("unplug selected") << "unplug selected"
+                                         << QStringList{found, up, "1 Gamepad connection lost",
+                                                        "1 Selected gamepad disconnected"};
+        QTest::newRow("unplug") << "unplug" << QStringList{found, "0 Gamepad removed"};
+        // Stops the user asked for are no lost connection.
+        QTest::newRow("deselect") << "deselect" << QStringList{found, up};
+        QTest::newRow("select another") << "select another" << QStringList{found, up, found, up};
     }
 
     void connectionEvents()
     {
-        QFETCH(bool, selected);
+        QFETCH(QString, action);
         QFETCH(QStringList, expected);
         Model *model = makeModel();
         QSignalSpy events(model, &Model::providerEventOccurred);
-        QSignalSpy changes(model, &Model::dataChanged);
         plug(2);
-        model->setSelected("gp:2", selected);
-        unplug(2);
-        QCOMPARE(titles(events), expected);
-        const auto detected = events.first().at(0).value<ComProviderEvent>();
-        QCOMPARE(detected.message, QStringLiteral("Test Pad (gp:2) is now available."));
-        QCOMPARE(detected.source, QStringLiteral("Gamepad"));
-        QCOMPARE(events.last().at(0).value<ComProviderEvent>().message,
-                 QStringLiteral("Test Pad (gp:2) is no longer available."));
-        const QList<int> linkOnly{Model::LinkStateRole};
-        const auto linkChanges = std::count_if(changes.begin(), changes.end(), [&](const auto &c) {
-            return c.at(2).template value<QList<int>>() == linkOnly;
-        });
-        QCOMPARE(linkChanges, selected ? 2 : 0); // up, then down
+        model->setSelected("gp:2", action != "unplug");
+        if (action.startsWith("unplug")) {
+            unplug(2);
+        } else if (action == "deselect") {
+            model->setSelected("gp:2", false);
+        } else { // the only selection moves: the other device is stopped
+            plug(4);
+            model->setSelected("gp:4", true);
+            QVERIFY(!model->isSelected("gp:2") && !deviceAt(2)->isConnected());
+        }
+        QStringList titles;
+        for (const QList<QVariant> &arguments : events) {
+            const auto event = arguments.at(0).value<ComProviderEvent>();
+            titles << QString::number(event.level) + ' ' + event.title;
+        }
+        QCOMPARE(titles, expected);
     }
 
-    void survivesRestart()
+    // A full registry read back: remembered values return with their controller, a new one
+    // pushes out the absent controller seen longest ago ("Old 5", never), connected ones are
+    // stamped, and making the selection unique again keeps the row seen last.
+    void restoresAFullRegistry()
     {
-        Model *first = makeModel();
-        plug(0, "Pad zero");
-        plug(2);
-        first->setSelected("gp:2", true);
-        QVERIFY(first->setData(first->index(0), "Renamed", Model::NameRole));
-        QVERIFY(first->setActiveProfile("gp:2", m_profiles.at(1).toString()));
-        m_models.clear();
-        unplug(0);
-        deviceAt(2)->stop();
+        QList<DeviceRegistryEntry> full;
+        for (int i = 0; i < kMaxRegistryEntries; ++i)
+            full.append({QString("gp:old%1").arg(i),
+                         padKv(QString("Old %1").arg(i),
+                               {{"lastSeen", i == 5 ? QJsonValue() : 1000 + i}})});
+        full[3].kv.insert("selected", true);
+        writeDeviceRegistry(m_context, full);
+        const double before = double(QDateTime::currentMSecsSinceEpoch());
+        Model *model = makeModel();
+        plug(0);
+        QCOMPARE(model->count(), kMaxRegistryEntries);
+        QCOMPARE(model->indexOfUsn("gp:old5"), -1);
+        const int row = model->indexOfUsn("gp:old3");
+        plug(1, "Old 3");
+        QCOMPARE(model->usnForRow(row), QStringLiteral("gp:1"));
+        QVERIFY(model->isSelected("gp:1") && deviceAt(1)->isPolling());
+        QVERIFY(storedKv("gp:0").value("lastSeen").toDouble() >= before);
+        QCOMPARE(storedKv("gp:old2").value("lastSeen"), QJsonValue(1002));
+        QCOMPARE(readDeviceRegistry(m_context).devices.size(), kMaxRegistryEntries);
 
-        Model *second = makeModel();
-        QCOMPARE(second->previousCount(), 2);
-        QCOMPARE(second->count(), 2);
-        QVERIFY(second->isSelected("gp:2") && !second->isSelected("gp:0"));
-        QCOMPARE(value(second, "gp:0", Model::NameRole), QVariant("Renamed"));
-        QCOMPARE(value(second, "gp:0", Model::ConnectedRole), QVariant(false));
-        QCOMPARE(value(second, "gp:2", Model::ActiveProfileNameRole), QVariant("Bravo"));
-        QCOMPARE(value(second, "gp:2", Model::LinkStateRole), QVariant(2)); // started again
-        QList<IComInterface *> selected;
-        QJsonArray infos;
-        second->selectedInterfaces(selected, infos);
-        QCOMPARE(selected, QList<IComInterface *>{deviceAt(2)});
-
-        QVERIFY(!second->deleteDevice("gp:2")); // still plugged in
-        QVERIFY(second->deleteDevice("gp:0"));
-        QVERIFY(!second->deleteDevice("gp:0"));
-        QCOMPARE(readDeviceRegistry(m_context).devices.size(), 1);
-        QVERIFY(!QFileInfo::exists(deviceRegistryPath(m_context) + ".tmp"));
+        model->setUniqSelection(false);
+        model->setSelected("gp:old4", true);
+        model->setSelected("gp:old6", true);
+        model->setUniqSelection(true);
+        QVERIFY(model->isSelected("gp:1"));
+        QVERIFY(!model->isSelected("gp:old4") && !model->isSelected("gp:old6"));
+        QCOMPARE(storedKv("gp:old6").value("selected"), QJsonValue(false));
     }
 
 private:
@@ -271,15 +217,14 @@ private:
     void plug(int index, const QString &name = QStringLiteral("Test Pad"))
     {
         m_joysticks->backend.connectController(index, padIdentity(name));
-        discover();
+        QMetaObject::invokeMethod(m_manager, "discoverDevices");
     }
     void unplug(int index)
     {
         m_joysticks->backend.disconnectController(index);
-        discover();
-        flushDeletes();
+        QMetaObject::invokeMethod(m_manager, "discoverDevices");
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
-    void discover() { QMetaObject::invokeMethod(m_manager, "discoverDevices"); }
     ControlManette *deviceAt(int index) const
     {
         for (const auto &device : m_manager->gamepads())
@@ -298,29 +243,6 @@ private:
                 return entry.kv;
         return {};
     }
-    static QStringList titles(const QSignalSpy &spy)
-    {
-        QStringList list;
-        for (const QList<QVariant> &arguments : spy) {
-            const auto event = arguments.at(0).value<ComProviderEvent>();
-            list << QString::number(event.level) + ' ' + event.title;
-        }
-        return list;
-    }
-    static QUuid writeProfile(const QString &folder, const QString &name,
-                              const QStringList &devices, quint32 vendor = 0, quint32 product = 0)
-    {
-        GamepadProfileMeta meta;
-        meta.id = QUuid::createUuid();
-        meta.name = name;
-        meta.folder = sharedProfilesRoot() + '/' + folder;
-        meta.deviceNames = devices;
-        meta.vendorId = vendor;
-        meta.productId = product;
-        QDir().mkpath(meta.folder);
-        writeProfileMeta(&meta, nullptr);
-        return meta.id;
-    }
 
     QTemporaryDir m_home;
     std::unique_ptr<VirtualJoysticks> m_joysticks;
@@ -328,7 +250,6 @@ private:
     std::vector<std::unique_ptr<Model>> m_models;
     QList<QUuid> m_profiles;
     QString m_context;
-    int m_contextCount = 0;
 };
 
 QTEST_MAIN(tst_LinkerDeviceModel)
