@@ -26,6 +26,7 @@ void processAtRest(benchmark::State &state)
         nowMs += 10;
         benchmark::DoNotOptimize(result);
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 // Every axis moves on every poll, and the gates flip in and out each time.
@@ -44,6 +45,7 @@ void processAllAxesMoving(benchmark::State &state)
         nowMs += 10;
         benchmark::DoNotOptimize(result);
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 } // namespace

@@ -12,12 +12,12 @@
 
 namespace {
 
-QJsonObject calibrationWithEqualGateKeys(int gates)
+QByteArray calibrationWithEqualGateKeys(int gates)
 {
     QJsonArray list;
     for (int i = 0; i < gates; ++i)
         list.append(QJsonObject{{"key", "k"}});
-    return {{"type", "GamepadCalibration"}, {"gates", list}};
+    return QJsonDocument(QJsonObject{{"type", "GamepadCalibration"}, {"gates", list}}).toJson();
 }
 
 QByteArray registryBytes(int entries)
@@ -32,12 +32,14 @@ QByteArray registryBytes(int entries)
 
 void parseCalibrationWithEqualGateKeys(benchmark::State &state)
 {
-    const QJsonObject object = calibrationWithEqualGateKeys(int(state.range(0)));
+    const QByteArray bytes = calibrationWithEqualGateKeys(int(state.range(0)));
     for (auto _ : state) {
         bool ok = false;
-        const GamepadCalibration calibration = parseCalibration(object, &ok, nullptr, 8, 32);
+        const GamepadCalibration calibration =
+            parseCalibration(QJsonDocument::fromJson(bytes).object(), &ok, nullptr, 8, 32);
         benchmark::DoNotOptimize(calibration.gates.size());
     }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
 void parseLargeRegistry(benchmark::State &state)
@@ -47,6 +49,7 @@ void parseLargeRegistry(benchmark::State &state)
         const DeviceRegistry registry = parseDeviceRegistry(bytes);
         benchmark::DoNotOptimize(registry.devices.size());
     }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
 } // namespace

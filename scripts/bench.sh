@@ -13,15 +13,14 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DGAMEPAD_BUILD_TESTS
 cmake --build "$build" >&2
 
 export QT_QPA_PLATFORM=offscreen
-printf '%-58s %14s %16s\n' "Benchmark" "Time" "Items/s"
+printf '%-52s %16s %16s\n' "Benchmark" "Time" "Items/s"
 for program in "$build"/bench/bench_*; do
-  [ -x "$program" ] || continue
-  "$program" --benchmark_format=csv 2>/dev/null | awk -F, '
-    NR == 1 { for (i = 1; i <= NF; i++) column[$i] = i; next }
-    {
-      name = $column["name"]; gsub(/"/, "", name)
-      items = $column["items_per_second"]
-      printf "%-58s %11.3f %-2s %16s\n", name, $column["real_time"], $column["time_unit"],
-             (items == "" ? "-" : sprintf("%.3g", items))
+  [ -f "$program" ] && [ -x "$program" ] || continue
+  # Console rows: name, time, unit, CPU time, unit, iterations, then counters as name=value.
+  "$program" --benchmark_color=false 2>/dev/null | awk '
+    $2 ~ /^[0-9.]+$/ && $3 ~ /^(ns|us|ms|s)$/ {
+      items = "-"
+      for (i = 7; i <= NF; i++) if ($i ~ /^items_per_second=/) { items = $i; sub(/^[^=]*=/, "", items) }
+      printf "%-52s %13s %-2s %16s\n", $1, $2, $3, items
     }'
 done
