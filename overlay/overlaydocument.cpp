@@ -127,11 +127,22 @@ ElementKind kindOf(const QJsonObject &node)
     return elementKindFromName(node.value(QLatin1String("kind")).toString(), legacy);
 }
 
-double storedFraction(const QJsonObject &o, const char *key, double fallback)
+double clampedFraction(double value, double fallback)
 {
-    const double value = o.value(QLatin1String(key)).toDouble(fallback);
     return std::isfinite(value) ? std::clamp(value, -kMaxStoredFraction, kMaxStoredFraction)
                                 : fallback;
+}
+
+// Every geometry a document yields, stored or converted from an old layout, is bounded the same
+// way, so what is written reads back unchanged. A pastille without area cannot be shown or
+// written back: it gets the default place.
+QRectF clampedGeometry(const QRectF &g)
+{
+    const QRectF d = OverlayNode().geometry;
+    const QRectF bounded(clampedFraction(g.x(), d.x()), clampedFraction(g.y(), d.y()),
+                         clampedFraction(g.width(), d.width()),
+                         clampedFraction(g.height(), d.height()));
+    return bounded.isValid() ? bounded : d;
 }
 
 QRectF geometryOf(const QJsonObject &node)
@@ -140,10 +151,11 @@ QRectF geometryOf(const QJsonObject &node)
     const QJsonObject o =
         (geometry.isObject() ? geometry : node.value(QLatin1String("pastille"))).toObject();
     const QRectF d = OverlayNode().geometry;
-    const QRectF stored(storedFraction(o, "x", d.x()), storedFraction(o, "y", d.y()),
-                        storedFraction(o, "w", d.width()), storedFraction(o, "h", d.height()));
-    // A pastille without area cannot be shown or written back: it gets the default place.
-    return stored.isValid() ? stored : d;
+    auto read = [&o](const char *key, double fallback) {
+        return o.value(QLatin1String(key)).toDouble(fallback);
+    };
+    return clampedGeometry(
+        QRectF(read("x", d.x()), read("y", d.y()), read("w", d.width()), read("h", d.height())));
 }
 
 int storedSide(const QJsonObject &size, const char *key, int fallback)
@@ -430,8 +442,8 @@ bool overlayDocumentFromJson(const QJsonObject &object, const OverlayReadContext
             continue;
         OverlayNode node = nodeFromJson(value.toObject(), version, document.nodes.size() + 1);
         if (!backgroundSpace)
-            node.geometry =
-                fromOverlayFractions(node.geometry, document.overlaySize, storedBackground);
+            node.geometry = clampedGeometry(
+                fromOverlayFractions(node.geometry, document.overlaySize, storedBackground));
         document.nodes.append(node);
     }
     if (out)
