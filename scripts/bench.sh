@@ -4,7 +4,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
-GAMEPAD_PACKAGES+=(libbenchmark-dev)
 install_missing_packages
 
 build=build-bench

@@ -1,5 +1,5 @@
-# Debian packages the build needs; sourced by the scripts in this folder.
-GAMEPAD_PACKAGES=(cmake ninja-build g++ qt6-base-dev libsfml-dev libgl-dev)
+# Debian packages the build and the benchmarks need; sourced by the scripts in this folder.
+GAMEPAD_PACKAGES=(cmake ninja-build g++ qt6-base-dev libsfml-dev libgl-dev libbenchmark-dev)
 
 install_missing_packages() {
   local missing=() p
