@@ -36,7 +36,8 @@ void parseCalibrationWithEqualGateKeys(benchmark::State &state)
     for (auto _ : state) {
         bool ok = false;
         const GamepadCalibration calibration =
-            parseCalibration(QJsonDocument::fromJson(bytes).object(), &ok, nullptr, 8, 32);
+            parseCalibration(QJsonDocument::fromJson(bytes).object(), &ok, nullptr,
+                             kGamepadAxisCount, kGamepadButtonCount);
         benchmark::DoNotOptimize(calibration.gates.size());
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));

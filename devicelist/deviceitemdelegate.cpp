@@ -1,6 +1,8 @@
 #include "deviceitemdelegate.h"
 
 #include "cardgeometry.h"
+#include "devicemodelroles.h"
+#include "resourcepaths.h"
 
 #include <QAbstractItemView>
 #include <QHelpEvent>
@@ -24,27 +26,6 @@ static void registerGamepadResources()
 }
 
 namespace {
-
-const char *const kRoleNames[] = {"usn",
-                                  "name",
-                                  "ip",
-                                  "selected",
-                                  "isConnected",
-                                  "videoInterfaces",
-                                  "json",
-                                  "product",
-                                  "image",
-                                  "modelString",
-                                  "linkState",
-                                  "activeProfileId",
-                                  "activeProfileName",
-                                  "activeProfilePosition",
-                                  "profileCount",
-                                  "hasProfileCarousel"};
-
-static_assert(sizeof(kRoleNames) / sizeof(kRoleNames[0]) == 16, "one name per card field");
-
-const QString kGenericPicture = QStringLiteral(":/new/prefix1/ressources/menette_generic.png");
 
 const QColor kCyan(0, 200, 230);
 const QColor kTextBright(232, 240, 247);
@@ -86,13 +67,10 @@ void drawChevron(QPainter *p, const QRect &box, bool pointsLeft)
 } // namespace
 
 DeviceItemDelegate::DeviceItemDelegate(QObject *parent)
-    : QStyledItemDelegate(parent), m_axisIcon(QStringLiteral(":/icones/ressources/gp_axis.png")),
-      m_buttonIcon(QStringLiteral(":/icones/ressources/gp_button.png")),
-      m_warningIcon(QStringLiteral(":/new_icons/Ressources/new_icons/warning.png")),
-      m_closeIcon(QStringLiteral(":/new_icons/Ressources/new_icons/close.png")),
-      m_connectedIcon(QStringLiteral(":/icones/ressources/gimbalConnected.png")),
-      m_busyIcon(QStringLiteral(":/icones/ressources/gimbalBusy.png")),
-      m_disconnectedIcon(QStringLiteral(":/icones/ressources/gimbalDisconnected.png"))
+    : QStyledItemDelegate(parent), m_axisIcon(ResourcePaths::kAxisIcon),
+      m_buttonIcon(ResourcePaths::kButtonIcon), m_warningIcon(ResourcePaths::kWarningIcon),
+      m_closeIcon(ResourcePaths::kCloseIcon), m_connectedIcon(ResourcePaths::kConnectedIcon),
+      m_busyIcon(ResourcePaths::kBusyIcon), m_disconnectedIcon(ResourcePaths::kDisconnectedIcon)
 {
     registerGamepadResources();
     m_roles.fill(-1);
@@ -104,9 +82,11 @@ void DeviceItemDelegate::resolveRoles(const QAbstractItemModel *model) const
 {
     if (m_rolesResolved || !model)
         return;
+    // The card fields are the device list roles, in the same order.
+    static_assert(FieldCount == DeviceModelRoles::kCount, "one card field per device list role");
     const QHash<int, QByteArray> names = model->roleNames();
     for (int i = 0; i < FieldCount; ++i)
-        m_roles[i] = names.key(QByteArray(kRoleNames[i]), -1);
+        m_roles[i] = names.key(QByteArray(DeviceModelRoles::kRoleNames[i].name), -1);
     m_rolesResolved = true;
 }
 
@@ -219,7 +199,7 @@ void DeviceItemDelegate::paintPicture(QPainter *p, const QRect &box, const QVari
             picture = filePixmap(image.toString(), box.size());
     }
     if (picture.isNull())
-        picture = resourcePixmap(kGenericPicture, box.size());
+        picture = resourcePixmap(ResourcePaths::kGenericControllerPicture, box.size());
 
     p->save();
     p->setOpacity(dimmed ? 0.45 : 1.0);

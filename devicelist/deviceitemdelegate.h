@@ -34,7 +34,7 @@ public:
     // matching signals for `usn`; the caller owns the menu.
     QMenu *createContextMenu(const QString &usn, bool selected, QWidget *parent = nullptr);
 
-Q_SIGNALS:
+signals:
     void toggledSelect(QString usn, bool selected);
     void requestConfig(QString usn);
     void requestDelete(QString usn);

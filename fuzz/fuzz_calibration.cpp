@@ -11,10 +11,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     bool ok = false;
     QString error;
     const GamepadCalibration calibration =
-        parseCalibration(fuzz::objectOf(fuzz::bytesOf(data, size)), &ok, &error, 8, 32);
-    fuzz::require(normalizeCalibration(calibration, 8, 32) == calibration, "normalising twice");
+        parseCalibration(fuzz::objectOf(fuzz::bytesOf(data, size)), &ok, &error, kGamepadAxisCount,
+                         kGamepadButtonCount);
+    fuzz::require(normalizeCalibration(calibration, kGamepadAxisCount, kGamepadButtonCount) ==
+                      calibration,
+                  "normalising twice");
     const QJsonObject written = calibrationToJson(calibration, {}, QString());
-    const GamepadCalibration reread = parseCalibration(written, &ok, &error, 8, 32);
+    const GamepadCalibration reread =
+        parseCalibration(written, &ok, &error, kGamepadAxisCount, kGamepadButtonCount);
     fuzz::require(ok && calibrationToJson(reread, {}, QString()) == written, "write then read");
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "actiontoolbox.h"
 
 #include "mappingdocument.h"
+#include "overlaybindings.h"
 
 #include <QComboBox>
 #include <QFont>
@@ -16,7 +17,7 @@ namespace {
 
 const QString kDefaultChoice = QStringLiteral("<par défaut>");
 const QString kNoAction = QStringLiteral("none");
-const QString kArgs = QStringLiteral("args");
+using BridgeField::kArgs;
 
 const char *const kStyle = R"(
 ActionToolBox { background: rgba(20, 32, 44, 235); border: 1px solid #00C8E6; border-radius: 8px; }

@@ -31,7 +31,7 @@ public:
     QString signature() const;
     bool parametersShown() const;
 
-Q_SIGNALS:
+signals:
     void moved();
     void durty();
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "overlaybindings.h"
 #include "overlaydocument.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QLoggingCategory>
 #include <QString>
 #include <QVector>
 
@@ -12,10 +12,8 @@
 // gamepad changes. Its "bridges" are regenerated from the overlay's pastilles on every save; the
 // sections that belong to the host's action system are carried over untouched.
 
-Q_DECLARE_LOGGING_CATEGORY(lcGamepadUi)
-
-inline const QString kMappingFileName = QStringLiteral("configActionGamepad.json");
-inline const QString kGamepadDeviceType = QStringLiteral("gamepade");
+// The profile folder's mapping file, named by the profile store.
+inline const QString &kMappingFileName = kDefaultMappingFile;
 
 // A key bound directly in the linker panel, not tied to a pastille.
 struct LearnedKey
@@ -26,18 +24,6 @@ struct LearnedKey
 
 // The profile folder joined with "configActionGamepad.json"; empty for an empty folder.
 QString mappingDocumentPath(const QString &profileFolder);
-
-// The shared action catalog carried by the host's services object: its "sharedActionCatalog"
-// when that is a non-empty array, otherwise the "ref" entries flagged "__kxSharedActionCatalog"
-// (flag removed).
-QJsonArray extractSharedActionCatalog(const QJsonObject &externalServices);
-
-// Binding objects ({"ref", "action", "args"}).
-QString bindingActionName(const QJsonObject &binding); // "ref" trimmed, else "action" trimmed
-bool isEmptyBinding(const QJsonObject &binding);       // no action name, or "none"
-QJsonObject normalizedBinding(const QJsonObject &binding);
-// The binding quick mapping gives: {"ref": name, "action": name}; empty for an empty name.
-QJsonObject quickMappingBinding(const QString &actionName);
 
 // The bridges regenerated from the overlay's nodes (in node order), then from the learned keys;
 // the result holds "bridges".
@@ -54,11 +40,6 @@ QJsonObject mappingDocumentForSave(QJsonObject existing, const QJsonArray &bridg
 bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode> &nodes,
                          const QVector<LearnedKey> &learnedKeys, const QJsonArray &catalog,
                          QString *error = nullptr);
-
-// Applies bridges back onto the nodes' sources: each bridge goes to the sources whose stringKey
-// equals its own (case ignored), giving them its device fields, its binding and its publish mode.
-// Returns false when an element of the list is not a bridge object.
-bool applyMappingBridges(const QJsonArray &bridges, QVector<OverlayNode> *nodes);
 
 // Reads the mapping document of a profile folder (when it exists) and applies its bridges.
 // A missing document succeeds and changes nothing.

@@ -1,6 +1,6 @@
 #include "interactiveoverlay.h"
 
-#include "mappingdocument.h"
+#include "overlaybindings.h"
 #include "pastillegeometry.h"
 #include "toucharea.h"
 

@@ -28,8 +28,19 @@ public:
     Q_ENUM(Mode)
     enum PublishMode { OnChange = 0, ActiveOnly = 1, Always = 2 };
     Q_ENUM(PublishMode)
+    // The document's publish modes, re-declared where Qt's meta-object system can name them.
+    static_assert(OnChange == int(::PublishMode::OnChange) &&
+                      ActiveOnly == int(::PublishMode::ActiveOnly) &&
+                      Always == int(::PublishMode::Always),
+                  "PublishMode values follow the overlay document's");
     enum ElementKind { SingleJoy = 0, DualJoyCross = 1, Button = 2 };
     Q_ENUM(ElementKind)
+    // The document's kinds, re-declared where Qt's meta-object system can name them; casts
+    // between the two keep the kind.
+    static_assert(SingleJoy == int(::ElementKind::SingleJoy) &&
+                      DualJoyCross == int(::ElementKind::DualJoyCross) &&
+                      Button == int(::ElementKind::Button),
+                  "ElementKind values follow the overlay document's");
 
     explicit InteractiveOverlay(QWidget *parent = nullptr);
     ~InteractiveOverlay() override;
@@ -90,7 +101,7 @@ public:
     // The menu of an unlocked overlay for a click at `pos`; null while locked.
     QMenu *createContextMenu(const QPoint &pos, QWidget *menuParent);
 
-Q_SIGNALS:
+signals:
     void pastilleActivated(const QUuid &id, const QString &title);
     void dirty();
     void externalServicesChanged();

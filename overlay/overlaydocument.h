@@ -1,5 +1,7 @@
 #pragma once
 
+#include "profilestore.h"
+
 #include <QJsonObject>
 #include <QRect>
 #include <QRectF>
@@ -19,11 +21,14 @@ enum class PublishMode { OnChange = 0, ActiveOnly = 1, Always = 2 };
 // How the background picture fills the overlay; OverlayLines re-exports it.
 enum class BackgroundScaleMode { Stretch = 0, Contain = 1, Cover = 2, Center = 3 };
 
+// The device type of every gamepad input, in overlay sources and mapping bridges.
+inline const QString kGamepadDeviceType = QStringLiteral("gamepade");
+
 // The input a pastille slot listens to.
 struct OverlaySource
 {
     bool isJoy = true; // axis key (true) or button/gate key (false)
-    QString deviceType = QStringLiteral("gamepade");
+    QString deviceType = kGamepadDeviceType;
     qint32 deviceId = 0;
     qint32 packetId = 1;
     QString stringKey; // "joy_%1", "but_%1" or a gate key
@@ -111,7 +116,8 @@ QJsonObject overlayDocumentToJson(const OverlayDocument &document);
 bool overlayDocumentFromJson(const QJsonObject &object, const OverlayReadContext &context,
                              OverlayDocument *out);
 
-inline const QString kOverlayFileName = QStringLiteral("overlay.json");
+// The profile folder's overlay file, named by the profile store.
+inline const QString &kOverlayFileName = kDefaultOverlayFile;
 
 // Writes the document indented to `fileName` inside the profile folder through the atomic writer.
 // A profile folder may come from someone else: a name that would land outside it (absolute, "..",

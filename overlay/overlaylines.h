@@ -19,6 +19,13 @@ class OverlayLines : public QWidget
 public:
     enum BackgroundScaleMode { Stretch = 0, Contain = 1, Cover = 2, Center = 3 };
     Q_ENUM(BackgroundScaleMode)
+    // The document's scale modes, re-declared where Qt's meta-object system can name them; the
+    // conversions below are casts.
+    static_assert(Stretch == int(::BackgroundScaleMode::Stretch) &&
+                      Contain == int(::BackgroundScaleMode::Contain) &&
+                      Cover == int(::BackgroundScaleMode::Cover) &&
+                      Center == int(::BackgroundScaleMode::Center),
+                  "BackgroundScaleMode values follow the overlay document's");
 
     explicit OverlayLines(QWidget *parent = nullptr);
 
@@ -39,7 +46,7 @@ public:
         return static_cast<BackgroundScaleMode>(mode);
     }
 
-Q_SIGNALS:
+signals:
     void backgroundPixmapChanged();
     void backgroundScaleModeChanged();
 

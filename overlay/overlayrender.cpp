@@ -1,7 +1,7 @@
 #include "overlayrender.h"
 
 #include "interactiveoverlay.h"
-#include "mappingdocument.h"
+#include "overlaybindings.h"
 
 #include <QPainter>
 #include <QPixmap>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "overlaydocument.h"
+
 #include <QColor>
 #include <QPoint>
 #include <QRect>
@@ -24,6 +26,12 @@ public:
     Q_ENUM(State)
     enum ElementKind { SingleJoy = 0, DualJoyCross = 1, Button = 2 };
     Q_ENUM(ElementKind)
+    // The document's kinds, re-declared where Qt's meta-object system can name them; casts
+    // between the two keep the kind.
+    static_assert(SingleJoy == int(::ElementKind::SingleJoy) &&
+                      DualJoyCross == int(::ElementKind::DualJoyCross) &&
+                      Button == int(::ElementKind::Button),
+                  "ElementKind values follow the overlay document's");
 
     // The body and outline colours of a pastille in a given state.
     struct Colors
@@ -66,7 +74,7 @@ public:
     // by the caller; null while the pastille is not editable.
     QMenu *createContextMenu(QWidget *menuParent);
 
-Q_SIGNALS:
+signals:
     void activated(const QUuid &id, const QString &title);
     void clicked(TouchArea *self);
     void requestDelete(TouchArea *self);

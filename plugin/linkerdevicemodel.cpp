@@ -1,48 +1,16 @@
 #include "linkerdevicemodel.h"
 
+#include "deviceevents.h"
 #include "gamepadmanager.h"
-#include "joystickbackend.h"
-#include "profilemeta.h"
 
 #include <QDateTime>
 #include <QUuid>
 
 namespace {
 
-const QString kDeviceId = QStringLiteral("deviceId");
-const QString kVendorHex = QStringLiteral("vendorIdHex");
-const QString kProductHex = QStringLiteral("productIdHex");
-const QString kName = QStringLiteral("name");
-const QString kImagePath = QStringLiteral("imagePath");
-const QString kCustomImage = QStringLiteral("customImage"); // the user chose the picture
-const QString kSelected = QStringLiteral("selected");
-const QString kActiveProfileId = QStringLiteral("activeProfileId");
-const QString kActiveProfileName = QStringLiteral("activeProfileName");
-const QString kNameOverride = QStringLiteral("nameOverride");
-const QString kProduct = QStringLiteral("product");
-const QString kLastSeen = QStringLiteral("lastSeen"); // ms since the epoch, stamped at each save
-
 QString usnForDevice(const ControlManette *device)
 {
     return QStringLiteral("gp:%1").arg(device->deviceId());
-}
-
-quint32 hexId(const QJsonObject &kv, const QString &key)
-{
-    return kv.value(key).toString().toUInt(nullptr, 16);
-}
-
-QString hexText(const QJsonObject &kv, const QString &key)
-{
-    const QString text = kv.value(key).toString();
-    return text.isEmpty() ? QStringLiteral("0") : text;
-}
-
-// When the controller was last seen connected; never (or unreadable) sorts before any time.
-double lastSeen(const QJsonObject &kv)
-{
-    const QJsonValue value = kv.value(kLastSeen);
-    return value.isDouble() ? value.toDouble() : -qInf();
 }
 
 QString profileIdText(const QUuid &id)
@@ -52,8 +20,9 @@ QString profileIdText(const QUuid &id)
 
 } // namespace
 
-LinkerDeviceModel::LinkerDeviceModel(const QString &context, QObject *parent)
-    : QAbstractListModel(parent), m_context(context)
+LinkerDeviceModel::LinkerDeviceModel(const QString &context, QObject *parent,
+                                     JoystickBackend &joysticks)
+    : QAbstractListModel(parent), m_joysticks(joysticks), m_context(context)
 {
     registerComProviderEventType();
     loadRegistry();
@@ -74,45 +43,44 @@ int LinkerDeviceModel::rowCount(const QModelIndex &parent) const
 
 QVariant LinkerDeviceModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || !validRow(index.row()))
+    if (!index.isValid() || !m_rows.isValid(index.row()))
         return {};
-    const Entry &entry = entryAt(index.row());
-    const QJsonObject &kv = entry.kv;
+    const DeviceEntry &entry = entryAt(index.row());
+    const QUuid activeId = QUuid::fromString(entry.activeProfileId());
     switch (role) {
     case Qt::DisplayRole:
     case NameRole:
-        return displayName(entry);
+        return entry.displayName();
     case UsnRole:
-        return m_usns.at(index.row());
+        return m_rows.usnAt(index.row());
     case IpRole:
-        return secondLine(entry);
+        return entry.secondLine();
     case SelectedRole:
-        return kv.value(kSelected).toBool();
+        return entry.isSelected();
     case ConnectedRole:
-        return !entry.device.isNull();
+        return entry.device() != nullptr;
     case VideoInterfacesRole:
-        return liveInputs(entry);
+        return entry.inputs(m_joysticks);
     case JsonRole:
-        return description(index.row());
+        return entry.description();
     case ProductRole:
-        return kv.value(kProduct).toString().isEmpty() ? deviceName(entry)
-                                                       : kv.value(kProduct).toString();
+        return entry.product();
     case ImageRole:
-        return image(entry);
+        return entry.image();
     case ModelRole:
-        return hexText(kv, kVendorHex) + QLatin1Char('-') + hexText(kv, kProductHex);
+        return entry.modelString();
     case LinkStateRole:
-        return entry.linkState;
+        return entry.linkState();
     case ActiveProfileIdRole:
-        return kv.value(kActiveProfileId).toString();
+        return entry.activeProfileId();
     case ActiveProfileNameRole:
-        return activeProfileName(entry);
+        return entry.activeProfileName();
     case ActiveProfilePositionRole:
-        return activePosition(entry) + 1;
+        return entry.carousel().position(activeId);
     case ProfileCountRole:
-        return int(entry.profiles.size());
+        return entry.carousel().count();
     case HasProfileCarouselRole:
-        return entry.profiles.size() > 1;
+        return entry.carousel().isShown();
     default:
         return {};
     }
@@ -120,7 +88,7 @@ QVariant LinkerDeviceModel::data(const QModelIndex &index, int role) const
 
 bool LinkerDeviceModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    if (!index.isValid() || !validRow(index.row()))
+    if (!index.isValid() || !m_rows.isValid(index.row()))
         return false;
     switch (role) {
     case NameRole:
@@ -146,22 +114,7 @@ Qt::ItemFlags LinkerDeviceModel::flags(const QModelIndex &index) const
 
 QHash<int, QByteArray> LinkerDeviceModel::roleNames() const
 {
-    return {{UsnRole, "usn"},
-            {NameRole, "name"},
-            {IpRole, "ip"},
-            {SelectedRole, "selected"},
-            {ConnectedRole, "isConnected"},
-            {VideoInterfacesRole, "videoInterfaces"},
-            {JsonRole, "json"},
-            {ProductRole, "product"},
-            {ImageRole, "image"},
-            {ModelRole, "modelString"},
-            {LinkStateRole, "linkState"},
-            {ActiveProfileIdRole, "activeProfileId"},
-            {ActiveProfileNameRole, "activeProfileName"},
-            {ActiveProfilePositionRole, "activeProfilePosition"},
-            {ProfileCountRole, "profileCount"},
-            {HasProfileCarouselRole, "hasProfileCarousel"}};
+    return DeviceModelRoles::roleNames();
 }
 
 // ---- Properties ----
@@ -180,12 +133,7 @@ void LinkerDeviceModel::setUniqSelection(bool unique)
 // registry reader keeps it.
 void LinkerDeviceModel::keepOneSelected()
 {
-    int kept = -1;
-    for (int row = 0; row < count(); ++row) {
-        const QJsonObject &kv = entryAt(row).kv;
-        if (kv.value(kSelected).toBool() && (kept < 0 || lastSeen(kv) > lastSeen(entryAt(kept).kv)))
-            kept = row;
-    }
+    const int kept = m_rows.lastSeenSelectedRow();
     if (kept >= 0 && deselectOthers(kept)) {
         saveRegistry();
         notifySelectedInterfaces();
@@ -208,9 +156,9 @@ void LinkerDeviceModel::setContext(const QString &context)
     if (m_context == context)
         return;
     m_context = context;
-    for (const Entry &entry : std::as_const(m_entries))
-        if (entry.device)
-            disconnect(entry.device, nullptr, this, nullptr);
+    for (int row = 0; row < count(); ++row)
+        if (entryAt(row).device())
+            disconnect(entryAt(row).device(), nullptr, this, nullptr);
     loadRegistry();
     Q_EMIT contextChanged();
     if (m_autoDetect)
@@ -222,12 +170,12 @@ void LinkerDeviceModel::selectedInterfaces(QList<IComInterface *> &out, QJsonArr
     out.clear();
     infos = QJsonArray();
     for (int row = 0; row < count(); ++row) {
-        const Entry &entry = entryAt(row);
-        if (!entry.kv.value(kSelected).toBool())
+        const DeviceEntry &entry = entryAt(row);
+        if (!entry.isSelected())
             continue;
-        if (entry.device)
-            out.append(entry.device.data());
-        infos.append(description(row));
+        if (entry.device())
+            out.append(entry.device());
+        infos.append(entry.description());
     }
 }
 
@@ -237,20 +185,18 @@ void LinkerDeviceModel::selectedInterfaces(QList<IComInterface *> &out, QJsonArr
 void LinkerDeviceModel::syncSelected()
 {
     for (int row = 0; row < count(); ++row) {
-        Entry &entry = entryAt(row);
-        if (entry.kv.value(kSelected).toBool() && entry.device && !entry.device->isPolling())
-            activateDevice(entry);
+        DeviceEntry &entry = entryAt(row);
+        if (entry.isSelected() && entry.device() && !entry.device()->isPolling())
+            entry.start();
     }
     notifySelectedInterfaces();
 }
 
 void LinkerDeviceModel::refreshProfilesCatalog()
 {
-    const QList<CatalogProfile> catalog = readCatalog();
-    for (Entry &entry : m_entries) {
-        refreshCandidates(entry, catalog);
-        applyProfileToDevice(entry);
-    }
+    const QList<CatalogProfile> catalog = readProfileCatalog();
+    for (int row = 0; row < count(); ++row)
+        entryAt(row).refreshCarousel(catalog);
     if (count() > 0)
         Q_EMIT dataChanged(index(0), index(count() - 1),
                            {NameRole, ImageRole, JsonRole, ActiveProfileNameRole,
@@ -279,18 +225,18 @@ void LinkerDeviceModel::onGamepadRemoved(int deviceId)
 
 int LinkerDeviceModel::indexOfUsn(QString usn) const
 {
-    return int(m_usns.indexOf(usn));
+    return m_rows.indexOf(usn);
 }
 
 QString LinkerDeviceModel::usnForRow(int row) const
 {
-    return validRow(row) ? m_usns.at(row) : QString();
+    return m_rows.isValid(row) ? m_rows.usnAt(row) : QString();
 }
 
 bool LinkerDeviceModel::isSelected(QString usn) const
 {
     const int row = indexOfUsn(usn);
-    return row >= 0 && entryAt(row).kv.value(kSelected).toBool();
+    return row >= 0 && entryAt(row).isSelected();
 }
 
 void LinkerDeviceModel::setSelected(QString usn, bool sel)
@@ -304,7 +250,7 @@ void LinkerDeviceModel::setSelected(QString usn, bool sel)
 bool LinkerDeviceModel::deleteDevice(QString usn)
 {
     const int row = indexOfUsn(usn);
-    if (row < 0 || entryAt(row).device)
+    if (row < 0 || entryAt(row).device())
         return false;
     removeEntryRow(row);
     saveRegistry();
@@ -314,17 +260,12 @@ bool LinkerDeviceModel::deleteDevice(QString usn)
 bool LinkerDeviceModel::cycleProfile(QString usn, int delta)
 {
     const int row = indexOfUsn(usn);
-    if (delta == 0 || row < 0)
+    if (row < 0)
         return false;
-    const Entry &entry = entryAt(row);
-    const int count = int(entry.profiles.size());
-    if (count == 0)
-        return false;
-    // With no profile of the carousel bound, forward starts at the first one, backward at the last.
-    const int current = activePosition(entry);
-    const int next =
-        current < 0 ? (delta > 0 ? 0 : count - 1) : (current + (count + delta % count)) % count;
-    return setActiveProfile(usn, profileIdText(entry.profiles.at(next).id));
+    const DeviceEntry &entry = entryAt(row);
+    const GamepadProfileInfo next =
+        entry.carousel().step(QUuid::fromString(entry.activeProfileId()), delta);
+    return !next.isNull() && setActiveProfile(usn, profileIdText(next.id));
 }
 
 // Binds a profile (with or without braces) to the device; an empty id unbinds it. A profile that
@@ -342,10 +283,7 @@ bool LinkerDeviceModel::setActiveProfile(QString usn, QString profileId)
     const QUuid id = QUuid::fromString(profileId);
     if (id.isNull())
         return false;
-    GamepadProfileInfo profile;
-    for (const GamepadProfileInfo &candidate : entryAt(row).profiles)
-        if (candidate.id == id)
-            profile = candidate;
+    GamepadProfileInfo profile = entryAt(row).carousel().find(id);
     if (profile.isNull())
         profile = findProfileById(profileId);
     if (profile.isNull())
@@ -356,7 +294,7 @@ bool LinkerDeviceModel::setActiveProfile(QString usn, QString profileId)
 
 QObject *LinkerDeviceModel::interfaceForRow(int row) const
 {
-    return validRow(row) ? entryAt(row).device.data() : nullptr;
+    return m_rows.isValid(row) ? entryAt(row).device() : nullptr;
 }
 
 // ---- Rows and registry ----
@@ -364,18 +302,15 @@ QObject *LinkerDeviceModel::interfaceForRow(int row) const
 void LinkerDeviceModel::loadRegistry()
 {
     const DeviceRegistry registry = readDeviceRegistry(m_context);
-    const QList<CatalogProfile> catalog = readCatalog();
+    const QList<CatalogProfile> catalog = readProfileCatalog();
     beginResetModel();
-    m_usns.clear();
-    m_entries.clear();
+    m_rows.clear();
     for (const DeviceRegistryEntry &remembered : registry.devices) {
-        if (remembered.usn.isEmpty() || m_entries.contains(remembered.usn))
+        if (remembered.usn.isEmpty() || m_rows.contains(remembered.usn))
             continue;
-        Entry entry;
-        entry.kv = remembered.kv;
-        refreshCandidates(entry, catalog);
-        m_usns.append(remembered.usn);
-        m_entries.insert(remembered.usn, entry);
+        DeviceEntry entry(remembered.kv);
+        entry.refreshCarousel(catalog);
+        m_rows.append(remembered.usn, entry);
     }
     endResetModel();
     Q_EMIT countChanged();
@@ -391,12 +326,12 @@ void LinkerDeviceModel::saveRegistry()
 {
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     QList<DeviceRegistryEntry> devices;
-    for (const QString &usn : std::as_const(m_usns)) {
-        Entry &entry = m_entries[usn];
-        refreshLiveValues(entry);
-        if (entry.device)
-            entry.kv.insert(kLastSeen, now);
-        devices.append({usn, entry.kv});
+    for (int row = 0; row < count(); ++row) {
+        DeviceEntry &entry = entryAt(row);
+        entry.refreshLiveValues();
+        if (entry.device())
+            entry.markSeen(now);
+        devices.append({m_rows.usnAt(row), entry.kv()});
     }
     writeDeviceRegistry(m_context, devices);
 }
@@ -404,7 +339,7 @@ void LinkerDeviceModel::saveRegistry()
 void LinkerDeviceModel::removeEntryRow(int row)
 {
     beginRemoveRows(QModelIndex(), row, row);
-    m_entries.remove(m_usns.takeAt(row));
+    m_rows.removeAt(row);
     endRemoveRows();
     Q_EMIT countChanged();
 }
@@ -414,12 +349,7 @@ void LinkerDeviceModel::removeEntryRow(int row)
 void LinkerDeviceModel::makeRoomForOneRow()
 {
     while (count() >= kMaxRegistryEntries) {
-        int oldest = -1;
-        for (int row = 0; row < count(); ++row) {
-            if (!entryAt(row).device &&
-                (oldest < 0 || lastSeen(entryAt(row).kv) < lastSeen(entryAt(oldest).kv)))
-                oldest = row;
-        }
+        const int oldest = m_rows.oldestAbsentRow();
         if (oldest < 0)
             return;
         removeEntryRow(oldest);
@@ -429,8 +359,7 @@ void LinkerDeviceModel::makeRoomForOneRow()
 void LinkerDeviceModel::appendEntry(const QString &usn)
 {
     beginInsertRows(QModelIndex(), count(), count());
-    m_usns.append(usn);
-    m_entries.insert(usn, Entry());
+    m_rows.append(usn);
     endInsertRows();
     Q_EMIT countChanged();
 }
@@ -459,8 +388,8 @@ void LinkerDeviceModel::resynchronise()
 void LinkerDeviceModel::detachVanishedDevices(const QList<ControlManette *> &live)
 {
     for (int row = 0; row < count(); ++row) {
-        const Entry &entry = entryAt(row);
-        if (entry.attached && (!entry.device || !live.contains(entry.device.data())))
+        const DeviceEntry &entry = entryAt(row);
+        if (entry.isAttached() && (!entry.device() || !live.contains(entry.device())))
             detachDevice(row);
     }
 }
@@ -474,12 +403,12 @@ bool LinkerDeviceModel::attachLiveDevices(const QList<ControlManette *> &live)
     bool attached = false;
     for (ControlManette *device : live) {
         const QString usn = usnForDevice(device);
-        if (m_entries.value(usn).device == device)
+        if (m_rows.deviceOf(usn) == device)
             continue;
-        const int remembered = rememberedRow(device);
+        const int remembered = m_rows.rememberedRow(*device, usn);
         const int occupant = indexOfUsn(usn);
         if (occupant >= 0 && occupant != remembered)
-            renameRow(occupant, freeIdentityKey(entryAt(occupant).kv));
+            renameRow(occupant, m_rows.freeIdentityKey(occupant));
         if (remembered >= 0) {
             renameRow(remembered, usn);
         } else {
@@ -487,74 +416,35 @@ bool LinkerDeviceModel::attachLiveDevices(const QList<ControlManette *> &live)
             appendEntry(usn);
         }
         if (!attached)
-            catalog = readCatalog();
+            catalog = readProfileCatalog();
         attachDevice(indexOfUsn(usn), device, catalog);
         attached = true;
     }
     return attached;
 }
 
-// The absent row remembered for the controller's identity; the one of its slot when several are.
-int LinkerDeviceModel::rememberedRow(const ControlManette *device) const
-{
-    const QString slot = usnForDevice(device);
-    int found = -1;
-    for (int row = 0; row < count(); ++row) {
-        const QJsonObject &kv = entryAt(row).kv;
-        if (entryAt(row).device || hexId(kv, kVendorHex) != device->vendorId() ||
-            hexId(kv, kProductHex) != device->productId() ||
-            kv.value(kName).toString() != device->name())
-            continue;
-        if (m_usns.at(row) == slot)
-            return row;
-        if (found < 0)
-            found = row;
-    }
-    return found;
-}
-
-// "gp:<vendor>-<product>:<name>", which never collides with a slot key "gp:<index>"; identical
-// controllers remembered apart get "#2", "#3"...
-QString LinkerDeviceModel::freeIdentityKey(const QJsonObject &kv) const
-{
-    const QString base =
-        QStringLiteral("gp:%1-%2:%3")
-            .arg(hexText(kv, kVendorHex), hexText(kv, kProductHex), kv.value(kName).toString());
-    QString key = base;
-    for (int n = 2; m_entries.contains(key); ++n)
-        key = base + QStringLiteral("#%1").arg(n);
-    return key;
-}
-
 void LinkerDeviceModel::renameRow(int row, const QString &usn)
 {
-    if (m_usns.at(row) == usn)
-        return;
-    m_entries.insert(usn, m_entries.take(m_usns.at(row)));
-    m_usns[row] = usn;
-    emitRowChanged(row, {UsnRole});
+    if (m_rows.rename(row, usn))
+        emitRowChanged(row, {UsnRole});
 }
 
 void LinkerDeviceModel::attachDevice(int row, ControlManette *device,
                                      const QList<CatalogProfile> &catalog)
 {
-    const QString usn = m_usns.at(row);
-    Entry &entry = entryAt(row);
-    if (entry.device)
-        disconnect(entry.device, nullptr, this, nullptr);
-    entry.device = device;
-    entry.attached = true;
-    refreshLiveValues(entry);
-    refreshCandidates(entry, catalog);
-    applyProfileToDevice(entry);
+    const QString usn = m_rows.usnAt(row);
+    DeviceEntry &entry = entryAt(row);
+    if (entry.device())
+        disconnect(entry.device(), nullptr, this, nullptr);
+    entry.attach(device);
+    entry.refreshCarousel(catalog);
     // The row is found by its device, not by a key that a later resynchronisation may rename.
     connect(device, &ControlManette::connectedChanged, this,
             [this, device] { updateLinkState(device); });
-    post(ComProviderEvent::Information, tr("Gamepad detected"), tr("%1 (%2) is now available."),
-         usn);
+    Q_EMIT providerEventOccurred(DeviceEvents::detected(entry.deviceName(), usn));
     emitRowChanged(row, {});
-    if (entry.kv.value(kSelected).toBool()) {
-        activateDevice(entry);
+    if (entry.isSelected()) {
+        entry.start();
         notifySelectedInterfaces();
     }
     updateLinkState(device);
@@ -562,63 +452,33 @@ void LinkerDeviceModel::attachDevice(int row, ControlManette *device,
 
 void LinkerDeviceModel::detachDevice(int row)
 {
-    const QString usn = m_usns.at(row);
-    Entry &entry = entryAt(row);
-    if (entry.device)
-        disconnect(entry.device, nullptr, this, nullptr);
-    entry.device = nullptr;
-    entry.attached = false;
+    const QString usn = m_rows.usnAt(row);
+    DeviceEntry &entry = entryAt(row);
+    if (entry.device())
+        disconnect(entry.device(), nullptr, this, nullptr);
+    entry.detach();
     setLinkState(row, kUnlinked);
-    const bool selected = entry.kv.value(kSelected).toBool();
-    const QString message = tr("%1 (%2) is no longer available.");
-    if (selected)
-        post(ComProviderEvent::Warning, tr("Selected gamepad disconnected"), message, usn);
-    else
-        post(ComProviderEvent::Information, tr("Gamepad removed"), message, usn);
+    const bool selected = entry.isSelected();
+    Q_EMIT providerEventOccurred(DeviceEvents::removed(entry.deviceName(), usn, selected));
     emitRowChanged(row, {ConnectedRole, VideoInterfacesRole, JsonRole});
     if (selected)
         notifySelectedInterfaces();
-}
-
-// Copies the identity of the attached controller into the stored values.
-void LinkerDeviceModel::refreshLiveValues(Entry &entry) const
-{
-    const ControlManette *device = entry.device;
-    if (!device)
-        return;
-    entry.kv.insert(kDeviceId, QString::number(device->deviceId()));
-    entry.kv.insert(kVendorHex, QString::number(device->vendorId(), 16));
-    entry.kv.insert(kProductHex, QString::number(device->productId(), 16));
-    entry.kv.insert(kName, device->name());
-    if (!entry.kv.value(kCustomImage).toBool())
-        entry.kv.insert(kImagePath, device->imagePath());
-}
-
-void LinkerDeviceModel::activateDevice(Entry &entry)
-{
-    if (!entry.device)
-        return;
-    applyProfileToDevice(entry);
-    entry.device->start();
 }
 
 // A stop the user asked for is no lost connection: the link goes down quietly before stop()
 // reports the device as disconnected.
 void LinkerDeviceModel::stopDevice(int row)
 {
-    Entry &entry = entryAt(row);
-    if (entry.linkState != kUnlinked) {
-        entry.linkState = kUnlinked;
+    DeviceEntry &entry = entryAt(row);
+    if (entry.setLinkState(kUnlinked))
         emitRowChanged(row, {LinkStateRole});
-    }
-    if (entry.device)
-        static_cast<IComInterface *>(entry.device.data())->stop();
+    entry.stop();
 }
 
 void LinkerDeviceModel::updateLinkState(const ControlManette *device)
 {
     for (int row = 0; row < count(); ++row) {
-        if (entryAt(row).device == device) {
+        if (entryAt(row).device() == device) {
             setLinkState(row, device->isConnected() ? kLinked : kUnlinked);
             return;
         }
@@ -627,111 +487,19 @@ void LinkerDeviceModel::updateLinkState(const ControlManette *device)
 
 void LinkerDeviceModel::setLinkState(int row, int state)
 {
-    Entry &entry = entryAt(row);
-    if (entry.linkState == state)
+    if (!entryAt(row).setLinkState(state))
         return;
-    entry.linkState = state;
     emitRowChanged(row, {LinkStateRole});
-    if (state == kLinked)
-        post(ComProviderEvent::Information, tr("Gamepad connected"), tr("%1 (%2) is connected."),
-             m_usns.at(row));
-    else
-        post(ComProviderEvent::Warning, tr("Gamepad connection lost"),
-             tr("%1 (%2) is no longer responding."), m_usns.at(row));
-}
-
-// ---- Roles ----
-
-QString LinkerDeviceModel::deviceName(const Entry &entry) const
-{
-    return entry.device ? entry.device->name() : entry.kv.value(kName).toString();
-}
-
-QString LinkerDeviceModel::displayName(const Entry &entry) const
-{
-    const QString override = entry.kv.value(kNameOverride).toString();
-    if (!override.isEmpty())
-        return override;
-    const QString profile = activeProfileName(entry);
-    return profile.isEmpty() ? deviceName(entry) : profile;
-}
-
-QString LinkerDeviceModel::secondLine(const Entry &entry) const
-{
-    const QJsonObject &kv = entry.kv;
-    if (hexId(kv, kVendorHex) == 0 && hexId(kv, kProductHex) == 0)
-        return QStringLiteral("ID:%1").arg(kv.value(kDeviceId).toString());
-    return QStringLiteral("VID:%1 PID:%2")
-        .arg(kv.value(kVendorHex).toString(), kv.value(kProductHex).toString());
-}
-
-QJsonObject LinkerDeviceModel::description(int row) const
-{
-    const Entry &entry = entryAt(row);
-    const QJsonObject &kv = entry.kv;
-    return {{kDeviceId, kv.value(kDeviceId).toString()},
-            {kName, deviceName(entry)},
-            {QStringLiteral("vendorId"), QStringLiteral("0x") + hexText(kv, kVendorHex)},
-            {QStringLiteral("productId"), QStringLiteral("0x") + hexText(kv, kProductHex)},
-            {QStringLiteral("connected"), entry.linkState == kLinked},
-            {QStringLiteral("kv"), kv}};
-}
-
-// "label|address" for each axis and button the plugged controller reports.
-QStringList LinkerDeviceModel::liveInputs(const Entry &entry) const
-{
-    QStringList inputs;
-    if (!entry.device)
-        return inputs;
-    const JoystickBackend &joysticks = joystickBackend();
-    const int id = entry.device->deviceId();
-    for (int axis = 0; axis < JoystickBackend::kMaxAxes; ++axis)
-        if (joysticks.hasAxis(id, axis))
-            inputs << tr("Axe %1").arg(axis) + QStringLiteral("|axis://%1").arg(axis);
-    const int buttons = qBound(0, joysticks.buttonCount(id), int(JoystickBackend::kMaxButtons));
-    for (int button = 0; button < buttons; ++button)
-        inputs << tr("Bouton %1").arg(button) + QStringLiteral("|btn://%1").arg(button);
-    return inputs;
-}
-
-QVariant LinkerDeviceModel::image(const Entry &entry) const
-{
-    if (!entry.icon.isNull())
-        return entry.icon;
-    return entry.kv.value(kImagePath).toString();
-}
-
-// Zero-based place of the bound profile in the carousel, -1 when none of them is bound.
-int LinkerDeviceModel::activePosition(const Entry &entry) const
-{
-    const QUuid id = QUuid::fromString(entry.kv.value(kActiveProfileId).toString());
-    if (id.isNull())
-        return -1;
-    for (int i = 0; i < entry.profiles.size(); ++i)
-        if (entry.profiles.at(i).id == id)
-            return i;
-    return -1;
-}
-
-// The carousel knows the current name after a rename; otherwise the name stored when bound.
-QString LinkerDeviceModel::activeProfileName(const Entry &entry) const
-{
-    const int position = activePosition(entry);
-    if (position >= 0)
-        return entry.profiles.at(position).name;
-    if (entry.kv.value(kActiveProfileId).toString().isEmpty())
-        return QString();
-    return entry.kv.value(kActiveProfileName).toString();
+    Q_EMIT providerEventOccurred(
+        DeviceEvents::linkChanged(entryAt(row).deviceName(), m_rows.usnAt(row), state == kLinked));
 }
 
 // ---- Writable roles ----
 
 bool LinkerDeviceModel::setName(int row, const QString &name)
 {
-    Entry &entry = entryAt(row);
-    if (entry.kv.value(kNameOverride).toString() == name)
+    if (!entryAt(row).setNameOverride(name))
         return true;
-    entry.kv.insert(kNameOverride, name);
     emitRowChanged(row, {NameRole, JsonRole});
     saveRegistry();
     return true;
@@ -740,16 +508,16 @@ bool LinkerDeviceModel::setName(int row, const QString &name)
 bool LinkerDeviceModel::setSelectedRow(int row, bool selected)
 {
     const bool othersChanged = m_uniqSelection && selected && deselectOthers(row);
-    Entry &entry = entryAt(row);
-    if (entry.kv.value(kSelected).toBool() == selected) {
+    DeviceEntry &entry = entryAt(row);
+    if (entry.isSelected() == selected) {
         if (othersChanged)
             saveRegistry();
         notifySelectedInterfaces();
         return true;
     }
-    entry.kv.insert(kSelected, selected);
+    entry.setSelected(selected);
     if (selected)
-        activateDevice(entry);
+        entry.start();
     else
         stopDevice(row);
     emitRowChanged(row, {SelectedRole, LinkStateRole, JsonRole});
@@ -762,10 +530,10 @@ bool LinkerDeviceModel::deselectOthers(int row)
 {
     bool changed = false;
     for (int other = 0; other < count(); ++other) {
-        Entry &entry = entryAt(other);
-        if (other == row || !entry.kv.value(kSelected).toBool())
+        DeviceEntry &entry = entryAt(other);
+        if (other == row || !entry.isSelected())
             continue;
-        entry.kv.insert(kSelected, false);
+        entry.setSelected(false);
         stopDevice(other);
         emitRowChanged(other, {SelectedRole, LinkStateRole, JsonRole});
         changed = true;
@@ -775,27 +543,16 @@ bool LinkerDeviceModel::deselectOthers(int row)
 
 bool LinkerDeviceModel::setProduct(int row, const QString &product)
 {
-    entryAt(row).kv.insert(kProduct, product);
+    entryAt(row).setProduct(product);
     emitRowChanged(row, {ProductRole, JsonRole});
     saveRegistry();
     return true;
 }
 
-// A text is a picture file kept in the registry; an icon lives only as long as the model.
 bool LinkerDeviceModel::setImage(int row, const QVariant &value)
 {
-    Entry &entry = entryAt(row);
-    if (value.typeId() == QMetaType::QString) {
-        entry.kv.insert(kImagePath, value.toString());
-        entry.kv.insert(kCustomImage, true);
-        entry.icon = QIcon();
-    } else if (value.canConvert<QIcon>()) {
-        entry.icon = value.value<QIcon>();
-        entry.kv.remove(kImagePath);
-        entry.kv.remove(kCustomImage);
-    } else {
+    if (!entryAt(row).setImage(value))
         return false;
-    }
     emitRowChanged(row, {ImageRole});
     saveRegistry();
     return true;
@@ -811,72 +568,11 @@ void LinkerDeviceModel::notifySelectedInterfaces()
 
 // ---- Profiles ----
 
-QList<LinkerDeviceModel::CatalogProfile> LinkerDeviceModel::readCatalog()
-{
-    QList<CatalogProfile> catalog;
-    for (const GamepadProfileInfo &info : profileCatalog()) {
-        if (info.isNull())
-            continue;
-        CatalogProfile profile{info, 0, 0};
-        GamepadProfileMeta meta;
-        if (readProfileMeta(info.folder, &meta, nullptr)) {
-            profile.vendorId = meta.vendorId;
-            profile.productId = meta.productId;
-        }
-        catalog.append(profile);
-    }
-    return catalog;
-}
-
-// The carousel holds the profiles whose metadata names this controller or its model.
-void LinkerDeviceModel::refreshCandidates(Entry &entry, const QList<CatalogProfile> &catalog) const
-{
-    const QString name = deviceName(entry).trimmed();
-    const quint32 vendor = hexId(entry.kv, kVendorHex);
-    const quint32 product = hexId(entry.kv, kProductHex);
-    entry.profiles.clear();
-    for (const CatalogProfile &profile : catalog) {
-        const bool sameModel = vendor != 0 && product != 0 && profile.vendorId == vendor &&
-                               profile.productId == product;
-        const bool named =
-            !name.isEmpty() && profile.info.deviceNames.contains(name, Qt::CaseInsensitive);
-        if (sameModel || named)
-            entry.profiles.append(profile.info);
-    }
-}
-
-void LinkerDeviceModel::applyProfileToDevice(Entry &entry)
-{
-    if (!entry.device)
-        return;
-    entry.device->setActiveProfileId(entry.kv.value(kActiveProfileId).toString());
-    entry.device->setProfileName(activeProfileName(entry));
-    refreshLiveValues(entry); // the picture follows the bound profile
-}
-
 void LinkerDeviceModel::setActiveProfileEntry(int row, const QString &id, const QString &name)
 {
-    Entry &entry = entryAt(row);
-    if (entry.kv.value(kActiveProfileId).toString() == id &&
-        entry.kv.value(kActiveProfileName).toString() == name)
+    if (!entryAt(row).setActiveProfile(id, name))
         return;
-    if (id.isEmpty()) {
-        entry.kv.remove(kActiveProfileId);
-        entry.kv.remove(kActiveProfileName);
-    } else {
-        entry.kv.insert(kActiveProfileId, id);
-        entry.kv.insert(kActiveProfileName, name);
-    }
-    applyProfileToDevice(entry);
     emitRowChanged(row, {NameRole, ImageRole, JsonRole, ActiveProfileIdRole, ActiveProfileNameRole,
                          ActiveProfilePositionRole});
     saveRegistry();
-}
-
-void LinkerDeviceModel::post(int level, const QString &title, const QString &message,
-                             const QString &usn)
-{
-    const int row = indexOfUsn(usn);
-    const QString name = row >= 0 ? deviceName(entryAt(row)) : QString();
-    Q_EMIT providerEventOccurred(ComProviderEvent(level, title, message.arg(name, usn)));
 }

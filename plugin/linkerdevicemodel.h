@@ -2,22 +2,23 @@
 
 #include "comproviderevent.h"
 #include "controlmanette.h"
+#include "devicemodelroles.h"
 #include "deviceregistry.h"
-#include "profilestore.h"
+#include "devicerows.h"
+#include "joystickbackend.h"
+#include "profilecarousel.h"
 
 #include <QAbstractListModel>
 #include <QHash>
-#include <QIcon>
 #include <QJsonArray>
-#include <QJsonObject>
 #include <QList>
-#include <QPointer>
-#include <QStringList>
 
 // The host's list of gamepad devices. One row per remembered or connected controller: the live
 // device objects of GamepadManager merged with the registry file of the host context. The model
 // keeps the user's selection, the profile bound to each device and its profile carousel, tells the
-// host which devices are selected and posts connection events.
+// host which devices are selected and posts connection events. A row's values and its carousel
+// live in DeviceEntry and ProfileCarousel; the model keeps the rows in order, wires the live
+// devices and the registry to them and reports their changes.
 class LinkerDeviceModel : public QAbstractListModel
 {
     Q_OBJECT
@@ -29,30 +30,34 @@ class LinkerDeviceModel : public QAbstractListModel
     Q_PROPERTY(int count READ count NOTIFY countChanged)
 
 public:
+    // The shared role values under the model's own names, registered with the meta-object system.
     enum Roles {
-        UsnRole = Qt::UserRole + 1,
-        NameRole,
-        IpRole,
-        SelectedRole,
-        ConnectedRole,
-        VideoInterfacesRole,
-        JsonRole,
-        ProductRole,
-        ImageRole,
-        ModelRole,
-        LinkStateRole,
-        ActiveProfileIdRole,
-        ActiveProfileNameRole,
-        ActiveProfilePositionRole,
-        ProfileCountRole,
-        HasProfileCarouselRole
+        UsnRole = DeviceModelRoles::Usn,
+        NameRole = DeviceModelRoles::Name,
+        IpRole = DeviceModelRoles::Ip,
+        SelectedRole = DeviceModelRoles::Selected,
+        ConnectedRole = DeviceModelRoles::IsConnected,
+        VideoInterfacesRole = DeviceModelRoles::VideoInterfaces,
+        JsonRole = DeviceModelRoles::Json,
+        ProductRole = DeviceModelRoles::Product,
+        ImageRole = DeviceModelRoles::Image,
+        ModelRole = DeviceModelRoles::ModelString,
+        LinkStateRole = DeviceModelRoles::LinkState,
+        ActiveProfileIdRole = DeviceModelRoles::ActiveProfileId,
+        ActiveProfileNameRole = DeviceModelRoles::ActiveProfileName,
+        ActiveProfilePositionRole = DeviceModelRoles::ActiveProfilePosition,
+        ProfileCountRole = DeviceModelRoles::ProfileCount,
+        HasProfileCarouselRole = DeviceModelRoles::HasProfileCarousel
     };
     Q_ENUM(Roles)
 
-    static constexpr int kLinked = 2;
-    static constexpr int kUnlinked = 0;
+    static constexpr int kLinked = DeviceEntry::kLinked;
+    static constexpr int kUnlinked = DeviceEntry::kUnlinked;
 
-    explicit LinkerDeviceModel(const QString &context, QObject *parent = nullptr);
+    // `joysticks` answers which axes and buttons a plugged controller has; it must outlive the
+    // model.
+    explicit LinkerDeviceModel(const QString &context, QObject *parent = nullptr,
+                               JoystickBackend &joysticks = joystickBackend());
 
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
@@ -67,7 +72,7 @@ public:
     int previousCount() const { return m_previousCount; }
     QString context() const { return m_context; }
     void setContext(const QString &context);
-    int count() const { return int(m_usns.size()); }
+    int count() const { return m_rows.count(); }
 
     // For each selected row, in row order, its description in `infos` (an unplugged controller's
     // says "connected": false); `out` holds the devices of those rows whose controller is plugged
@@ -103,60 +108,27 @@ public:
     Q_INVOKABLE QObject *interfaceForRow(int row) const;
 
 private:
-    struct Entry
-    {
-        QPointer<ControlManette> device;
-        bool attached = false; // a device was attached, even if its object is already gone
-        QJsonObject kv;
-        int linkState = kUnlinked;
-        QList<GamepadProfileInfo> profiles; // the carousel: profiles made for this controller
-        QIcon icon;
-    };
-
-    // A catalog entry with the controller model its metadata names.
-    struct CatalogProfile
-    {
-        GamepadProfileInfo info;
-        quint32 vendorId = 0;
-        quint32 productId = 0;
-    };
-
     // Rows and registry.
     void loadRegistry();
     void saveRegistry();
     void appendEntry(const QString &usn);
     void removeEntryRow(int row);
     void makeRoomForOneRow();
-    Entry &entryAt(int row) { return m_entries[m_usns.at(row)]; }
-    const Entry &entryAt(int row) const { return *m_entries.constFind(m_usns.at(row)); }
-    bool validRow(int row) const { return row >= 0 && row < count(); }
+    DeviceEntry &entryAt(int row) { return m_rows.at(row); }
+    const DeviceEntry &entryAt(int row) const { return m_rows.at(row); }
     void emitRowChanged(int row, const QList<int> &roles);
 
     // Live devices.
     void resynchronise();
     void detachVanishedDevices(const QList<ControlManette *> &live);
     bool attachLiveDevices(const QList<ControlManette *> &live);
-    int rememberedRow(const ControlManette *device) const;
-    QString freeIdentityKey(const QJsonObject &kv) const;
     void renameRow(int row, const QString &usn);
     void setActiveProfileEntry(int row, const QString &id, const QString &name);
     void attachDevice(int row, ControlManette *device, const QList<CatalogProfile> &catalog);
     void detachDevice(int row);
-    void refreshLiveValues(Entry &entry) const;
-    void activateDevice(Entry &entry);
     void stopDevice(int row);
     void updateLinkState(const ControlManette *device);
     void setLinkState(int row, int state);
-
-    // Roles.
-    QString deviceName(const Entry &entry) const;
-    QString displayName(const Entry &entry) const;
-    QString secondLine(const Entry &entry) const;
-    QJsonObject description(int row) const;
-    QStringList liveInputs(const Entry &entry) const;
-    QVariant image(const Entry &entry) const;
-    int activePosition(const Entry &entry) const;
-    QString activeProfileName(const Entry &entry) const;
 
     // Writable roles.
     bool setName(int row, const QString &name);
@@ -167,17 +139,10 @@ private:
     bool setImage(int row, const QVariant &value);
     void notifySelectedInterfaces();
 
-    // Profiles.
-    static QList<CatalogProfile> readCatalog();
-    void refreshCandidates(Entry &entry, const QList<CatalogProfile> &catalog) const;
-    void applyProfileToDevice(Entry &entry);
-
-    void post(int level, const QString &title, const QString &message, const QString &usn);
-
+    JoystickBackend &m_joysticks;
     bool m_uniqSelection = true;
     bool m_autoDetect = true;
     QString m_context;
-    QStringList m_usns;
-    QHash<QString, Entry> m_entries;
+    DeviceRows m_rows;
     int m_previousCount = 0;
 };

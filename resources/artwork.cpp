@@ -1,6 +1,8 @@
 // Draws every icon and default controller picture of the plug-in into PNG files and writes the
 // resource file that gathers them. Run at build time, so the artwork is ours and lives as code.
 
+#include "resourcepaths.h"
+
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
@@ -25,6 +27,14 @@ struct Artwork
     QSize size;
     std::function<void(QPainter &, const QRectF &)> draw;
 };
+
+// The artwork found at a resource path ":/prefix/name".
+Artwork artworkAt(const QString &path, QSize size,
+                  std::function<void(QPainter &, const QRectF &)> draw)
+{
+    const int slash = path.lastIndexOf(u'/');
+    return {path.mid(1, slash - 1), path.mid(slash + 1), size, std::move(draw)};
+}
 
 QPen pen(const QColor &color, qreal width)
 {
@@ -214,9 +224,7 @@ void drawController(QPainter &p, const QRectF &r, PadStyle style, const QColor &
 
 QList<Artwork> artworks()
 {
-    const QString icones = QStringLiteral("/icones/ressources");
-    const QString newIcons = QStringLiteral("/new_icons/Ressources/new_icons");
-    const QString pictures = QStringLiteral("/new/prefix1/ressources");
+    using namespace ResourcePaths;
     const QSize icon(64, 64);
     const QSize picture(640, 400);
     const auto controller = [](PadStyle style, QColor accent) {
@@ -224,28 +232,32 @@ QList<Artwork> artworks()
             [style, accent](QPainter &p, const QRectF &r) { drawController(p, r, style, accent); };
     };
     return {
-        {icones, "gp_axis.png", icon, drawAxisIcon},
-        {icones, "gp_button.png", icon, drawButtonIcon},
-        {icones, "gimbalConnected.png", icon,
-         [](QPainter &p, const QRectF &r) { drawLinkIcon(p, r, QColor(70, 200, 120), false); }},
-        {icones, "gimbalBusy.png", icon,
-         [](QPainter &p, const QRectF &r) { drawLinkIcon(p, r, QColor(240, 170, 50), false); }},
-        {icones, "gimbalDisconnected.png", icon,
-         [](QPainter &p, const QRectF &r) { drawLinkIcon(p, r, QColor(140, 150, 160), true); }},
-        {newIcons, "warning.png", icon, drawWarningIcon},
-        {newIcons, "close.png", icon, drawCloseIcon},
-        {QStringLiteral("/icon/ressources"), "console-video.png", icon, drawConsoleIcon},
-        {pictures, "menette_id_654.png", picture,
-         controller(PadStyle::Offset, QColor(80, 200, 90))},
-        {pictures, "menette_id_746.png", picture,
-         controller(PadStyle::Offset, QColor(60, 170, 70))},
-        {pictures, "menette_id_2508.png", picture, controller(PadStyle::Symmetric, kCyan)},
-        {pictures, "menette_id_1476.png", picture,
-         controller(PadStyle::Symmetric, QColor(70, 130, 240))},
-        {pictures, "menette_id_3302.png", picture,
-         controller(PadStyle::Symmetric, QColor(235, 240, 245))},
-        {pictures, "menette_id_8201.png", picture, controller(PadStyle::Pro, QColor(230, 70, 80))},
-        {pictures, "menette_generic.png", picture, controller(PadStyle::Generic, kCyan)},
+        artworkAt(kAxisIcon, icon, drawAxisIcon),
+        artworkAt(kButtonIcon, icon, drawButtonIcon),
+        artworkAt(
+            kConnectedIcon, icon,
+            [](QPainter &p, const QRectF &r) { drawLinkIcon(p, r, QColor(70, 200, 120), false); }),
+        artworkAt(
+            kBusyIcon, icon,
+            [](QPainter &p, const QRectF &r) { drawLinkIcon(p, r, QColor(240, 170, 50), false); }),
+        artworkAt(
+            kDisconnectedIcon, icon,
+            [](QPainter &p, const QRectF &r) { drawLinkIcon(p, r, QColor(140, 150, 160), true); }),
+        artworkAt(kWarningIcon, icon, drawWarningIcon),
+        artworkAt(kCloseIcon, icon, drawCloseIcon),
+        artworkAt(kConsoleIcon, icon, drawConsoleIcon),
+        artworkAt(controllerPicturePath(654), picture,
+                  controller(PadStyle::Offset, QColor(80, 200, 90))),
+        artworkAt(controllerPicturePath(746), picture,
+                  controller(PadStyle::Offset, QColor(60, 170, 70))),
+        artworkAt(controllerPicturePath(2508), picture, controller(PadStyle::Symmetric, kCyan)),
+        artworkAt(controllerPicturePath(1476), picture,
+                  controller(PadStyle::Symmetric, QColor(70, 130, 240))),
+        artworkAt(controllerPicturePath(3302), picture,
+                  controller(PadStyle::Symmetric, QColor(235, 240, 245))),
+        artworkAt(controllerPicturePath(8201), picture,
+                  controller(PadStyle::Pro, QColor(230, 70, 80))),
+        artworkAt(kGenericControllerPicture, picture, controller(PadStyle::Generic, kCyan)),
     };
 }
 

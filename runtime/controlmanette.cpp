@@ -4,9 +4,11 @@
 #include "logging.h"
 #include "profilemeta.h"
 #include "profilestore.h"
+#include "resourcepaths.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QMetaMethod>
 
 namespace {
 
@@ -83,7 +85,7 @@ void ControlManette::close()
 QJsonObject ControlManette::info()
 {
     QJsonObject gates;
-    const QHash<QString, bool> &inside = m_processor.gateInside();
+    const QHash<QString, bool> inside = m_processor.gateInside();
     for (auto it = inside.cbegin(); it != inside.cend(); ++it)
         gates.insert(it.key(), it.value());
     return {{QStringLiteral("deviceId"), m_deviceId},
@@ -181,7 +183,7 @@ QString ControlManette::imagePath() const
     if (findProfileMetaForDevice({m_name, m_vendorId, m_productId}, &meta) &&
         QFileInfo::exists(meta.imagePath()))
         return meta.imagePath();
-    return QStringLiteral(":/new/prefix1/ressources/menette_id_%1.png").arg(m_productId);
+    return ResourcePaths::controllerPicturePath(m_productId);
 }
 
 void ControlManette::setClockSource(std::function<qint64()> source)
@@ -258,27 +260,30 @@ void ControlManette::poll()
             reloadCalibration();
     }
 
-    for (int axis = 0; axis < InputProcessor::kAxisCount; ++axis) {
-        m_readings.axisPresent[axis] = joysticks.hasAxis(m_deviceId, axis);
-        if (m_readings.axisPresent[axis])
-            m_readings.axes[axis] = joysticks.axisPosition(m_deviceId, axis);
-    }
-    for (int button = 0; button < InputProcessor::kButtonCount; ++button)
-        m_readings.buttons[button] = joysticks.isButtonPressed(m_deviceId, button);
-
-    m_result.clear();
+    joysticks.readInputs(m_deviceId, m_readings.axisPresent, m_readings.axes, m_readings.buttons);
     m_processor.process(m_readings, m_calibration, elapsedMs(), m_result);
     publish(m_result);
 }
 
+// A moving pad streams eight axis events per poll, usually to nobody: the per-event signals are
+// emitted only when something listens.
 void ControlManette::publish(const PollResult &result)
 {
-    for (const auto &e : result.axisEvents)
-        Q_EMIT axisChanged(e.axis, e.value);
-    for (const auto &e : result.gateEvents)
-        Q_EMIT gateChanged(e.key, e.value);
-    for (const auto &e : result.buttonEvents)
-        Q_EMIT buttonChanged(e.button, e.pressed);
+    static const QMetaMethod axisSignal = QMetaMethod::fromSignal(&ControlManette::axisChanged);
+    static const QMetaMethod gateSignal = QMetaMethod::fromSignal(&ControlManette::gateChanged);
+    static const QMetaMethod buttonSignal = QMetaMethod::fromSignal(&ControlManette::buttonChanged);
+    if (!result.axisEvents.isEmpty() && isSignalConnected(axisSignal)) {
+        for (const auto &e : result.axisEvents)
+            Q_EMIT axisChanged(e.axis, e.value);
+    }
+    if (!result.gateEvents.isEmpty() && isSignalConnected(gateSignal)) {
+        for (const auto &e : result.gateEvents)
+            Q_EMIT gateChanged(e.key, e.value);
+    }
+    if (!result.buttonEvents.isEmpty() && isSignalConnected(buttonSignal)) {
+        for (const auto &e : result.buttonEvents)
+            Q_EMIT buttonChanged(e.button, e.pressed);
+    }
     if (!result.isEmpty()) {
         Q_EMIT dataChanged(0, 1, result.keys, result.values);
         Q_EMIT dataChanged(kGamepadName, kGamepadName, result.keys, result.values);

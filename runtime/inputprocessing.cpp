@@ -2,6 +2,8 @@
 
 #include "logging.h"
 
+#include <QtAlgorithms>
+
 #include <algorithm>
 #include <cmath>
 
@@ -44,62 +46,80 @@ double curveExponent(CurvePreset preset, double gamma)
     return 1.0;
 }
 
+// Exponents within 1e-12 (relative) of 1 leave the input as it is.
+bool isIdentityExponent(double e)
+{
+    return std::fabs(e - 1.0) * 1e12 <= std::min(std::fabs(e), 1.0);
+}
+
+double shape(const AxisPlan &plan, double u)
+{
+    u = boundedOrLow(u, 0.0, 1.0);
+    return plan.identityCurve ? u : std::pow(u, plan.exponent);
+}
+
 // The at-rest result of a stick or trigger: the offset, nothing normalised.
-AxisSample restingSample(AxisSample sample, const AxisSettings &settings)
+AxisSample restingSample(AxisSample sample, const AxisPlan &plan)
 {
     sample.atRest = true;
     sample.normalized = 0.0;
-    sample.value = settings.outputOffset;
+    sample.value = plan.outputOffset;
     return sample;
 }
 
-AxisSample evaluateStick(AxisSample sample, const AxisSettings &s)
+AxisSample evaluateStick(AxisSample sample, const AxisPlan &p)
 {
     const double x = sample.clamped;
-    const double d = x - s.restRaw;
-    if (std::fabs(d) <= s.deadzoneRadius)
-        return restingSample(sample, s);
+    const double d = x - p.restRaw;
+    if (std::fabs(d) <= p.deadzoneRadius)
+        return restingSample(sample, p);
 
     double t = 0.0;
     if (d > 0) {
-        const double start = s.restRaw + s.deadzoneRadius;
-        const double span = s.positiveRaw - start;
-        if (span <= kMinSpan)
-            return restingSample(sample, s);
-        t = boundedOrLow((x - start) / span, 0.0, 1.0);
+        if (p.upperSpan <= kMinSpan)
+            return restingSample(sample, p);
+        t = boundedOrLow((x - p.upperStart) / p.upperSpan, 0.0, 1.0);
     } else {
-        const double start = s.restRaw - s.deadzoneRadius;
-        const double span = start - s.negativeRaw;
-        if (span <= kMinSpan)
-            return restingSample(sample, s);
-        t = -boundedOrLow((start - x) / span, 0.0, 1.0);
+        if (p.lowerSpan <= kMinSpan)
+            return restingSample(sample, p);
+        t = -boundedOrLow((p.lowerStart - x) / p.lowerSpan, 0.0, 1.0);
     }
-    if (s.invert)
+    if (p.invert)
         t = -t;
 
-    const double shaped = applyCurve(s.curvePreset, s.gamma, std::fabs(t));
+    const double shaped = shape(p, std::fabs(t));
     const double sign = t < 0 ? -100.0 : 100.0;
     sample.atRest = false;
     sample.normalized = t;
-    sample.value = sign * shaped * s.outputScale + s.outputOffset;
+    sample.value = sign * shaped * p.outputScale + p.outputOffset;
     return sample;
 }
 
 // One-sided travel from restRaw towards activeRaw, in either direction; never negative.
-AxisSample evaluateTrigger(AxisSample sample, const AxisSettings &s)
+AxisSample evaluateTrigger(AxisSample sample, const AxisPlan &p)
 {
-    const double dir = s.activeRaw >= s.restRaw ? 1.0 : -1.0;
-    const double start = s.restRaw + dir * s.deadzoneRadius;
-    const double span = (s.activeRaw - start) * dir;
-    const double dist = (sample.clamped - start) * dir;
-    if (!(dist > 0 && span > kMinSpan))
-        return restingSample(sample, s);
+    const double dist = (sample.clamped - p.triggerStart) * p.direction;
+    if (!(dist > 0 && p.triggerSpan > kMinSpan))
+        return restingSample(sample, p);
 
-    const double t = boundedOrLow(dist / span, 0.0, 1.0);
+    const double t = boundedOrLow(dist / p.triggerSpan, 0.0, 1.0);
     sample.atRest = false;
     sample.normalized = t;
-    sample.value = applyCurve(s.curvePreset, s.gamma, t) * 100.0 * s.outputScale + s.outputOffset;
+    sample.value = shape(p, t) * 100.0 * p.outputScale + p.outputOffset;
     return sample;
+}
+
+AxisSample evaluatePlanned(double raw, const AxisPlan &plan)
+{
+    AxisSample sample;
+    const double x = std::isnan(raw) ? 0.0 : std::clamp(raw, -kRawLimit, kRawLimit);
+    sample.raw = x;
+    sample.clamped = x;
+    if (!plan.enabled)
+        return sample; // value 0, not the offset
+    if (plan.trigger)
+        return evaluateTrigger(sample, plan);
+    return evaluateStick(sample, plan);
 }
 
 bool isAxisIndex(qint32 index, int axisCount)
@@ -137,7 +157,7 @@ ButtonStep stepEdge(ButtonState &state, bool pressed, const ButtonSettings &s, q
     if (!emitsEdge(s, pressed) || !debounceAllows(state, s, nowMs))
         return step;
 
-    step.emit = true;
+    step.publish = true;
     state.lastEdgeMs = nowMs;
     if (repeatsEdge(s, pressed)) {
         state.repeatArmed = true;
@@ -161,12 +181,62 @@ ButtonStep stepRepeat(ButtonState &state, bool pressed, const ButtonSettings &s,
     if (nowMs < state.nextRepeatMs)
         return step;
 
-    step.emit = true;
+    step.publish = true;
     step.repeat = true;
     // Skip the repeats a late poll missed: one event, then the first slot after now.
     const qint64 interval = repeatStepMs(s);
     state.nextRepeatMs += ((nowMs - state.nextRepeatMs) / interval + 1) * interval;
     return step;
+}
+
+AxisPlan planAxis(const AxisSettings &s)
+{
+    AxisPlan p;
+    p.enabled = s.enabled;
+    p.trigger = s.mode == AxisMode::Trigger;
+    p.invert = s.invert;
+    p.exponent = curveExponent(s.curvePreset, s.gamma);
+    p.identityCurve = isIdentityExponent(p.exponent);
+    p.publishMode = s.publishMode;
+    p.restRaw = s.restRaw;
+    p.deadzoneRadius = s.deadzoneRadius;
+    p.outputScale = s.outputScale;
+    p.outputOffset = s.outputOffset;
+    p.upperStart = s.restRaw + s.deadzoneRadius;
+    p.upperSpan = s.positiveRaw - p.upperStart;
+    p.lowerStart = s.restRaw - s.deadzoneRadius;
+    p.lowerSpan = p.lowerStart - s.negativeRaw;
+    p.direction = s.activeRaw >= s.restRaw ? 1.0 : -1.0;
+    p.triggerStart = s.restRaw + p.direction * s.deadzoneRadius;
+    p.triggerSpan = (s.activeRaw - p.triggerStart) * p.direction;
+    return p;
+}
+
+GatePlan planGate(const GateSettings &gate, int axisCount)
+{
+    GatePlan plan;
+    plan.key = gate.key.trimmed();
+    plan.valid = !plan.key.isEmpty() && isAxisIndex(gate.xAxis, axisCount) &&
+                 isAxisIndex(gate.yAxis, axisCount);
+    plan.xAxis = gate.xAxis;
+    plan.yAxis = gate.yAxis;
+    plan.centerX = gate.centerX;
+    plan.centerY = gate.centerY;
+    plan.enterRadius = std::max(gate.radius, 0.0);
+    plan.leaveRadius = plan.enterRadius + std::max(gate.hysteresis, 0.0);
+    plan.emitOnEnter = gate.emitOnEnter;
+    plan.emitOnExit = gate.emitOnExit;
+    plan.invertOutput = gate.invertOutput;
+    return plan;
+}
+
+// Enter at the radius, leave only beyond radius + hysteresis.
+bool insideAfter(const GatePlan &gate, const double *axisValues, bool wasInside, double *distance)
+{
+    const double dx = axisValues[gate.xAxis] - gate.centerX;
+    const double dy = axisValues[gate.yAxis] - gate.centerY;
+    *distance = std::sqrt(dx * dx + dy * dy);
+    return *distance <= (wasInside ? gate.leaveRadius : gate.enterRadius);
 }
 
 } // namespace
@@ -175,22 +245,14 @@ double applyCurve(CurvePreset preset, double gamma, double u)
 {
     u = boundedOrLow(u, 0.0, 1.0);
     const double e = curveExponent(preset, gamma);
-    if (std::fabs(e - 1.0) * 1e12 <= std::min(std::fabs(e), 1.0))
+    if (isIdentityExponent(e))
         return u;
     return std::pow(u, e);
 }
 
 AxisSample evaluateAxis(double raw, const AxisSettings &settings)
 {
-    AxisSample sample;
-    const double x = std::isnan(raw) ? 0.0 : std::clamp(raw, -kRawLimit, kRawLimit);
-    sample.raw = x;
-    sample.clamped = x;
-    if (!settings.enabled)
-        return sample; // value 0, not the offset
-    if (settings.mode == AxisMode::Trigger)
-        return evaluateTrigger(sample, settings);
-    return evaluateStick(sample, settings);
+    return evaluatePlanned(raw, planAxis(settings));
 }
 
 bool shouldPublishAxis(double value, bool atRest, double previous, bool wasAtRest,
@@ -206,24 +268,17 @@ bool shouldPublishAxis(double value, bool atRest, double previous, bool wasAtRes
 GateSample evaluateGate(const GateSettings &gate, const double *axisValues, int axisCount,
                         bool wasInside)
 {
+    const GatePlan plan = planGate(gate, axisCount);
     GateSample sample;
-    sample.key = gate.key.trimmed();
-    if (sample.key.isEmpty() || !axisValues || !isAxisIndex(gate.xAxis, axisCount) ||
-        !isAxisIndex(gate.yAxis, axisCount))
+    sample.key = plan.key;
+    if (!plan.valid || !axisValues)
         return sample;
 
-    const double dx = axisValues[gate.xAxis] - gate.centerX;
-    const double dy = axisValues[gate.yAxis] - gate.centerY;
-    sample.distance = std::sqrt(dx * dx + dy * dy);
     sample.valid = true;
-
-    // Enter at the radius, leave only beyond radius + hysteresis.
-    const double radius = std::max(gate.radius, 0.0);
-    const double hysteresis = std::max(gate.hysteresis, 0.0);
-    sample.inside = sample.distance <= (wasInside ? radius + hysteresis : radius);
-    sample.value = gate.invertOutput ? !sample.inside : sample.inside;
+    sample.inside = insideAfter(plan, axisValues, wasInside, &sample.distance);
+    sample.value = plan.invertOutput ? !sample.inside : sample.inside;
     sample.changed = sample.inside != wasInside;
-    sample.emit = sample.changed && (sample.inside ? gate.emitOnEnter : gate.emitOnExit);
+    sample.publish = sample.changed && (sample.inside ? plan.emitOnEnter : plan.emitOnExit);
     return sample;
 }
 
@@ -259,6 +314,8 @@ void InputProcessor::reset()
     m_axisPresent.fill(false);
     m_axisAtRest.fill(true);
     m_buttons.fill(ButtonState{});
+    m_downMask = 0;
+    m_armedMask = 0;
     clearGates();
 }
 
@@ -274,41 +331,91 @@ void InputProcessor::settle(const GamepadCalibration &calibration)
     }
 }
 
+// The gate plans point into the records: both go, and the next poll plans again.
 void InputProcessor::clearGates()
 {
-    m_gateInside.clear();
-    m_gateSlots.clear();
+    m_gateStates.clear();
+    m_gateStateIndex.clear();
+    m_gatePlans.clear();
+    m_planned = false;
 }
 
-bool InputProcessor::gateWasInside(int index, const QString &key)
+QHash<QString, bool> InputProcessor::gateInside() const
 {
-    if (index < int(m_gateSlots.size()) && m_gateSlots[index].key == key)
-        return m_gateSlots[index].inside;
-    const bool inside = m_gateInside.value(key, false);
-    if (index >= int(m_gateSlots.size()))
-        m_gateSlots.resize(index + 1);
-    m_gateSlots[index] = {key, inside};
+    QHash<QString, bool> inside;
+    for (const GateState &state : m_gateStates) {
+        if (state.stored)
+            inside.insert(state.key, state.inside);
+    }
     return inside;
 }
 
-// Every slot holding the key follows, in case two gates share a key.
-void InputProcessor::storeGateInside(const QString &key, bool inside)
+int InputProcessor::gateStateIndex(const QString &key)
 {
-    m_gateInside.insert(key, inside);
-    for (GateSlot &slot : m_gateSlots) {
-        if (slot.key == key)
-            slot.inside = inside;
+    const auto found = m_gateStateIndex.constFind(key);
+    if (found != m_gateStateIndex.cend())
+        return found.value();
+    m_gateStates.push_back({key, false, false});
+    const int index = int(m_gateStates.size()) - 1;
+    m_gateStateIndex.insert(key, index);
+    return index;
+}
+
+void InputProcessor::plan(const GamepadCalibration &calibration)
+{
+    m_plannedCalibration = calibration;
+    m_planned = true;
+    for (int i = 0; i < kAxisCount; ++i)
+        m_axisPlans[i] =
+            planAxis(i < calibration.axes.size() ? calibration.axes.at(i) : kDefaultAxis);
+    for (int b = 0; b < kButtonCount; ++b)
+        m_buttonPlans[b] =
+            b < calibration.buttons.size() ? calibration.buttons.at(b) : kDefaultButton;
+    m_gatePlans.clear();
+    m_gatePlans.reserve(calibration.gates.size());
+    for (const GateSettings &gate : calibration.gates) {
+        GatePlan plan = planGate(gate, kAxisCount);
+        if (plan.valid)
+            plan.state = gateStateIndex(plan.key);
+        m_gatePlans.push_back(std::move(plan));
     }
 }
 
 namespace {
 
-// "prefix0", "prefix1", ... built once, so that a poll never formats a key.
-template <std::size_t N> std::array<QString, N> numberedKeys(const char *prefix)
+// "prefix0", "prefix1", ... as UTF-16 text in static storage (prefixes of four letters).
+template <std::size_t N> struct KeyTexts
+{
+    char16_t text[N][8] = {};
+    int size[N] = {};
+};
+
+template <std::size_t N> constexpr KeyTexts<N> numberedTexts(const char (&prefix)[5])
+{
+    KeyTexts<N> texts{};
+    for (std::size_t i = 0; i < N; ++i) {
+        int n = 0;
+        for (; n < 4; ++n)
+            texts.text[i][n] = char16_t(prefix[n]);
+        if (i >= 10)
+            texts.text[i][n++] = char16_t(u'0' + i / 10);
+        texts.text[i][n++] = char16_t(u'0' + i % 10);
+        texts.size[i] = n;
+    }
+    return texts;
+}
+
+constexpr auto kAxisKeyTexts = numberedTexts<InputProcessor::kAxisCount>("joy_");
+constexpr auto kButtonKeyTexts = numberedTexts<InputProcessor::kButtonCount>("but_");
+
+// Over static text a QString has no reference count, so putting a key in every batch costs no
+// atomic operation, and a batch kept by the host stays valid.
+template <std::size_t N> std::array<QString, N> numberedKeys(const KeyTexts<N> &texts)
 {
     std::array<QString, N> keys;
     for (std::size_t i = 0; i < N; ++i)
-        keys[i] = QLatin1String(prefix) + QString::number(i);
+        keys[i] =
+            QString::fromRawData(reinterpret_cast<const QChar *>(texts.text[i]), texts.size[i]);
     return keys;
 }
 
@@ -318,17 +425,25 @@ template <std::size_t N> const QString &keyAt(const std::array<QString, N> &keys
     return index >= 0 && std::size_t(index) < N ? keys[std::size_t(index)] : none;
 }
 
+quint32 pressedMask(const std::array<bool, InputProcessor::kButtonCount> &buttons)
+{
+    quint32 mask = 0;
+    for (int b = 0; b < InputProcessor::kButtonCount; ++b)
+        mask |= quint32(buttons[b]) << b;
+    return mask;
+}
+
 } // namespace
 
 const QString &InputProcessor::axisKey(int axis)
 {
-    static const auto keys = numberedKeys<kAxisCount>("joy_");
+    static const auto keys = numberedKeys(kAxisKeyTexts);
     return keyAt(keys, axis);
 }
 
 const QString &InputProcessor::buttonKey(int button)
 {
-    static const auto keys = numberedKeys<kButtonCount>("but_");
+    static const auto keys = numberedKeys(kButtonKeyTexts);
     return keyAt(keys, button);
 }
 
@@ -336,14 +451,17 @@ const QString &InputProcessor::buttonKey(int button)
 void InputProcessor::process(const JoystickReadings &readings,
                              const GamepadCalibration &calibration, qint64 nowMs, PollResult &out)
 {
+    if (!m_planned || !calibration.axes.isSharedWith(m_plannedCalibration.axes) ||
+        !calibration.buttons.isSharedWith(m_plannedCalibration.buttons) ||
+        !calibration.gates.isSharedWith(m_plannedCalibration.gates))
+        plan(calibration);
     out.clear();
-    processAxes(readings, calibration, out);
-    processGates(calibration, out);
-    processButtons(readings, calibration, nowMs, out);
+    processAxes(readings, out);
+    processGates(out);
+    processButtons(readings, nowMs, out);
 }
 
-void InputProcessor::processAxes(const JoystickReadings &readings,
-                                 const GamepadCalibration &calibration, PollResult &out)
+void InputProcessor::processAxes(const JoystickReadings &readings, PollResult &out)
 {
     for (int i = 0; i < kAxisCount; ++i) {
         m_axisPresent[i] = readings.axisPresent[i];
@@ -355,19 +473,18 @@ void InputProcessor::processAxes(const JoystickReadings &readings,
             out.rawAxesMoved = true;
         m_rawAxes[i] = raw;
 
-        const AxisSettings &settings =
-            i < calibration.axes.size() ? calibration.axes.at(i) : kDefaultAxis;
-        const AxisSample sample = evaluateAxis(raw, settings);
+        const AxisPlan &plan = m_axisPlans[i];
+        const AxisSample sample = evaluatePlanned(raw, plan);
         // Compared with the previous poll, not with the last published value.
         const bool publish = shouldPublishAxis(sample.value, sample.atRest, m_axes[i],
-                                               m_axisAtRest[i], settings.publishMode);
+                                               m_axisAtRest[i], plan.publishMode);
         m_axes[i] = sample.value;
         m_axisAtRest[i] = sample.atRest;
         if (!publish)
             continue;
 
         out.keys.append(axisKey(i));
-        out.values.append(sample.value);
+        out.values.emplaceBack(sample.value);
         out.axisEvents.append({i, sample.value});
         out.axisPublished = true;
         qCDebug(lcGamepadInputAxis).noquote()
@@ -376,51 +493,56 @@ void InputProcessor::processAxes(const JoystickReadings &readings,
     }
 }
 
-void InputProcessor::processGates(const GamepadCalibration &calibration, PollResult &out)
+void InputProcessor::processGates(PollResult &out)
 {
-    for (int index = 0; index < calibration.gates.size(); ++index) {
-        const GateSettings &gate = calibration.gates.at(index);
-        if (!isAxisIndex(gate.xAxis, kAxisCount) || !isAxisIndex(gate.yAxis, kAxisCount) ||
-            !m_axisPresent[gate.xAxis] || !m_axisPresent[gate.yAxis])
+    for (const GatePlan &gate : m_gatePlans) {
+        if (!gate.valid || !m_axisPresent[gate.xAxis] || !m_axisPresent[gate.yAxis])
             continue;
 
-        const bool wasInside = gateWasInside(index, gate.key.trimmed());
-        const GateSample sample = evaluateGate(gate, m_axes.data(), kAxisCount, wasInside);
-        if (!sample.valid)
-            continue;
-        if (sample.changed)
-            storeGateInside(sample.key, sample.inside);
-        if (!sample.emit)
+        GateState &state = m_gateStates[std::size_t(gate.state)];
+        double distance = 0.0;
+        const bool inside = insideAfter(gate, m_axes.data(), state.inside, &distance);
+        if (inside == state.inside)
+            continue; // unchanged: nothing stored, nothing published
+        state.inside = inside;
+        state.stored = true;
+        if (!(inside ? gate.emitOnEnter : gate.emitOnExit))
             continue;
 
-        out.keys.append(sample.key);
-        out.values.append(sample.value);
-        out.gateEvents.append({sample.key, sample.value});
+        const bool value = gate.invertOutput ? !inside : inside;
+        out.keys.append(gate.key);
+        out.values.emplaceBack(value);
+        out.gateEvents.append({gate.key, value});
         qCDebug(lcGamepadInputAxis).noquote()
-            << "Gamepad gate updated key=" << sample.key << "inside=" << sample.inside
-            << "value=" << sample.value << "distance=" << sample.distance;
+            << "Gamepad gate updated key=" << gate.key << "inside=" << inside << "value=" << value
+            << "distance=" << distance;
     }
 }
 
-void InputProcessor::processButtons(const JoystickReadings &readings,
-                                    const GamepadCalibration &calibration, qint64 nowMs,
-                                    PollResult &out)
+// Only the buttons that changed or have a repeat armed can do anything this poll.
+void InputProcessor::processButtons(const JoystickReadings &readings, qint64 nowMs, PollResult &out)
 {
-    for (int b = 0; b < kButtonCount; ++b) {
-        const ButtonSettings &settings =
-            b < calibration.buttons.size() ? calibration.buttons.at(b) : kDefaultButton;
-        const bool pressed = readings.buttons[b];
-        const ButtonStep step = stepButton(m_buttons[b], pressed, settings, nowMs);
+    const quint32 pressed = pressedMask(readings.buttons);
+    quint32 pending = (pressed ^ m_downMask) | m_armedMask;
+    while (pending) {
+        const int b = qCountTrailingZeroBits(pending);
+        pending &= pending - 1;
+        const quint32 bit = quint32(1) << b;
+        const bool down = pressed & bit;
+        ButtonState &state = m_buttons[b];
+        const ButtonStep step = stepButton(state, down, m_buttonPlans[b], nowMs);
+        m_downMask = state.down ? m_downMask | bit : m_downMask & ~bit;
+        m_armedMask = state.repeatArmed ? m_armedMask | bit : m_armedMask & ~bit;
         if (step.edge)
             out.buttonsChanged = true;
-        if (!step.emit)
+        if (!step.publish)
             continue;
 
         out.keys.append(buttonKey(b));
-        out.values.append(pressed);
-        out.buttonEvents.append({b, pressed});
+        out.values.emplaceBack(down);
+        out.buttonEvents.append({b, down});
         out.buttonsChanged = true;
         qCDebug(lcGamepadInputAxis).noquote() << "Gamepad button updated key=" << buttonKey(b)
-                                              << "pressed=" << pressed << "repeat=" << step.repeat;
+                                              << "pressed=" << down << "repeat=" << step.repeat;
     }
 }

@@ -29,7 +29,7 @@ struct GateSample
     bool inside = false;
     bool value = false;
     bool changed = false;
-    bool emit = false;
+    bool publish = false;
     double distance = 0.0;
 };
 
@@ -52,20 +52,63 @@ struct ButtonState
 
 struct ButtonStep
 {
-    bool edge = false; // the sampled state changed
-    bool emit = false; // an event (edge or repeat) is published
+    bool edge = false;    // the sampled state changed
+    bool publish = false; // an event (edge or repeat) is published
     bool repeat = false;
 };
 
 ButtonStep stepButton(ButtonState &state, bool pressed,
                       const GamepadCalibration::ButtonSettings &settings, qint64 nowMs);
 
+// An axis's settings with what does not depend on the reading worked out once, by the very
+// expressions a direct evaluation would use, so the results are the same to the bit.
+struct AxisPlan
+{
+    bool enabled = true;
+    bool trigger = false;
+    bool invert = false;
+    bool identityCurve = true; // exponent 1: no pow()
+    GamepadCalibration::AxisPublishMode publishMode =
+        GamepadCalibration::AxisPublishMode::ActiveOnly;
+    double exponent = 1.0;
+    double restRaw = 0.0;
+    double deadzoneRadius = 0.0;
+    double outputScale = 1.0;
+    double outputOffset = 0.0;
+    // Stick: where the travel beyond the dead zone starts on each side, and its length.
+    double upperStart = 0.0;
+    double upperSpan = 0.0;
+    double lowerStart = 0.0;
+    double lowerSpan = 0.0;
+    // Trigger: +1 or -1 towards activeRaw, start and length of the travel.
+    double direction = 1.0;
+    double triggerStart = 0.0;
+    double triggerSpan = 0.0;
+};
+
+// A gate's settings as the poll uses them: key trimmed, radius bounds worked out.
+struct GatePlan
+{
+    QString key;
+    bool valid = false; // a key and two axis indices in range
+    qint32 xAxis = 0;
+    qint32 yAxis = 0;
+    double centerX = 0.0;
+    double centerY = 0.0;
+    double enterRadius = 0.0;
+    double leaveRadius = 0.0; // radius + hysteresis
+    bool emitOnEnter = true;
+    bool emitOnExit = true;
+    bool invertOutput = false;
+    int state = -1; // InputProcessor's record for the key
+};
+
 // Raw readings of one poll of one controller.
 struct JoystickReadings
 {
-    std::array<bool, 8> axisPresent{};
-    std::array<double, 8> axes{}; // SFML's raw positions, -100..100
-    std::array<bool, 32> buttons{};
+    std::array<bool, kGamepadAxisCount> axisPresent{};
+    std::array<double, kGamepadAxisCount> axes{}; // SFML's raw positions, -100..100
+    std::array<bool, kGamepadButtonCount> buttons{};
 };
 
 // What one poll publishes, in publication order, and which notifications follow it.
@@ -101,12 +144,13 @@ struct PollResult
 
 // The runtime state of one controller between polls and the poll's evaluation order: axes, then
 // gates on the axes' output values, then buttons. The calibration given to process() must be
-// normalised; it is read, never stored.
+// normalised. It is planned once (see AxisPlan) and a copy is kept, so that another calibration
+// is recognised by its lists' shared data alone: any change to the caller's copy detaches it.
 class InputProcessor
 {
 public:
-    static constexpr int kAxisCount = 8;
-    static constexpr int kButtonCount = 32;
+    static constexpr int kAxisCount = kGamepadAxisCount;
+    static constexpr int kButtonCount = kGamepadButtonCount;
 
     InputProcessor();
 
@@ -123,34 +167,42 @@ public:
     const std::array<bool, kAxisCount> &axisPresent() const { return m_axisPresent; }
     const std::array<bool, kAxisCount> &axisAtRest() const { return m_axisAtRest; }
     const std::array<ButtonState, kButtonCount> &buttons() const { return m_buttons; }
-    const QHash<QString, bool> &gateInside() const { return m_gateInside; }
+    QHash<QString, bool> gateInside() const; // the gates that have a stored state
 
     // Published keys, built once: "joy_%1" and "but_%1".
     static const QString &axisKey(int axis);
     static const QString &buttonKey(int button);
 
 private:
-    void processAxes(const JoystickReadings &readings, const GamepadCalibration &calibration,
-                     PollResult &out);
-    void processGates(const GamepadCalibration &calibration, PollResult &out);
-    void processButtons(const JoystickReadings &readings, const GamepadCalibration &calibration,
-                        qint64 nowMs, PollResult &out);
-    bool gateWasInside(int index, const QString &key);
-    void storeGateInside(const QString &key, bool inside);
+    void processAxes(const JoystickReadings &readings, PollResult &out);
+    void processGates(PollResult &out);
+    void processButtons(const JoystickReadings &readings, qint64 nowMs, PollResult &out);
+    void plan(const GamepadCalibration &calibration);
+    int gateStateIndex(const QString &key);
 
     std::array<double, kAxisCount> m_axes{};
     std::array<double, kAxisCount> m_rawAxes{};
     std::array<bool, kAxisCount> m_axisPresent{};
     std::array<bool, kAxisCount> m_axisAtRest{};
     std::array<ButtonState, kButtonCount> m_buttons{};
-    QHash<QString, bool> m_gateInside; // absent key: not inside
+    // Bit b mirrors m_buttons[b].down and .repeatArmed: a poll where no button changed and none
+    // repeats leaves every button alone.
+    quint32 m_downMask = 0;
+    quint32 m_armedMask = 0;
 
-    // The state of each gate position as last looked up, mirroring m_gateInside, so that a
-    // steady poll compares keys instead of hashing them (the seeded string hash is costly).
-    struct GateSlot
+    // One record per gate key (gates may share one); a key without a stored state is not inside.
+    struct GateState
     {
         QString key;
+        bool stored = false;
         bool inside = false;
     };
-    std::vector<GateSlot> m_gateSlots;
+    std::vector<GateState> m_gateStates;
+    QHash<QString, int> m_gateStateIndex; // consulted when planning, never by a poll
+
+    bool m_planned = false;
+    GamepadCalibration m_plannedCalibration;
+    std::array<AxisPlan, kAxisCount> m_axisPlans{};
+    std::array<GamepadCalibration::ButtonSettings, kButtonCount> m_buttonPlans{};
+    std::vector<GatePlan> m_gatePlans;
 };

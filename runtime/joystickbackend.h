@@ -1,6 +1,10 @@
 #pragma once
 
+#include "gamepadcalibration.h"
+
 #include <QString>
+
+#include <array>
 
 // Name and USB ids a joystick reports; 0 means unknown.
 struct JoystickIdentification
@@ -17,8 +21,8 @@ class JoystickBackend
 {
 public:
     static constexpr int kMaxJoysticks = 8;
-    static constexpr int kMaxAxes = 8;
-    static constexpr int kMaxButtons = 32;
+    static constexpr int kMaxAxes = kGamepadAxisCount;
+    static constexpr int kMaxButtons = kGamepadButtonCount;
 
     virtual ~JoystickBackend() = default;
 
@@ -29,6 +33,11 @@ public:
     virtual bool hasAxis(int index, int axis) const = 0;
     virtual double axisPosition(int index, int axis) const = 0; // -100..100
     virtual bool isButtonPressed(int index, int button) const = 0;
+    // Every axis and button of one joystick, as one poll reads them; the position of an absent
+    // axis is left as it is. By default asked one by one through the three calls above.
+    virtual void readInputs(int index, std::array<bool, kMaxAxes> &axisPresent,
+                            std::array<double, kMaxAxes> &axes,
+                            std::array<bool, kMaxButtons> &buttons) const;
 
     // The platform delivers connection changes through a hidden window's event queue. openPump()
     // creates it (only where that is safe), pumpConnectionEvents() drains the queue and tells

@@ -15,6 +15,11 @@ bool validButton(int button)
     return button >= 0 && button < JoystickBackend::kMaxButtons;
 }
 
+double readablePosition(double position)
+{
+    return std::isnan(position) ? 0.0 : std::clamp(position, -100.0, 100.0);
+}
+
 } // namespace
 
 void VirtualJoystickBackend::connectController(int index,
@@ -29,44 +34,55 @@ void VirtualJoystickBackend::connectController(int index,
     controller.buttonCount = std::clamp(buttonCount, 0, kMaxButtons);
     for (int axis = 0; axis < kMaxAxes; ++axis)
         controller.axisPresent[axis] = (axisMask >> axis) & 1;
-    m_pending[index] = controller;
+    pending(index) = controller;
 }
 
 void VirtualJoystickBackend::disconnectController(int index)
 {
     // Like SFML, an unplugged joystick forgets its identification and its state.
     if (validIndex(index))
-        m_pending[index] = Controller();
+        pending(index) = Controller();
 }
 
 void VirtualJoystickBackend::setAxis(int index, int axis, double position)
 {
     if (validIndex(index) && validAxis(axis))
-        m_pending[index].axes[axis] = position;
+        pending(index).axes[axis] = position;
 }
 
 void VirtualJoystickBackend::setAxisPresent(int index, int axis, bool present)
 {
     if (validIndex(index) && validAxis(axis))
-        m_pending[index].axisPresent[axis] = present;
+        pending(index).axisPresent[axis] = present;
 }
 
 void VirtualJoystickBackend::setButton(int index, int button, bool pressed)
 {
     if (validIndex(index) && validButton(button))
-        m_pending[index].buttons[button] = pressed;
+        pending(index).buttons[button] = pressed;
 }
 
 void VirtualJoystickBackend::setIdentification(int index,
                                                const JoystickIdentification &identification)
 {
     if (validIndex(index))
-        m_pending[index].identification = identification;
+        pending(index).identification = identification;
 }
 
+VirtualJoystickBackend::Controller &VirtualJoystickBackend::pending(int index)
+{
+    m_changed[index] = true;
+    return m_pending[index];
+}
+
+// Only what the script touched is copied: every device poll updates all eight controllers.
 void VirtualJoystickBackend::update()
 {
-    m_current = m_pending;
+    for (int index = 0; index < kMaxJoysticks; ++index) {
+        if (m_changed[index])
+            m_current[index] = m_pending[index];
+        m_changed[index] = false;
+    }
     ++m_updateCount;
 }
 
@@ -94,13 +110,30 @@ double VirtualJoystickBackend::axisPosition(int index, int axis) const
 {
     if (!isConnected(index) || !validAxis(axis))
         return 0.0;
-    const double position = m_current[index].axes[axis];
-    return std::isnan(position) ? 0.0 : std::clamp(position, -100.0, 100.0);
+    return readablePosition(m_current[index].axes[axis]);
 }
 
 bool VirtualJoystickBackend::isButtonPressed(int index, int button) const
 {
     return isConnected(index) && validButton(button) && m_current[index].buttons[button];
+}
+
+void VirtualJoystickBackend::readInputs(int index, std::array<bool, kMaxAxes> &axisPresent,
+                                        std::array<double, kMaxAxes> &axes,
+                                        std::array<bool, kMaxButtons> &buttons) const
+{
+    if (!isConnected(index)) {
+        axisPresent.fill(false);
+        buttons.fill(false);
+        return;
+    }
+    const Controller &controller = m_current[index];
+    axisPresent = controller.axisPresent;
+    for (int axis = 0; axis < kMaxAxes; ++axis) {
+        if (axisPresent[axis])
+            axes[axis] = readablePosition(controller.axes[axis]);
+    }
+    buttons = controller.buttons;
 }
 
 bool VirtualJoystickBackend::pumpConnectionEvents()

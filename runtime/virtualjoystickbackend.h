@@ -37,6 +37,9 @@ public:
     bool hasAxis(int index, int axis) const override;
     double axisPosition(int index, int axis) const override;
     bool isButtonPressed(int index, int button) const override;
+    void readInputs(int index, std::array<bool, kMaxAxes> &axisPresent,
+                    std::array<double, kMaxAxes> &axes,
+                    std::array<bool, kMaxButtons> &buttons) const override;
 
     void openPump() override { m_pumpOpen = true; }
     bool pumpConnectionEvents() override;
@@ -45,9 +48,11 @@ public:
 
 private:
     static bool validIndex(int index) { return index >= 0 && index < kMaxJoysticks; }
+    Controller &pending(int index); // marks the controller for the next update()
 
     std::array<Controller, kMaxJoysticks> m_pending{};
     std::array<Controller, kMaxJoysticks> m_current{};
+    std::array<bool, kMaxJoysticks> m_changed{}; // pending differs from current
     std::array<bool, kMaxJoysticks> m_pumpSeen{};
     bool m_pumpOpen = false;
     int m_updateCount = 0;

@@ -22,7 +22,6 @@ struct ResolvedCalibration
 };
 
 inline const QString kBaseCalibrationFolder = QStringLiteral("_deviceCalibration");
-inline const QString kDefaultOverrideFile = QStringLiteral("calibration.override.json");
 
 // Lower-cased device name reduced to letters, digits and single underscores, at most 64 characters.
 QString sanitizedDeviceName(const QString &name);

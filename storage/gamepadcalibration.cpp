@@ -406,7 +406,7 @@ QJsonObject calibrationToJson(const GamepadCalibration &calibration,
                               const GamepadDeviceIdentity &identity, const QString &profileId)
 {
     const GamepadCalibration c =
-        normalizeCalibration(calibration, kCalibrationFileAxisCount, kCalibrationFileButtonCount);
+        normalizeCalibration(calibration, kGamepadAxisCount, kGamepadButtonCount);
     QJsonArray axes, buttons, gates;
     for (const auto &axis : c.axes)
         axes.append(axisToJson(axis));

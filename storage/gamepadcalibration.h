@@ -91,9 +91,10 @@ struct GamepadDeviceIdentity
     quint32 productId = 0;
 };
 
-// Axis and button capacities of the joystick layer: every calibration file carries this many.
-constexpr int kCalibrationFileAxisCount = 8;
-constexpr int kCalibrationFileButtonCount = 32;
+// The fixed capacities of the joystick layer (SFML's axes and buttons): a controller is read with
+// this many, the runtime processes this many and every calibration file carries this many.
+constexpr int kGamepadAxisCount = 8;
+constexpr int kGamepadButtonCount = 32;
 
 // The key a gate gets by default at position index ("gate_%1"; a negative index counts as 0).
 QString defaultGateKey(int index);

@@ -15,10 +15,6 @@ namespace {
 
 const QString kMetaType = QStringLiteral("GamepadDefinderMeta");
 const QString kDefaultName = QStringLiteral("Gamepad");
-const QString kDefaultImage = QStringLiteral("image.png");
-const QString kDefaultOverlay = QStringLiteral("overlay.json");
-const QString kDefaultConfig = QStringLiteral("configActionGamepad.json");
-const QString kDefaultOverride = QStringLiteral("calibration.override.json");
 const QStringList kKnownKeys = {
     "type",        "version",         "id",         "name",        "image",
     "overlayFile", "config",          "deviceName", "deviceNames", "createdAt",
@@ -122,10 +118,12 @@ GamepadProfileMeta profileMetaFromJson(const QJsonObject &object, const QString 
     meta.id = QUuid::fromString(object.value(QStringLiteral("id")).toString().trimmed());
     meta.name = nameOrDefault(object.value(QStringLiteral("name")).toString());
     meta.folder = folder.isEmpty() ? QString() : QDir::cleanPath(folder);
-    meta.imageFile = fileNameOr(object.value(QStringLiteral("image")).toString(), kDefaultImage);
+    meta.imageFile =
+        fileNameOr(object.value(QStringLiteral("image")).toString(), kDefaultProfileImageFile);
     meta.overlayFile =
-        fileNameOr(object.value(QStringLiteral("overlayFile")).toString(), kDefaultOverlay);
-    meta.configFile = fileNameOr(object.value(QStringLiteral("config")).toString(), kDefaultConfig);
+        fileNameOr(object.value(QStringLiteral("overlayFile")).toString(), kDefaultOverlayFile);
+    meta.configFile =
+        fileNameOr(object.value(QStringLiteral("config")).toString(), kDefaultMappingFile);
     meta.deviceNames = readDeviceNames(object);
     meta.createdAt = object.value(QStringLiteral("createdAt")).toString();
     meta.modifiedAt = object.value(QStringLiteral("modifiedAt")).toString();
@@ -151,9 +149,9 @@ QJsonObject profileMetaToJson(const GamepadProfileMeta &meta)
         {QStringLiteral("version"), kProfileMetaVersion},
         {QStringLiteral("id"), meta.id.toString(QUuid::WithoutBraces)},
         {QStringLiteral("name"), nameOrDefault(meta.name)},
-        {QStringLiteral("image"), fileNameOr(meta.imageFile, kDefaultImage)},
-        {QStringLiteral("overlayFile"), fileNameOr(meta.overlayFile, kDefaultOverlay)},
-        {QStringLiteral("config"), fileNameOr(meta.configFile, kDefaultConfig)},
+        {QStringLiteral("image"), fileNameOr(meta.imageFile, kDefaultProfileImageFile)},
+        {QStringLiteral("overlayFile"), fileNameOr(meta.overlayFile, kDefaultOverlayFile)},
+        {QStringLiteral("config"), fileNameOr(meta.configFile, kDefaultMappingFile)},
         {QStringLiteral("deviceName"), meta.deviceNames.value(0)},
         {QStringLiteral("deviceNames"), QJsonArray::fromStringList(meta.deviceNames)},
         {QStringLiteral("createdAt"), meta.createdAt},
@@ -167,7 +165,7 @@ QJsonObject profileMetaToJson(const GamepadProfileMeta &meta)
     if (mode == QLatin1String("override")) {
         const QString file = meta.calibrationOverrideFile.trimmed();
         object.insert(QStringLiteral("calibrationOverrideFile"),
-                      file.isEmpty() ? kDefaultOverride : file);
+                      file.isEmpty() ? kDefaultOverrideFile : file);
     }
     return object;
 }
@@ -176,10 +174,10 @@ bool readProfileMeta(const QString &folder, GamepadProfileMeta *out, QString *er
 {
     if (folder.trimmed().isEmpty()) {
         if (error)
-            *error = editorJsonMessages().cannotOpen.arg(QStringLiteral("meta.json"));
+            *error = editorJsonMessages().cannotOpen.arg(kProfileMetaFileName);
         return false;
     }
-    const QString path = QDir::cleanPath(folder + QStringLiteral("/meta.json"));
+    const QString path = QDir::cleanPath(folder + u'/' + kProfileMetaFileName);
     QJsonObject object;
     if (!readJsonObjectFile(path, &object, error))
         return false;
@@ -206,11 +204,12 @@ bool writeProfileMeta(GamepadProfileMeta *meta, QString *error, const QDateTime 
         stamped.createdAt = now;
     stamped.modifiedAt = now;
     // A "meta.json" that is a symbolic link is refused, not followed.
-    const QString path = containedFilePath(stamped.folder, QStringLiteral("meta.json"));
+    const QString path = containedFilePath(stamped.folder, kProfileMetaFileName);
     if (path.isEmpty()) {
         if (error)
             *error = QStringLiteral("%1 (%2)").arg(
-                editorJsonMessages().cannotWrite.arg(QDir(stamped.folder).filePath("meta.json")),
+                editorJsonMessages().cannotWrite.arg(
+                    QDir(stamped.folder).filePath(kProfileMetaFileName)),
                 qt_error_string(stamped.folder.isEmpty() ? ENOENT : ELOOP));
         return false;
     }

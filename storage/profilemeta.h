@@ -15,9 +15,9 @@ struct GamepadProfileMeta
     QUuid id; // null: the folder holds no valid id and the editor treats the profile as new
     QString name = QStringLiteral("Gamepad");
     QString folder;
-    QString imageFile = QStringLiteral("image.png");
-    QString overlayFile = QStringLiteral("overlay.json");
-    QString configFile = QStringLiteral("configActionGamepad.json");
+    QString imageFile = kDefaultProfileImageFile;
+    QString overlayFile = kDefaultOverlayFile;
+    QString configFile = kDefaultMappingFile;
     QStringList deviceNames;
     QString createdAt;
     QString modifiedAt;

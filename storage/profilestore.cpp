@@ -210,7 +210,7 @@ GamepadProfileInfo readProfileInfo(const QString &folder)
         return {};
     const QString cleanFolder = QDir::cleanPath(folder);
     QJsonObject object;
-    if (!readJsonObjectFile(cleanFolder + QStringLiteral("/meta.json"), &object, nullptr))
+    if (!readJsonObjectFile(cleanFolder + u'/' + kProfileMetaFileName, &object, nullptr))
         return {};
     if (object.value(QStringLiteral("type")).toString() != QLatin1String("GamepadDefinderMeta"))
         return {};

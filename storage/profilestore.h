@@ -11,6 +11,14 @@
 
 enum class GamepadProfileKind { User = 0, Shared = 1 };
 
+// The files of a profile folder: its metadata file, and the names the metadata gives the others
+// when it names none.
+inline const QString kProfileMetaFileName = QStringLiteral("meta.json");
+inline const QString kDefaultProfileImageFile = QStringLiteral("image.png");
+inline const QString kDefaultOverlayFile = QStringLiteral("overlay.json");
+inline const QString kDefaultMappingFile = QStringLiteral("configActionGamepad.json");
+inline const QString kDefaultOverrideFile = QStringLiteral("calibration.override.json");
+
 // "kx.currentLogin", trimmed and lower-cased; empty when absent or without an application object.
 QString currentLogin();
 // "kx.canEditSharedGamepads"; false when absent or without an application object.

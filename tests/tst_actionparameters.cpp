@@ -23,7 +23,7 @@ class TestActionParameters : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void textToValue_data()
     {
         QTest::addColumn<QString>("text");

@@ -33,7 +33,7 @@ class TestActionToolBox : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void init()
     {
         m_parent = new QWidget;

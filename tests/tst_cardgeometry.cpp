@@ -8,7 +8,7 @@ class TestCardGeometry : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     // A 60 px strip holds (60 + 8) / 28 = 2 chips of 20 x 20, centred, then one for the rest.
     void chipLayout_data()
     {

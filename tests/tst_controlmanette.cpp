@@ -6,7 +6,7 @@
 
 #include <memory>
 
-class tst_ControlManette : public QObject
+class TestControlManette : public QObject
 {
     Q_OBJECT
 private slots:
@@ -164,5 +164,5 @@ private:
     std::unique_ptr<ControlManette> m_pad;
 };
 
-QTEST_GUILESS_MAIN(tst_ControlManette)
+QTEST_GUILESS_MAIN(TestControlManette)
 #include "tst_controlmanette.moc"

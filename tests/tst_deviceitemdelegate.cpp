@@ -73,7 +73,7 @@ class TestDeviceItemDelegate : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void leftRelease_data()
     {
         QTest::addColumn<QString>("card"); // a released left click on three profiles, unless named

@@ -21,7 +21,7 @@ QList<DeviceRegistryEntry> seenAt(const QList<double> &times, bool selected = fa
 
 } // namespace
 
-class tst_DeviceRegistry : public QObject
+class TestDeviceRegistry : public QObject
 {
     Q_OBJECT
 private slots:
@@ -101,5 +101,5 @@ private:
     QTemporaryDir m_home;
 };
 
-QTEST_GUILESS_MAIN(tst_DeviceRegistry)
+QTEST_GUILESS_MAIN(TestDeviceRegistry)
 #include "tst_deviceregistry.moc"

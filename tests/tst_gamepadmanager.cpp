@@ -10,7 +10,7 @@ static void flushDeletes()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-class tst_GamepadManager : public QObject
+class TestGamepadManager : public QObject
 {
     Q_OBJECT
 private slots:
@@ -72,5 +72,5 @@ private:
     QStringList m_events; // the manager's signals in the order they arrived
 };
 
-QTEST_GUILESS_MAIN(tst_GamepadManager)
+QTEST_GUILESS_MAIN(TestGamepadManager)
 #include "tst_gamepadmanager.moc"

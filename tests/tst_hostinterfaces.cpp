@@ -32,7 +32,7 @@ void verifyFollowQObjectInOrder(QList<qptrdiff> offsets)
 
 } // namespace
 
-class tst_HostInterfaces : public QObject
+class TestHostInterfaces : public QObject
 {
     Q_OBJECT
 private slots:
@@ -55,5 +55,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_HostInterfaces)
+QTEST_GUILESS_MAIN(TestHostInterfaces)
 #include "tst_hostinterfaces.moc"

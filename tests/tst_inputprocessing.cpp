@@ -128,7 +128,7 @@ private slots:
             const bool pressed =
                 std::count_if(toggles.begin(), toggles.end(), [&](int t) { return t <= now; }) % 2;
             const ButtonStep step = stepButton(state, pressed, settings, now);
-            if (step.emit)
+            if (step.publish)
                 emitted << QString::number(now) + (pressed ? "+" : "-") + (step.repeat ? "r" : "");
         }
         QCOMPARE(emitted.join(' '), events);

@@ -24,7 +24,7 @@ class TestInteractiveOverlay : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void init()
     {
         m_overlay = new InteractiveOverlay;

@@ -32,7 +32,7 @@ QByteArray sample()
 
 } // namespace
 
-class tst_MonitorCore : public QObject
+class TestMonitorCore : public QObject
 {
     Q_OBJECT
 private slots:
@@ -156,5 +156,5 @@ private:
     QTemporaryDir m_home;
 };
 
-QTEST_GUILESS_MAIN(tst_MonitorCore)
+QTEST_GUILESS_MAIN(TestMonitorCore)
 #include "tst_monitorcore.moc"

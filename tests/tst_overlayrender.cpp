@@ -8,7 +8,7 @@ class TestOverlayRender : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void refusedDocuments()
     {
         QString text;

@@ -8,7 +8,7 @@ class TestPastilleGeometry : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void resize_data()
     {
         QTest::addColumn<ElementKind>("kind");

@@ -24,7 +24,7 @@ class TestTouchArea : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void init()
     {
         m_parent = new QWidget;

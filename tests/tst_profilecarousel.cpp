@@ -1,0 +1,83 @@
+#include "profilecarousel.h"
+
+#include <QtTest>
+
+static CatalogProfile profile(const QString &name, const QString &device, quint32 vendor = 0,
+                              quint32 product = 0)
+{
+    CatalogProfile profile;
+    profile.info.id = QUuid::createUuid();
+    profile.info.name = name;
+    profile.info.deviceNames = QStringList{device};
+    profile.vendorId = vendor;
+    profile.productId = product;
+    return profile;
+}
+
+class TestProfileCarousel : public QObject
+{
+    Q_OBJECT
+    // P1, P2 (by name) and P3 (by USB ids) are made for "Test Pad", P4 is not.
+    const QList<CatalogProfile> m_catalog{profile("P1", "Test Pad"), profile("P2", "TEST PAD"),
+                                          profile("P3", "", 0x45e, 0x28e),
+                                          profile("P4", "Other Pad")};
+
+private slots:
+    void candidates_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<uint>("vendor");
+        QTest::addColumn<uint>("product");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("name, any case, trimmed")
+            << " test pad " << 0u << 0u << QStringList{"P1", "P2"};
+        QTest::newRow("model only") << "" << 0x45eu << 0x28eu << QStringList{"P3"};
+        QTest::newRow("half a model") << "Pad" << 0x45eu << 0u << QStringList{};
+    }
+
+    void candidates()
+    {
+        QFETCH(QString, name);
+        QFETCH(uint, vendor);
+        QFETCH(uint, product);
+        QFETCH(QStringList, expected);
+        const ProfileCarousel carousel(m_catalog, name, vendor, product);
+        QStringList names;
+        for (const GamepadProfileInfo &profile : carousel.profiles())
+            names << profile.name;
+        QCOMPARE(names, expected);
+        QCOMPARE(carousel.isShown(), expected.size() > 1);
+        QCOMPARE(carousel.step(QUuid(), 1).isNull(), expected.isEmpty());
+    }
+
+    void step_data()
+    {
+        QTest::addColumn<int>("start"); // one-based position bound; 0 none, -1 not a candidate
+        QTest::addColumn<int>("delta");
+        QTest::addColumn<int>("position"); // of the result; 0 when there is none
+        QTest::newRow("+1") << 2 << 1 << 3;
+        QTest::newRow("-1") << 2 << -1 << 1;
+        QTest::newRow("+4") << 2 << 4 << 3;
+        QTest::newRow("-4") << 1 << -4 << 3;
+        QTest::newRow("wraps forward") << 3 << 1 << 1;
+        QTest::newRow("0") << 2 << 0 << 0;
+        QTest::newRow("none bound, forward") << 0 << 1 << 1;
+        QTest::newRow("none bound, backward") << 0 << -1 << 3;
+        QTest::newRow("not a candidate, forward") << -1 << 1 << 1;
+    }
+
+    void step()
+    {
+        QFETCH(int, start);
+        QFETCH(int, delta);
+        QFETCH(int, position);
+        const ProfileCarousel carousel(m_catalog, "Test Pad", 0x45e, 0x28e);
+        const QUuid current = m_catalog.at(start > 0 ? start - 1 : 3).info.id;
+        QCOMPARE(carousel.position(start == 0 ? QUuid() : current), qMax(start, 0));
+        QCOMPARE(carousel.position(carousel.step(start == 0 ? QUuid() : current, delta).id),
+                 position);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestProfileCarousel)
+#include "tst_profilecarousel.moc"
