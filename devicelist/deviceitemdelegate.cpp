@@ -18,6 +18,9 @@
 #include <QRadialGradient>
 #include <QToolTip>
 
+// The cards read the device list roles by these names.
+using namespace DeviceModelRoles;
+
 // The icons live in a resource object that may sit inside a static archive; naming its
 // initialiser here pulls it in and registers it (registering twice is harmless).
 static void registerGamepadResources()
@@ -82,17 +85,15 @@ void DeviceItemDelegate::resolveRoles(const QAbstractItemModel *model) const
 {
     if (m_rolesResolved || !model)
         return;
-    // The card fields are the device list roles, in the same order.
-    static_assert(FieldCount == DeviceModelRoles::kCount, "one card field per device list role");
     const QHash<int, QByteArray> names = model->roleNames();
-    for (int i = 0; i < FieldCount; ++i)
-        m_roles[i] = names.key(QByteArray(DeviceModelRoles::kRoleNames[i].name), -1);
+    for (const DeviceModelRoles::RoleName &role : DeviceModelRoles::kRoleNames)
+        m_roles[role.role - DeviceModelRoles::Usn] = names.key(QByteArray(role.name), -1);
     m_rolesResolved = true;
 }
 
-QVariant DeviceItemDelegate::field(const QModelIndex &index, Field which) const
+QVariant DeviceItemDelegate::field(const QModelIndex &index, DeviceModelRoles::Role which) const
 {
-    const int role = m_roles[which];
+    const int role = modelRole(which);
     if (role < 0 || !index.isValid())
         return QVariant();
     return index.data(role);
@@ -403,11 +404,11 @@ bool DeviceItemDelegate::handleLeftRelease(const QPoint &pos, QAbstractItemModel
             return true;
         }
     }
-    if (m_roles[Selected] < 0 || !model)
+    if (modelRole(Selected) < 0 || !model)
         return false;
     // A model that takes the change reports it itself; the signal is only the fallback.
     const bool wanted = !field(index, Selected).toBool();
-    if (!model->setData(index, wanted, m_roles[Selected]))
+    if (!model->setData(index, wanted, modelRole(Selected)))
         Q_EMIT toggledSelect(usn, wanted);
     return true;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "devicemodelroles.h"
+
 #include <QStyledItemDelegate>
 
 #include <array>
@@ -41,29 +43,13 @@ signals:
     void cycleProfile(QString usn, int delta);
 
 private:
-    // The model roles the cards read, looked up by name once.
-    enum Field {
-        Usn,
-        Name,
-        Ip,
-        Selected,
-        IsConnected,
-        VideoInterfaces,
-        Json,
-        Product,
-        Image,
-        ModelString,
-        LinkState,
-        ActiveProfileId,
-        ActiveProfileName,
-        ActiveProfilePosition,
-        ProfileCount,
-        HasProfileCarousel,
-        FieldCount
-    };
-
     void resolveRoles(const QAbstractItemModel *model) const;
-    QVariant field(const QModelIndex &index, Field which) const;
+    // The value of a device list role, found in the painted model by its name.
+    QVariant field(const QModelIndex &index, DeviceModelRoles::Role which) const;
+    int modelRole(DeviceModelRoles::Role which) const
+    {
+        return m_roles[which - DeviceModelRoles::Usn];
+    }
     bool carouselShown(const QModelIndex &index) const;
     bool handleLeftRelease(const QPoint &pos, QAbstractItemModel *model,
                            const QStyleOptionViewItem &option, const QModelIndex &index);
@@ -89,5 +75,6 @@ private:
     QString m_disconnectedIcon;
 
     mutable bool m_rolesResolved = false;
-    mutable std::array<int, FieldCount> m_roles{};
+    mutable std::array<int, DeviceModelRoles::kCount>
+        m_roles{}; // the model's numbers, -1 when absent
 };
