@@ -12,18 +12,18 @@ void DeviceRows::clear()
     m_entries.clear();
 }
 
-void DeviceRows::append(const QString &usn, const DeviceEntry &entry)
+void DeviceRows::addRow(const QString &usn, const DeviceEntry &entry)
 {
     m_usns.append(usn);
     m_entries.insert(usn, entry);
 }
 
-void DeviceRows::removeAt(int row)
+void DeviceRows::removeRow(int row)
 {
     m_entries.remove(m_usns.takeAt(row));
 }
 
-bool DeviceRows::rename(int row, const QString &usn)
+bool DeviceRows::renameRow(int row, const QString &usn)
 {
     if (m_usns.at(row) == usn)
         return false;
@@ -36,7 +36,7 @@ int DeviceRows::rememberedRow(const ControlManette &device, const QString &slot)
 {
     int found = -1;
     for (int row = 0; row < count(); ++row) {
-        if (!at(row).remembers(device))
+        if (!entry(row).remembers(device))
             continue;
         if (m_usns.at(row) == slot)
             return row;
@@ -48,7 +48,7 @@ int DeviceRows::rememberedRow(const ControlManette &device, const QString &slot)
 
 QString DeviceRows::freeIdentityKey(int row) const
 {
-    const QString base = at(row).identityKey();
+    const QString base = entry(row).identityKey();
     QString key = base;
     for (int n = 2; m_entries.contains(key); ++n)
         key = base + QStringLiteral("#%1").arg(n);
@@ -59,7 +59,8 @@ int DeviceRows::oldestAbsentRow() const
 {
     int oldest = -1;
     for (int row = 0; row < count(); ++row)
-        if (!at(row).device() && (oldest < 0 || at(row).lastSeen() < at(oldest).lastSeen()))
+        if (!entry(row).device() &&
+            (oldest < 0 || entry(row).lastSeen() < entry(oldest).lastSeen()))
             oldest = row;
     return oldest;
 }
@@ -68,7 +69,7 @@ int DeviceRows::lastSeenSelectedRow() const
 {
     int kept = -1;
     for (int row = 0; row < count(); ++row)
-        if (at(row).isSelected() && (kept < 0 || at(row).lastSeen() > at(kept).lastSeen()))
+        if (entry(row).isSelected() && (kept < 0 || entry(row).lastSeen() > entry(kept).lastSeen()))
             kept = row;
     return kept;
 }

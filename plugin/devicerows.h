@@ -12,21 +12,21 @@ class DeviceRows
 {
 public:
     int count() const { return int(m_usns.size()); }
-    bool isValid(int row) const { return row >= 0 && row < count(); }
+    bool hasRow(int row) const { return row >= 0 && row < count(); }
     int indexOf(const QString &usn) const { return int(m_usns.indexOf(usn)); }
     bool contains(const QString &usn) const { return m_entries.contains(usn); }
     const QStringList &usns() const { return m_usns; }
     QString usnAt(int row) const { return m_usns.at(row); }
-    DeviceEntry &at(int row) { return m_entries[m_usns.at(row)]; }
-    const DeviceEntry &at(int row) const { return *m_entries.constFind(m_usns.at(row)); }
+    DeviceEntry &entry(int row) { return m_entries[m_usns.at(row)]; }
+    const DeviceEntry &entry(int row) const { return *m_entries.constFind(m_usns.at(row)); }
     // The live controller of the row `usn`, null when there is none.
     const ControlManette *deviceOf(const QString &usn) const;
 
     void clear();
-    void append(const QString &usn, const DeviceEntry &entry = DeviceEntry());
-    void removeAt(int row);
+    void addRow(const QString &usn, const DeviceEntry &entry = DeviceEntry());
+    void removeRow(int row);
     // False when the row already has that identifier.
-    bool rename(int row, const QString &usn);
+    bool renameRow(int row, const QString &usn);
 
     // The absent row remembered for the controller's identity; the one of `slot` when several
     // are; -1 when none is.

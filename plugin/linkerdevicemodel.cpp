@@ -43,7 +43,7 @@ int LinkerDeviceModel::rowCount(const QModelIndex &parent) const
 
 QVariant LinkerDeviceModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || !m_rows.isValid(index.row()))
+    if (!index.isValid() || !m_rows.hasRow(index.row()))
         return {};
     const DeviceEntry &entry = entryAt(index.row());
     const QUuid activeId = QUuid::fromString(entry.activeProfileId());
@@ -88,7 +88,7 @@ QVariant LinkerDeviceModel::data(const QModelIndex &index, int role) const
 
 bool LinkerDeviceModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    if (!index.isValid() || !m_rows.isValid(index.row()))
+    if (!index.isValid() || !m_rows.hasRow(index.row()))
         return false;
     switch (role) {
     case NameRole:
@@ -230,7 +230,7 @@ int LinkerDeviceModel::indexOfUsn(QString usn) const
 
 QString LinkerDeviceModel::usnForRow(int row) const
 {
-    return m_rows.isValid(row) ? m_rows.usnAt(row) : QString();
+    return m_rows.hasRow(row) ? m_rows.usnAt(row) : QString();
 }
 
 bool LinkerDeviceModel::isSelected(QString usn) const
@@ -294,7 +294,7 @@ bool LinkerDeviceModel::setActiveProfile(QString usn, QString profileId)
 
 QObject *LinkerDeviceModel::interfaceForRow(int row) const
 {
-    return m_rows.isValid(row) ? entryAt(row).device() : nullptr;
+    return m_rows.hasRow(row) ? entryAt(row).device() : nullptr;
 }
 
 // ---- Rows and registry ----
@@ -310,7 +310,7 @@ void LinkerDeviceModel::loadRegistry()
             continue;
         DeviceEntry entry(remembered.kv);
         entry.refreshCarousel(catalog);
-        m_rows.append(remembered.usn, entry);
+        m_rows.addRow(remembered.usn, entry);
     }
     endResetModel();
     Q_EMIT countChanged();
@@ -339,7 +339,7 @@ void LinkerDeviceModel::saveRegistry()
 void LinkerDeviceModel::removeEntryRow(int row)
 {
     beginRemoveRows(QModelIndex(), row, row);
-    m_rows.removeAt(row);
+    m_rows.removeRow(row);
     endRemoveRows();
     Q_EMIT countChanged();
 }
@@ -359,7 +359,7 @@ void LinkerDeviceModel::makeRoomForOneRow()
 void LinkerDeviceModel::appendEntry(const QString &usn)
 {
     beginInsertRows(QModelIndex(), count(), count());
-    m_rows.append(usn);
+    m_rows.addRow(usn);
     endInsertRows();
     Q_EMIT countChanged();
 }
@@ -425,7 +425,7 @@ bool LinkerDeviceModel::attachLiveDevices(const QList<ControlManette *> &live)
 
 void LinkerDeviceModel::renameRow(int row, const QString &usn)
 {
-    if (m_rows.rename(row, usn))
+    if (m_rows.renameRow(row, usn))
         emitRowChanged(row, {UsnRole});
 }
 

@@ -114,8 +114,8 @@ private:
     void appendEntry(const QString &usn);
     void removeEntryRow(int row);
     void makeRoomForOneRow();
-    DeviceEntry &entryAt(int row) { return m_rows.at(row); }
-    const DeviceEntry &entryAt(int row) const { return m_rows.at(row); }
+    DeviceEntry &entryAt(int row) { return m_rows.entry(row); }
+    const DeviceEntry &entryAt(int row) const { return m_rows.entry(row); }
     void emitRowChanged(int row, const QList<int> &roles);
 
     // Live devices.

@@ -284,7 +284,7 @@ void ControlManette::publish(const PollResult &result)
         for (const auto &e : result.buttonEvents)
             Q_EMIT buttonChanged(e.button, e.pressed);
     }
-    if (!result.isEmpty()) {
+    if (!result.publishesNothing()) {
         Q_EMIT dataChanged(0, 1, result.keys, result.values);
         Q_EMIT dataChanged(kGamepadName, kGamepadName, result.keys, result.values);
     }

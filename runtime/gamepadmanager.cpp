@@ -15,7 +15,7 @@ bool sameObjects(const GamepadList &a, const GamepadList &b)
     if (a.size() != b.size())
         return false;
     for (int i = 0; i < a.size(); ++i) {
-        if (a.at(i).data() != b.at(i).data())
+        if (a.at(i).get() != b.at(i).get())
             return false;
     }
     return true;
@@ -108,7 +108,7 @@ void GamepadManager::discoverDevices()
     }
 
     for (int i = 0; i < working.size();) {
-        ControlManette *device = working.at(i).data();
+        ControlManette *device = working.at(i).get();
         if (device && joysticks.isConnected(device->deviceId())) {
             ++i;
             continue;

@@ -501,7 +501,7 @@ void InputProcessor::processGates(PollResult &out)
 
         GateState &state = m_gateStates[std::size_t(gate.state)];
         double distance = 0.0;
-        const bool inside = insideAfter(gate, m_axes.data(), state.inside, &distance);
+        const bool inside = insideAfter(gate, &m_axes[0], state.inside, &distance);
         if (inside == state.inside)
             continue; // unchanged: nothing stored, nothing published
         state.inside = inside;

@@ -139,7 +139,7 @@ struct PollResult
     bool buttonsChanged = false;
 
     void clear(); // keeps the capacity of the lists
-    bool isEmpty() const { return keys.isEmpty(); }
+    bool publishesNothing() const { return keys.isEmpty(); }
 };
 
 // The runtime state of one controller between polls and the poll's evaluation order: axes, then

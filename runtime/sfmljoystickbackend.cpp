@@ -32,7 +32,7 @@ sf::Joystick::Axis sfmlAxis(int axis)
 QString toQString(const sf::String &text)
 {
     const auto utf8 = text.toUtf8();
-    return QString::fromUtf8(reinterpret_cast<const char *>(utf8.data()),
+    return QString::fromUtf8(reinterpret_cast<const char *>(utf8.c_str()),
                              static_cast<qsizetype>(utf8.size()));
 }
 

@@ -152,7 +152,7 @@ bool readOpenedFile(int fd, qint64 maxBytes, QByteArray *out)
     QByteArray bytes(qsizetype(info.st_size), Qt::Uninitialized);
     qsizetype done = 0;
     while (done < bytes.size()) {
-        const ssize_t count = ::read(fd, bytes.data() + done, size_t(bytes.size() - done));
+        const ssize_t count = ::read(fd, bytes.begin() + done, size_t(bytes.size() - done));
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -187,10 +187,10 @@ QString containedFilePath(const QString &folder, const QString &name)
     QString path = QDir::cleanPath(folder);
     for (const QString &part : parts) {
         path += QLatin1Char('/') + part;
-        const QFileInfo info(path);
-        if (info.isSymLink())
+        const QFileInfo step(path);
+        if (step.isSymLink())
             return QString();
-        if (!info.exists())
+        if (!step.exists())
             break;
     }
     return QDir::cleanPath(folder + QLatin1Char('/') + name);

@@ -128,7 +128,7 @@ bool copyFolderContents(const QString &source, const QString &target, QString *o
 
 QString currentLogin()
 {
-    const QCoreApplication *app = QCoreApplication::instance();
+    const QCoreApplication *app = qApp;
     if (!app)
         return QString();
     return normalizedLogin(app->property("kx.currentLogin").toString());
@@ -136,7 +136,7 @@ QString currentLogin()
 
 bool canEditSharedGamepads()
 {
-    const QCoreApplication *app = QCoreApplication::instance();
+    const QCoreApplication *app = qApp;
     return app && app->property("kx.canEditSharedGamepads").toBool();
 }
 
