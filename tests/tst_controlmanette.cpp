@@ -107,6 +107,8 @@ private slots:
             pad, qOverload<int, int, QStringList, QVariantList>(&IComInterface::dataChanged));
         QSignalSpy named(pad, qOverload<QString, QString, QStringList, QVariantList>(
                                   &IComInterface::dataChanged));
+        QSignalSpy axisEvents(pad, &ControlManette::axisChanged);
+        QSignalSpy buttonEvents(pad, &ControlManette::buttonChanged);
         m_joysticks->backend.setAxis(4, 3, 100);
         m_joysticks->backend.setAxis(4, 0, -100);
         m_joysticks->backend.setButton(4, 7, true);
@@ -116,6 +118,9 @@ private slots:
         QCOMPARE(QList<QVariantList>(numbered), QList<QVariantList>({{0, 1, keys, values}}));
         QCOMPARE(QList<QVariantList>(named),
                  QList<QVariantList>({{"gamepad", "gamepad", keys, values}}));
+        // The editors' per-input signals agree with the batch.
+        QCOMPARE(QList<QVariantList>(axisEvents), QList<QVariantList>({{0, -100.0}, {3, 100.0}}));
+        QCOMPARE(QList<QVariantList>(buttonEvents), QList<QVariantList>({{7, true}}));
 
         m_joysticks->backend.disconnectController(4);
         pad->poll();
