@@ -1,5 +1,6 @@
 #include "deviceentry.h"
 
+#include "deviceregistry.h"
 #include "joystickbackend.h"
 
 #include <QCoreApplication>
@@ -12,12 +13,10 @@ const QString kProductHex = QStringLiteral("productIdHex");
 const QString kName = QStringLiteral("name");
 const QString kImagePath = QStringLiteral("imagePath");
 const QString kCustomImage = QStringLiteral("customImage"); // the user chose the picture
-const QString kSelected = QStringLiteral("selected");
 const QString kActiveProfileId = QStringLiteral("activeProfileId");
 const QString kActiveProfileName = QStringLiteral("activeProfileName");
 const QString kNameOverride = QStringLiteral("nameOverride");
 const QString kProduct = QStringLiteral("product");
-const QString kLastSeen = QStringLiteral("lastSeen"); // ms since the epoch
 
 quint32 hexId(const QJsonObject &kv, const QString &key)
 {
@@ -36,12 +35,12 @@ QString hexText(const QJsonObject &kv, const QString &key)
 
 bool DeviceEntry::isSelected() const
 {
-    return m_kv.value(kSelected).toBool();
+    return m_kv.value(kRegistrySelected).toBool();
 }
 
 void DeviceEntry::setSelected(bool selected)
 {
-    m_kv.insert(kSelected, selected);
+    m_kv.insert(kRegistrySelected, selected);
 }
 
 bool DeviceEntry::setNameOverride(const QString &name)
@@ -75,13 +74,13 @@ bool DeviceEntry::setImage(const QVariant &value)
 
 double DeviceEntry::lastSeen() const
 {
-    const QJsonValue value = m_kv.value(kLastSeen);
+    const QJsonValue value = m_kv.value(kRegistryLastSeen);
     return value.isDouble() ? value.toDouble() : -qInf();
 }
 
 void DeviceEntry::markSeen(qint64 msecsSinceEpoch)
 {
-    m_kv.insert(kLastSeen, msecsSinceEpoch);
+    m_kv.insert(kRegistryLastSeen, msecsSinceEpoch);
 }
 
 QString DeviceEntry::identityKey() const

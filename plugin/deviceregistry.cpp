@@ -17,8 +17,6 @@ namespace {
 const QString kLastCount = QStringLiteral("lastCount");
 const QString kDevices = QStringLiteral("devices");
 const QString kKv = QStringLiteral("kv");
-const QString kLastSeen = QStringLiteral("lastSeen");
-const QString kSelected = QStringLiteral("selected");
 
 QJsonObject registryDocument(const QList<DeviceRegistryEntry> &devices)
 {
@@ -31,7 +29,7 @@ QJsonObject registryDocument(const QList<DeviceRegistryEntry> &devices)
 // A missing or unusable stamp sorts before every real one.
 double lastSeen(const DeviceRegistryEntry &entry)
 {
-    const QJsonValue value = entry.kv.value(kLastSeen);
+    const QJsonValue value = entry.kv.value(kRegistryLastSeen);
     const double stamp = value.isDouble() ? value.toDouble() : -qInf();
     return std::isnan(stamp) ? -qInf() : stamp;
 }
@@ -41,13 +39,13 @@ void keepSingleSelection(QList<DeviceRegistryEntry> &entries)
 {
     int kept = -1;
     for (int i = 0; i < entries.size(); ++i) {
-        if (entries.at(i).kv.value(kSelected).toBool() &&
+        if (entries.at(i).kv.value(kRegistrySelected).toBool() &&
             (kept < 0 || lastSeen(entries.at(i)) > lastSeen(entries.at(kept))))
             kept = i;
     }
     for (int i = 0; i < entries.size(); ++i) {
-        if (i != kept && entries.at(i).kv.value(kSelected).toBool())
-            entries[i].kv.insert(kSelected, false);
+        if (i != kept && entries.at(i).kv.value(kRegistrySelected).toBool())
+            entries[i].kv.insert(kRegistrySelected, false);
     }
 }
 

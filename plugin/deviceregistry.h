@@ -24,6 +24,11 @@ struct DeviceRegistry
 };
 
 // The registry keeps this many devices at most; the ones seen longest ago go first.
+// The stored values the registry itself reads: the user's selection and when the controller was
+// last seen connected (milliseconds since the epoch).
+inline const QString kRegistrySelected = QStringLiteral("selected");
+inline const QString kRegistryLastSeen = QStringLiteral("lastSeen");
+
 constexpr int kMaxRegistryEntries = 64;
 // A registry file larger than this reads as an empty registry.
 constexpr qint64 kMaxRegistryFileBytes = qint64(1) << 20;
