@@ -3,6 +3,7 @@
 
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 
 static void flushDeletes()
@@ -60,6 +61,44 @@ private slots:
         QVERIFY(!first);
         QCOMPARE(m_manager->gamepads().size(), 2);
         QCOMPARE(m_manager->gamepads().value(1)->name(), QStringLiteral("Another pad"));
+    }
+
+    // Random plugs, unplugs and inputs on the eight slots, with started devices polling between
+    // them: after every event-loop turn the live devices are exactly the connected controllers.
+    void hotPlugSoak()
+    {
+        QRandomGenerator random(20261122);
+        VirtualJoystickBackend &pads = m_joysticks->backend;
+        connect(m_manager, &GamepadManager::gamepadAdded, this,
+                [](ControlManette *d) { d->start(); });
+        for (int step = 0; step < 10000; ++step) {
+            const int slot = random.bounded(JoystickBackend::kMaxJoysticks);
+            const int action = random.bounded(4);
+            if (action == 0)
+                pads.connectController(slot, padIdentity(QStringLiteral("Pad %1").arg(step)));
+            else if (action == 1)
+                pads.disconnectController(slot);
+            else if (action == 2)
+                pads.setAxis(slot, random.bounded(8), random.bounded(201) - 100);
+            else
+                pads.setButton(slot, random.bounded(32), random.bounded(2));
+            if (step % 3 != 0)
+                continue;
+            discover();
+            for (ControlManette *device : m_manager->findChildren<ControlManette *>())
+                device->poll();
+            QCoreApplication::processEvents();
+            flushDeletes();
+            QList<int> connected, live;
+            for (int i = 0; i < JoystickBackend::kMaxJoysticks; ++i)
+                if (pads.isConnected(i))
+                    connected << i;
+            for (const auto &device : m_manager->gamepads())
+                live << (device ? device->deviceId() : -1);
+            std::sort(live.begin(), live.end());
+            QCOMPARE(live, connected);
+            QCOMPARE(m_manager->findChildren<ControlManette *>().size(), connected.size());
+        }
     }
 
 private:
