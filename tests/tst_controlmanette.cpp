@@ -1,10 +1,26 @@
 #include "controlmanette.h"
+#include "profilemeta.h"
 #include "runtimetestsupport.h"
 
 #include <QSignalSpy>
 #include <QtTest>
 
 #include <memory>
+
+namespace {
+
+QString makeOverrideProfile()
+{
+    GamepadProfileMeta meta;
+    meta.id = QUuid::createUuid();
+    meta.folder = QDir(userProfilesRoot()).filePath(meta.id.toString(QUuid::WithoutBraces));
+    meta.calibrationMode = QStringLiteral("override");
+    QDir().mkpath(meta.folder);
+    writeProfileMeta(&meta, nullptr); // on failure the profile is not found and the test fails
+    return meta.id.toString(QUuid::WithoutBraces);
+}
+
+} // namespace
 
 class TestControlManette : public QObject
 {
@@ -144,6 +160,16 @@ private slots:
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 30.0);
 
         QCOMPARE(pad->info().value("vendorId").toString(), QStringLiteral("0x45e")); // not padded
+
+        // Binding a profile in "override" mode (its id in any case) loads the profile's file.
+        const QString id = makeOverrideProfile();
+        const QString overridePath = profileOverridePath(findProfileById(id));
+        marked.axes[0].deadzoneRadius = 42;
+        QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));
+        pad->setActiveProfileId(id.toUpper());
+        pad->poll();
+        QCOMPARE(pad->calibrationSource(), CalibrationSource::ProfileOverride);
+        QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 42.0);
 
         m_joysticks->backend.setAxis(0, 0, 90);
         pad->poll();
