@@ -316,6 +316,7 @@ void ControlManette::setConnected(bool connected)
 void ControlManette::readIdentification()
 {
     const JoystickIdentification id = joystickBackend().identification(m_deviceId);
+    m_buttonCount = joystickBackend().buttonCount(m_deviceId);
     if (m_vendorId != id.vendorId) {
         m_vendorId = id.vendorId;
         m_identityChanged = true;

@@ -60,6 +60,10 @@ public:
     QVariantList rawAxes() const;
     QVariantList buttons() const;
     QHash<QString, bool> gateStates() const { return m_processor.gateInside(); }
+    // The last poll's raw and output values, read in place by live views.
+    const InputProcessor &inputState() const { return m_processor; }
+    // Buttons the controller reports (0 until it has been seen connected).
+    int buttonCount() const { return m_buttonCount; }
 
     const GamepadCalibration &calibration() const { return m_calibration; }
     // Applies a calibration until the next reload (live editing, a calibration given by hand).
@@ -121,6 +125,7 @@ private:
     QString m_activeProfileId;
     quint32 m_vendorId = 0;
     quint32 m_productId = 0;
+    int m_buttonCount = 0;
     bool m_connected = false;
 
     InputProcessor m_processor;

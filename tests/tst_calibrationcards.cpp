@@ -1,0 +1,213 @@
+#include "gamepadaxiscalibrationwidget.h"
+#include "gamepadbuttoncalibrationwidget.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QToolButton>
+#include <QtTest>
+
+using AxisSettings = GamepadCalibration::AxisSettings;
+using ButtonSettings = GamepadCalibration::ButtonSettings;
+using CaptureTarget = GamepadAxisCalibrationWidget::CaptureTarget;
+
+// "min..max by step" and the decimals or the suffix of the spin box `name` in `card`.
+static QString limits(const QWidget &card, const QString &name)
+{
+    if (auto *s = card.findChild<QDoubleSpinBox *>(name))
+        return QString::asprintf("%g..%g by %g, %d decimals", s->minimum(), s->maximum(),
+                                 s->singleStep(), s->decimals());
+    if (auto *s = card.findChild<QSpinBox *>(name))
+        return QString::asprintf("%d..%d by %d", s->minimum(), s->maximum(), s->singleStep()) +
+               s->suffix();
+    return QStringLiteral("missing");
+}
+
+// Changes a combo's index, a check box or a spin box through its setter, as the user would.
+static void edit(QWidget *control, double value)
+{
+    const bool combo = qobject_cast<QComboBox *>(control),
+               check = qobject_cast<QCheckBox *>(control);
+    QVERIFY(control->setProperty(combo ? "currentIndex" : check ? "checked" : "value", value));
+}
+
+// A row named after the control: the value to set and the record the card must then report.
+template <typename T, typename F> static void editRow(const char *control, double value, F change)
+{
+    T expected;
+    change(expected);
+    QTest::newRow(control) << value << QVariant::fromValue(expected);
+}
+
+class TestCalibrationCards : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { registerCalibrationMetaTypes(); }
+
+    void spinBoxLimits_data()
+    {
+        QTest::addColumn<QString>("limits");
+        QTest::newRow("deadzoneSpin") << "0..50 by 0.5, 1 decimals";
+        QTest::newRow("gammaSpin") << "0.05..6 by 0.05, 2 decimals";
+        QTest::newRow("gainSpin") << "0.001..1000 by 0.1, 3 decimals";
+        QTest::newRow("offsetSpin") << "-1000..1000 by 0.1, 3 decimals";
+        for (const char *name : {"restSpin", "negativeSpin", "positiveSpin", "activeSpin"})
+            QTest::newRow(name) << "-100..100 by 1, 1 decimals";
+        QTest::newRow("debounceSpin") << "0..5000 by 10 ms";
+        QTest::newRow("repeatDelaySpin") << "0..60000 by 25 ms";
+        QTest::newRow("repeatIntervalSpin") << "10..60000 by 10 ms";
+    }
+    void spinBoxLimits()
+    {
+        const QString name = QTest::currentDataTag();
+        const GamepadAxisCalibrationWidget axis(0, AxisSettings());
+        const GamepadButtonCalibrationWidget button(0, ButtonSettings());
+        const QString found = limits(axis, name);
+        QTEST(found == "missing" ? limits(button, name) : found, "limits");
+    }
+
+    // Shown settings never emit and show clamped to the editor's limits; typed values are
+    // corrected.
+    void limitsOfShownAndTypedValues()
+    {
+        GamepadAxisCalibrationWidget axis(0, AxisSettings());
+        QSignalSpy axisSpy(&axis, &GamepadAxisCalibrationWidget::settingsChanged);
+        AxisSettings shown;
+        shown.mode = GamepadCalibration::AxisMode::Trigger;
+        shown.deadzoneRadius = 80;
+        axis.setSettings(shown);
+        QCOMPARE(axis.findChild<QDoubleSpinBox *>("deadzoneSpin")->value(), 50.0);
+        QCOMPARE(axis.findChild<QComboBox *>("modeCombo")->currentIndex(), 1);
+        QCOMPARE(axisSpy.count(), 0);
+
+        GamepadButtonCalibrationWidget button(0, ButtonSettings());
+        QSignalSpy buttonSpy(&button, &GamepadButtonCalibrationWidget::settingsChanged);
+        auto *interval = button.findChild<QSpinBox *>("repeatIntervalSpin");
+        interval->selectAll();
+        QTest::keyClicks(interval, "5");
+        QTest::keyClick(interval, Qt::Key_Return);
+        QCOMPARE(button.settings().repeatIntervalMs, 10);
+        QCOMPARE(buttonSpy.count(), 1);
+    }
+
+    // One edit, one signal, carrying the whole record with only that field changed.
+    void oneSignalPerEdit_data()
+    {
+        QTest::addColumn<double>("value");
+        QTest::addColumn<QVariant>("expected");
+        using A = AxisSettings;
+        using B = ButtonSettings;
+        using P = GamepadCalibration::AxisPublishMode;
+        editRow<A>("modeCombo", 1, [](A &s) { s.mode = GamepadCalibration::AxisMode::Trigger; });
+        editRow<A>("curveCombo", 3,
+                   [](A &s) { s.curvePreset = GamepadCalibration::CurvePreset::Custom; });
+        editRow<A>("publishCombo", 2, [](A &s) { s.publishMode = P::Always; });
+        editRow<A>("deadzoneSpin", 12.5, [](A &s) { s.deadzoneRadius = 12.5; });
+        editRow<A>("gammaSpin", 2.25, [](A &s) { s.gamma = 2.25; });
+        editRow<A>("restSpin", 3.5, [](A &s) { s.restRaw = 3.5; });
+        editRow<A>("negativeSpin", -90, [](A &s) { s.negativeRaw = -90; });
+        editRow<A>("positiveSpin", 95, [](A &s) { s.positiveRaw = 95; });
+        editRow<A>("activeSpin", 80, [](A &s) { s.activeRaw = 80; });
+        editRow<A>("gainSpin", 2.5, [](A &s) { s.outputScale = 2.5; });
+        editRow<A>("offsetSpin", -1.5, [](A &s) { s.outputOffset = -1.5; });
+        editRow<A>("invertCheck", 1, [](A &s) { s.invert = true; });
+        editRow<B>("enabledCheck", 0, [](B &s) { s.enabled = false; });
+        editRow<B>("pressCheck", 0, [](B &s) { s.emitOnPress = false; });
+        editRow<B>("releaseCheck", 1, [](B &s) { s.emitOnRelease = true; });
+        editRow<B>("debounceSpin", 30, [](B &s) { s.debounceMs = 30; });
+        editRow<B>("repeatOnPressCheck", 1, [](B &s) { s.repeatOnPress = true; });
+        editRow<B>("repeatOnReleaseCheck", 1, [](B &s) { s.repeatOnRelease = true; });
+        editRow<B>("repeatDelaySpin", 500, [](B &s) { s.repeatDelayMs = 500; });
+        editRow<B>("repeatIntervalSpin", 60, [](B &s) { s.repeatIntervalMs = 60; });
+    }
+    void oneSignalPerEdit()
+    {
+        const QString control = QTest::currentDataTag();
+        QFETCH(double, value);
+        GamepadAxisCalibrationWidget axis(0, AxisSettings());
+        GamepadButtonCalibrationWidget button(0, ButtonSettings());
+        QSignalSpy axisSpy(&axis, &GamepadAxisCalibrationWidget::settingsChanged);
+        QSignalSpy buttonSpy(&button, &GamepadButtonCalibrationWidget::settingsChanged);
+        QWidget *axisControl = axis.findChild<QWidget *>(control);
+        edit(axisControl ? axisControl : button.findChild<QWidget *>(control), value);
+        QCOMPARE(axisSpy.count() + buttonSpy.count(), 1);
+        QTEST((axisControl ? axisSpy : buttonSpy).at(0).at(0), "expected");
+        QCOMPARE(button.findChild<QLabel *>("summaryLabel")->text(),
+                 buttonSummaryText(button.settings()));
+    }
+
+    // Fields: enabled, press, release, debounce, repeat on press, on release, delay, interval.
+    void summary_data()
+    {
+        QTest::addColumn<ButtonSettings>("settings");
+        QTest::addColumn<QString>("text");
+        using B = ButtonSettings;
+        QTest::newRow("disabled") << B{false, true, true, 30, true, true, 350, 120} << "inactif";
+        QTest::newRow("release") << B{true, false, true, 0, false, false, 350, 120} << "release";
+        QTest::newRow("no edge") << B{true, false, false, 0, false, false, 350, 120}
+                                 << "aucun signal";
+        QTest::newRow("debounce") << B{true, true, false, 40, false, false, 350, 120}
+                                  << "press | debounce 40 ms";
+        QTest::newRow("repeat release")
+            << B{true, true, false, 0, false, true, 200, 50} << "press | repeat 200 / 50 ms";
+        QTest::newRow("all") << B{true, true, true, 30, true, false, 350, 120}
+                             << "press + release | debounce 30 ms | repeat 350 / 120 ms";
+    }
+    void summary()
+    {
+        QFETCH(ButtonSettings, settings);
+        GamepadButtonCalibrationWidget card(3, ButtonSettings());
+        QSignalSpy spy(&card, &GamepadButtonCalibrationWidget::settingsChanged);
+        card.setSettings(settings);
+        QTEST(card.findChild<QLabel *>("summaryLabel")->text(), "text");
+        QCOMPARE(spy.count(), 0);
+    }
+
+    void captureButtons()
+    {
+        GamepadAxisCalibrationWidget card(0, AxisSettings());
+        QSignalSpy spy(&card, &GamepadAxisCalibrationWidget::captureRequested);
+        for (const char *name :
+             {"restCapture", "negativeCapture", "positiveCapture", "activeCapture"})
+            QTest::mouseClick(card.findChild<QToolButton *>(name), Qt::LeftButton);
+        QCOMPARE(spy.count(), 4);
+        for (int i = 0; i < 4; ++i) // clicked in the order of the targets
+            QCOMPARE(spy.at(i).at(0).value<CaptureTarget>(), CaptureTarget(i));
+    }
+
+    void header()
+    {
+        GamepadAxisCalibrationWidget named(2, AxisSettings(), "Left X");
+        QCOMPARE(named.findChild<QLabel *>("axisTitleLabel")->text(), "joy_2 (Left X)");
+        GamepadAxisCalibrationWidget card(5, AxisSettings());
+        QCOMPARE(card.findChild<QLabel *>("axisTitleLabel")->text(), "joy_5");
+        auto *raw = card.findChild<QLabel *>("rawLabel");
+        auto *out = card.findChild<QLabel *>("outputLabel");
+        QCOMPARE(raw->text() + " " + out->text(), "raw: 0.0 out: 0.0");
+        card.setLiveValues(12.34, -0.06);
+        QCOMPARE(raw->text() + " " + out->text(), "raw: 12.3 out: -0.1");
+        QCOMPARE(card.findChild<AxisCalibrationPreviewWidget *>()->liveRaw(), 12.34);
+
+        GamepadButtonCalibrationWidget button(7, ButtonSettings());
+        QCOMPARE(button.findChild<QLabel *>("buttonTitleLabel")->text(), "but_7");
+        auto *state = button.findChild<QLabel *>("stateLabel");
+        QCOMPARE(state->text(), "repos");
+        button.setPressed(true);
+        QCOMPARE(state->text(), "appuye");
+        button.setPressed(false);
+        QCOMPARE(state->text(), "repos");
+
+        auto *details = button.findChild<QFrame *>("detailsFrame");
+        QVERIFY(!button.isExpanded() && !details->isVisibleTo(&button));
+        QTest::mouseClick(button.findChild<QToolButton *>("expandButton"), Qt::LeftButton);
+        QVERIFY(button.isExpanded() && details->isVisibleTo(&button));
+    }
+};
+
+QTEST_MAIN(TestCalibrationCards)
+#include "tst_calibrationcards.moc"

@@ -1,0 +1,293 @@
+#include "calibrationmeasuredialog.h"
+#include "controlmanette.h"
+#include "gamepadbuttoncalibrationwidget.h"
+#include "gamepadconfigwidget.h"
+#include "profilemeta.h"
+#include "runtimetestsupport.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+using Axis = GamepadCalibration::AxisSettings;
+
+GamepadProfileInfo makeProfile(const QString &mode, const QString &overrideFile = QString())
+{
+    GamepadProfileMeta meta;
+    meta.id = QUuid::createUuid();
+    meta.name = QStringLiteral("Regie");
+    meta.folder = QDir(userProfilesRoot()).filePath(meta.id.toString(QUuid::WithoutBraces));
+    meta.calibrationMode = mode;
+    meta.calibrationOverrideFile = overrideFile;
+    QDir().mkpath(meta.folder);
+    writeProfileMeta(&meta, nullptr);
+    return readProfileInfo(meta.folder);
+}
+
+QJsonObject readJson(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
+                                          : QJsonObject();
+}
+
+QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString statusOf(const GamepadConfigWidget &panel)
+{
+    return panel.findChildren<QLabel *>(QStringLiteral("hintLabel")).at(1)->text();
+}
+
+} // namespace
+
+class TestGamepadConfigWidget : public QObject
+{
+    Q_OBJECT
+
+private:
+    // A card edit, as the card reports it.
+    void editAxis(int axis, const std::function<void(Axis &)> &change)
+    {
+        const auto cards = m_panel->findChildren<GamepadAxisCalibrationWidget *>();
+        for (GamepadAxisCalibrationWidget *card : cards) {
+            if (card->axisIndex() == axis) {
+                Axis settings = card->settings();
+                change(settings);
+                Q_EMIT card->settingsChanged(settings);
+            }
+        }
+    }
+
+    QString baseFile() const
+    {
+        return baseCalibrationWritePath({QStringLiteral("Test Pad"), 0x45e, 0x28e});
+    }
+
+    QTemporaryDir m_home;
+    std::unique_ptr<VirtualJoysticks> m_joysticks;
+    std::unique_ptr<ControlManette> m_pad;
+    std::unique_ptr<GamepadConfigWidget> m_panel;
+
+private slots:
+    void initTestCase()
+    {
+        useThrowAwayHome(m_home);
+        registerCalibrationMetaTypes();
+    }
+
+    void init()
+    {
+        qApp->setProperty("kx.currentLogin", "tester");
+        qApp->setProperty("kx.canEditSharedGamepads", false);
+        QDir(configurationRoot()).removeRecursively();
+        m_joysticks = std::make_unique<VirtualJoysticks>();
+        m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f);
+        m_pad = std::make_unique<ControlManette>(0);
+        m_pad->poll();
+        m_panel = std::make_unique<GamepadConfigWidget>();
+        m_panel->setDevice(m_pad.get());
+        m_panel->updateLiveValues();
+    }
+
+    void cleanup()
+    {
+        m_panel.reset();
+        m_pad.reset();
+        m_joysticks.reset();
+    }
+
+    void cardsFollowTheController()
+    {
+        QCOMPARE(m_panel->findChildren<GamepadAxisCalibrationWidget *>().size(), 4);
+        QCOMPARE(m_panel->findChildren<GamepadButtonCalibrationWidget *>().size(), 12);
+        m_panel->addGate();
+        m_panel->addGate();
+        const auto gates = m_panel->findChildren<GamepadGateCalibrationWidget *>();
+        QCOMPARE(gates.size(), 2);
+        QCOMPARE(m_panel->editedCalibration().gates.at(1).key, QStringLiteral("gate_1"));
+        Q_EMIT gates.first()->deleteRequested();
+        QTRY_COMPARE(m_panel->editedCalibration().gates.size(), 1);
+        QCOMPARE(m_panel->editedCalibration().gates.at(0).key, QStringLiteral("gate_1"));
+    }
+
+    void scopeNeedsAProfile()
+    {
+        QCOMPARE(statusOf(*m_panel), QStringLiteral("Profil requis pour override"));
+        m_panel->findChild<QComboBox *>(QStringLiteral("scopeCombo"))->setCurrentIndex(1);
+        QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::BaseScope));
+        QCOMPARE(m_panel->findChild<QComboBox *>(QStringLiteral("scopeCombo"))->currentIndex(), 0);
+    }
+
+    void profileScopeCreatesTheOverride()
+    {
+        const GamepadProfileInfo profile = makeProfile(QStringLiteral("inherit"));
+        m_panel->setProfile(profile);
+        QCOMPARE(statusOf(*m_panel), QStringLiteral("Pret"));
+        QSignalSpy meta(m_panel.get(), &GamepadConfigWidget::profileCalibrationMetadataChanged);
+        m_panel->onScopeComboChanged(GamepadConfigWidget::ProfileScope);
+        QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::ProfileScope));
+        QCOMPARE(meta.count(), 1);
+        QCOMPARE(meta.at(0), QVariantList({"override", "calibration.override.json", quint32(0x45e),
+                                           quint32(0x28e)}));
+        const QJsonObject file = readJson(profile.folder + "/calibration.override.json");
+        QCOMPARE(file.value("vendorId").toString(), QStringLiteral("0x045e"));
+        QCOMPARE(file.value("profileId").toString(), profile.id.toString(QUuid::WithoutBraces));
+
+        editAxis(0, [](Axis &a) { a.gamma = 2.0; });
+        m_panel->flushSave();
+        QCOMPARE(m_panel->findChild<QLabel *>(QStringLiteral("sourceLabel"))->text(),
+                 QStringLiteral("Source: Profil"));
+
+        QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
+        m_panel->deleteOverride();
+        QVERIFY(!QFile::exists(profile.folder + "/calibration.override.json"));
+        QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::BaseScope));
+        QCOMPARE(meta.last(), QVariantList({"inherit", "", quint32(0x45e), quint32(0x28e)}));
+        QCOMPARE(saved.count(), 1);
+    }
+
+    void editsWithoutTargetStayInMemory_data()
+    {
+        QTest::addColumn<QString>("login");
+        QTest::addColumn<QString>("overrideFile");
+        QTest::newRow("base without login") << ""
+                                            << "";
+        QTest::newRow("absolute override") << "tester"
+                                           << "ABSOLUTE";
+        QTest::newRow("escaping override") << "tester"
+                                           << "../outside.json";
+    }
+
+    void editsWithoutTargetStayInMemory()
+    {
+        QFETCH(QString, login);
+        QFETCH(QString, overrideFile);
+        const QString outside = overrideFile == "ABSOLUTE"
+                                    ? QDir(m_home.path()).filePath("outside.json")
+                                    : QDir(userProfilesRoot()).filePath("outside.json");
+        if (!overrideFile.isEmpty()) {
+            GamepadCalibration external = defaultCalibration(8, 32);
+            external.axes[0].gamma = 3.0;
+            QVERIFY(saveCalibrationFile(outside, external, {}, {}, nullptr));
+            if (overrideFile == "ABSOLUTE")
+                overrideFile = outside;
+            m_panel->setProfile(makeProfile(QStringLiteral("override"), overrideFile));
+            QCOMPARE(m_panel->editedCalibration().axes[0].gamma, 3.0); // read all the same
+        }
+        qApp->setProperty("kx.currentLogin", login);
+        const QByteArray bytes = readBytes(outside);
+
+        editAxis(0, [](Axis &a) { a.outputOffset = 7.0; });
+        m_panel->flushSave();
+        QCOMPARE(statusOf(*m_panel), QStringLiteral("Aucun fichier de calibration cible."));
+        QVERIFY(!m_panel->isSavePending());
+        QCOMPARE(m_panel->editedCalibration().axes[0].outputOffset, 7.0);
+        QVERIFY(!QFile::exists(baseFile()));
+        QCOMPARE(readBytes(outside), bytes);
+    }
+
+    void burstOfEditsWritesOnceAndReachesTheRuntime()
+    {
+        QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
+        for (double scale : {0.2, 0.4, 0.5})
+            editAxis(0, [scale](Axis &a) { a.outputScale = scale; });
+        QVERIFY(m_panel->isSavePending());
+        QVERIFY(!QFile::exists(baseFile()));
+        QTRY_COMPARE(saved.count(), 1);
+        QCOMPARE(readJson(baseFile()).value("axes").toArray().at(0)["outputScale"].toDouble(), 0.5);
+        QCOMPARE(m_panel->findChild<QLabel *>(QStringLiteral("sourceLabel"))->text(),
+                 QStringLiteral("Source: Base"));
+
+        QSignalSpy published(m_pad.get(), qOverload<QString, QString, QStringList, QVariantList>(
+                                              &IComInterface::dataChanged));
+        m_joysticks->backend.setAxis(0, 0, 54.0);
+        m_pad->poll();
+        QCOMPARE(published.count(), 1);
+        QCOMPARE(published.at(0).at(3).toList().at(0).toDouble(), 25.0); // 50 before the edit
+    }
+
+    void capturesNeedAConnectedController()
+    {
+        m_joysticks->backend.setAxis(0, 1, 54.0);
+        m_pad->poll();
+        m_panel->captureRestForAll();
+        QCOMPARE(m_panel->editedCalibration().axes[1].restRaw, 54.0);
+        QCOMPARE(m_panel->editedCalibration().axes[5].restRaw, 0.0); // absent axis
+
+        m_joysticks->backend.setAxis(0, 1, -20.0);
+        m_joysticks->backend.disconnectController(0);
+        m_pad->poll();
+        m_panel->captureRestForAll();
+        m_panel->openMeasurement();
+        QCOMPARE(m_panel->editedCalibration().axes[1].restRaw, 54.0);
+        QVERIFY(!m_panel->measureDialog());
+        QCOMPARE(statusOf(*m_panel), QStringLiteral("Deconnectee: captures off"));
+    }
+
+    void controllerDeletedUnderThePanel()
+    {
+        editAxis(2, [](Axis &a) { a.invert = true; });
+        m_joysticks->backend.disconnectController(0);
+        m_pad->poll();
+        m_panel->updateLiveValues();
+        m_pad.reset();
+        m_panel->updateLiveValues();
+        QVERIFY(readJson(baseFile()).value("axes").toArray().at(2)["invert"].toBool());
+        QCOMPARE(m_panel->findChildren<QLabel *>(QStringLiteral("metaLabel")).at(0)->text(),
+                 QStringLiteral("Aucune manette liee"));
+        m_panel->captureRestForAll();
+        m_panel->resetCurrentCalibration();
+        QVERIFY(!m_panel->editedCalibration().axes[2].invert);
+    }
+
+    void measurementReplacesTheScopeBuffer()
+    {
+        m_panel->openMeasurement();
+        CalibrationMeasureDialog *dialog = m_panel->measureDialog();
+        QVERIFY(dialog);
+        CalibrationRecording::Presence present{true, true};
+        for (qint64 t = 0; t <= CalibrationMeasureDialog::kRestDurationMs; t += 100)
+            dialog->addSample(t, present, {54.0 + double(t / 100 % 3 - 1) * 3.0, 0.0});
+        for (double x : {-70.0, 100.0, 54.0})
+            dialog->addSample(3000, present, {x, 0.0});
+        dialog->finishMotion();
+        dialog->accept();
+        QCOMPARE(m_panel->editedCalibration().axes[0].restRaw, 54.0);
+        QCOMPARE(m_panel->editedCalibration().axes[0].negativeRaw, -70.0);
+        QCOMPARE(m_panel->editedCalibration().axes[1], defaultCalibration(8, 32).axes[1]);
+        QVERIFY(m_panel->isSavePending());
+    }
+
+    // The panel as a user sees it, for the eye: build/tests/calibration_panel.png.
+    void renderThePanel()
+    {
+        m_panel->setTwoAxisSources({{QStringLiteral("dual_left"), 0, 1}});
+        m_panel->addGate();
+        m_joysticks->backend.setAxis(0, 0, 40.0);
+        m_joysticks->backend.setAxis(0, 1, -30.0);
+        m_joysticks->backend.setButton(0, 2, true);
+        m_pad->poll();
+        m_panel->updateLiveValues();
+        m_panel->findChildren<GamepadAxisCalibrationWidget *>().first()->setExpanded(true);
+        const auto gate = m_panel->findChild<GamepadGateCalibrationWidget *>();
+        QVERIFY(gate->isInside());
+        QCOMPARE(m_panel->findChildren<GamepadButtonCalibrationWidget *>().at(2)->isPressed(),
+                 true);
+        m_panel->resize(900, 1650);
+        const QImage image = m_panel->grab().toImage();
+        QVERIFY(image.save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/calibration_panel.png")));
+        QVERIFY(qBlue(image.pixel(2, 2)) < 80); // the dark theme is applied
+    }
+};
+
+QTEST_MAIN(TestGamepadConfigWidget)
+#include "tst_gamepadconfigwidget.moc"

@@ -1,0 +1,176 @@
+#include "calibrationmeasuredialog.h"
+#include "gamepadgatecalibrationwidget.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QtTest>
+
+using Gate = GamepadCalibration::GateSettings;
+
+static Gate gate(const QString &key, const QString &source = QString(), int x = 0, int y = 1)
+{
+    Gate g;
+    g.key = key;
+    g.source2dKey = source;
+    g.xAxis = x;
+    g.yAxis = y;
+    return g;
+}
+
+static const QList<GateSourceOption> kSources = {{"pad_left", 0, 1}, {"pad_right", 3, 4}};
+static const QStringList kNames = {"Stick G X", "Stick G Y", "", "Stick D X"};
+
+class TestGateCalibration : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void nextKey_data()
+    {
+        QTest::addColumn<QStringList>("keys");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("none") << QStringList{} << "gate_0";
+        QTest::newRow("highest plus one") << QStringList{"gate_0", "gate_4"} << "gate_5";
+        QTest::newRow("not numbered, other prefixes")
+            << QStringList{"gate_x", "gate_", "gate_-3", "gate_ 9", "Gate_7", "pad_9", "gate_1"}
+            << "gate_2";
+        QTest::newRow("huge number skipped")
+            << QStringList{"gate_99999999999", "gate_2147483647", "gate_3"} << "gate_4";
+        QTest::newRow("largest counted") << QStringList{"gate_2147483646"} << "gate_2147483647";
+    }
+    void nextKey()
+    {
+        QFETCH(QStringList, keys);
+        QList<Gate> gates;
+        for (const QString &key : std::as_const(keys))
+            gates.append(gate(key));
+        QTEST(nextGateKey(gates), "expected");
+    }
+
+    void front_data()
+    {
+        QTest::addColumn<bool>("enter");
+        QTest::addColumn<bool>("exit");
+        QTest::addColumn<int>("index");
+        QTest::newRow("both") << true << true << 0;
+        QTest::newRow("enter only") << true << false << 1;
+        QTest::newRow("exit only") << false << true << 2;
+        QTest::newRow("neither shows as enter only") << false << false << 1;
+    }
+    void front()
+    {
+        QFETCH(bool, enter);
+        QFETCH(bool, exit);
+        QFETCH(int, index);
+        Gate g;
+        g.emitOnEnter = enter;
+        g.emitOnExit = exit;
+        QCOMPARE(gateFrontIndex(g), index);
+        applyGateFrontIndex(g, index);
+        QCOMPARE(g.emitOnEnter, enter || !exit);
+        QCOMPARE(g.emitOnExit, exit);
+    }
+
+    void spinRanges_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<double>("minimum");
+        QTest::addColumn<double>("maximum");
+        QTest::addColumn<double>("step");
+        QTest::newRow("centre x") << "gateCenterX" << -100000.0 << 100000.0 << 1.0;
+        QTest::newRow("centre y") << "gateCenterY" << -100000.0 << 100000.0 << 1.0;
+        QTest::newRow("radius") << "gateRadius" << 0.0 << 200000.0 << 1.0;
+        QTest::newRow("hysteresis") << "gateHysteresis" << 0.0 << 100000.0 << 0.5;
+    }
+    void spinRanges()
+    {
+        QFETCH(QString, name);
+        GamepadGateCalibrationWidget card(gate("gate_0"), kSources);
+        const auto *spin = card.findChild<QDoubleSpinBox *>(name);
+        QTEST(spin->minimum(), "minimum");
+        QTEST(spin->maximum(), "maximum");
+        QTEST(spin->singleStep(), "step");
+        QCOMPARE(spin->decimals(), 1);
+    }
+
+    // A gate whose pastille is gone keeps its axes; every edit emits the whole record once.
+    void sourcesAndEdits()
+    {
+        GamepadGateCalibrationWidget card(gate("gate_0", "deleted", 2, 3), kSources, kNames);
+        QSignalSpy changed(&card, &GamepadGateCalibrationWidget::settingsChanged);
+        auto *combo = card.findChild<QComboBox *>("gateSource");
+        QCOMPARE(combo->count(), 3);
+        QCOMPARE(combo->currentText(), "Joy 2/3");
+        QCOMPARE(combo->itemData(0, Qt::ToolTipRole).toString(),
+                 "Source historique sans pastille\nX : joy_2\nY : joy_3 (Stick D X)");
+        QCOMPARE(combo->itemData(1, Qt::ToolTipRole).toString(),
+                 "Source technique : pad_left\nX : joy_0 (Stick G X)\nY : joy_1 (Stick G Y)");
+
+        combo->setCurrentIndex(2);
+        QCOMPARE(changed.count(), 1);
+        const Gate chosen = changed.at(0).at(0).value<Gate>();
+        QVERIFY(chosen.source2dKey == "pad_right" && chosen.xAxis == 3 && chosen.yAxis == 4);
+        card.findChild<QDoubleSpinBox *>("gateCenterX")->setValue(-12.5);
+        card.findChild<QComboBox *>("gateFront")->setCurrentIndex(2);
+        card.findChild<QCheckBox *>("gateInvert")->setChecked(true);
+        QCOMPARE(changed.count(), 4);
+        const Gate last = changed.last().at(0).value<Gate>();
+        QVERIFY(last.centerX == -12.5 && !last.emitOnEnter && last.emitOnExit && last.invertOutput);
+        QVERIFY(last.source2dKey == "pad_right" && last == card.settings());
+
+        card.setSettings(gate("gate_1", "pad_left")); // a known pastille: no historical item
+        QCOMPARE(combo->count(), 2);
+        QCOMPARE(combo->currentIndex(), 0);
+        QCOMPARE(card.findChild<QLabel *>("gateTitle")->text(), "gate_1");
+        QCOMPARE(changed.count(), 4);
+    }
+
+    void liveStateAndCapture()
+    {
+        GamepadGateCalibrationWidget card(gate("gate_0"), kSources);
+        auto *state = card.findChild<QLabel *>("gateStateLabel");
+        QCOMPARE(state->text(), "dehors");
+        card.setLiveState(QPointF(10, -5), true);
+        QVERIFY(state->text() == "dedans" && state->property("inside").toBool());
+        QCOMPARE(card.findChild<GatePreviewWidget *>("gatePreview")->livePoint(), QPointF(10, -5));
+        card.setLiveState(QPointF(90, 0), false);
+        QVERIFY(state->text() == "dehors" && !state->property("inside").toBool());
+
+        auto *capture = card.findChild<QPushButton *>("gateCaptureButton");
+        QSignalSpy requested(&card, &GamepadGateCalibrationWidget::captureCenterRequested);
+        card.setCaptureEnabled(false);
+        QTest::mouseClick(capture, Qt::LeftButton);
+        card.setCaptureEnabled(true);
+        QTest::mouseClick(capture, Qt::LeftButton);
+        QCOMPARE(requested.count(), 1);
+    }
+
+    void measureDialogPhases()
+    {
+        using Phase = CalibrationMeasureDialog::Phase;
+        const GamepadCalibration current = defaultCalibration(2, 0);
+        CalibrationMeasureDialog dialog(current, {});
+        const CalibrationRecording::Presence present{true, true};
+        dialog.addSample(500, present, {54, 0});
+        dialog.addSample(2499, present, {54, 0});
+        QCOMPARE(dialog.phase(), Phase::Rest);
+        dialog.addSample(2500, present, {54, 0});
+        QCOMPARE(dialog.phase(), Phase::Motion);
+        dialog.addSample(3000, present, {-70, 80});
+
+        dialog.finishMotion();
+        QCOMPARE(dialog.phase(), Phase::Review);
+        dialog.addSample(4000, present, {-100, 0}); // ignored once reviewing
+        const GamepadCalibration proposed = dialog.proposedCalibration();
+        QVERIFY(proposed.axes.at(0).restRaw == 54 && proposed.axes.at(0).negativeRaw == -70);
+        QCOMPARE(proposed.axes.at(1).positiveRaw, 80.0);
+        QVERIFY(dialog.findChild<QPushButton *>("measureApplyButton")->isEnabled());
+    }
+};
+
+QTEST_MAIN(TestGateCalibration)
+#include "tst_gatecalibration.moc"
