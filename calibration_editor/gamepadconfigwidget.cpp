@@ -240,6 +240,11 @@ ControlManette *GamepadConfigWidget::device() const
     return m_device;
 }
 
+CalibrationMeasureDialog *GamepadConfigWidget::measureDialog() const
+{
+    return m_measureDialog;
+}
+
 void GamepadConfigWidget::setProfile(const GamepadProfileInfo &profile)
 {
     flushSave();
@@ -810,6 +815,7 @@ void GamepadConfigWidget::openMeasurement()
 
 void GamepadConfigWidget::applyMeasurement()
 {
+    // Onto the buffer as it is now: edits made while measuring stay.
     if (m_measureDialog)
-        replaceBuffer(m_measureDialog->proposedCalibration());
+        replaceBuffer(applyAxisProposals(buffer(), m_measureDialog->proposals()));
 }

@@ -55,7 +55,7 @@ public:
     QString currentTargetPath() const;
 
     // The measurement dialog while it is open, for the live timer and for tests.
-    CalibrationMeasureDialog *measureDialog() const { return m_measureDialog; }
+    CalibrationMeasureDialog *measureDialog() const;
 
     void rebuildAxisCards();
     void reload();

@@ -109,6 +109,12 @@ private slots:
     {
         QCOMPARE(m_panel->findChildren<GamepadAxisCalibrationWidget *>().size(), 4);
         QCOMPARE(m_panel->findChildren<GamepadButtonCalibrationWidget *>().size(), 12);
+        auto *card = m_panel->findChild<GamepadAxisCalibrationWidget *>();
+        m_joysticks->backend.setAxis(0, 0, 30.0);
+        m_pad->poll();
+        m_panel->updateLiveValues(); // values go into the cards, which stay
+        QCOMPARE(m_panel->findChild<GamepadAxisCalibrationWidget *>(), card);
+        QCOMPARE(card->findChild<QLabel *>(QStringLiteral("rawLabel"))->text(), "raw: 30.0");
         m_panel->addGate();
         m_panel->addGate();
         const auto gates = m_panel->findChildren<GamepadGateCalibrationWidget *>();
@@ -146,6 +152,10 @@ private slots:
         m_panel->flushSave();
         QCOMPARE(m_panel->findChild<QLabel *>(QStringLiteral("sourceLabel"))->text(),
                  QStringLiteral("Source: Profil"));
+        // Back and forth between the scopes keeps the user's override.
+        m_panel->onScopeComboChanged(GamepadConfigWidget::BaseScope);
+        m_panel->onScopeComboChanged(GamepadConfigWidget::ProfileScope);
+        QCOMPARE(m_panel->editedCalibration().axes[0].gamma, 2.0);
 
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
         m_panel->deleteOverride();
@@ -153,6 +163,10 @@ private slots:
         QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::BaseScope));
         QCOMPARE(meta.last(), QVariantList({"inherit", "", quint32(0x45e), quint32(0x28e)}));
         QCOMPARE(saved.count(), 1);
+        m_panel->copyBaseToProfile();
+        QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::ProfileScope));
+        QCOMPARE(m_panel->editedCalibration().axes[0].gamma, 1.0);
+        QVERIFY(QFile::exists(profile.folder + "/calibration.override.json"));
     }
 
     void editsWithoutTargetStayInMemory_data()
