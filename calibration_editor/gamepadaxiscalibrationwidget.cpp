@@ -1,5 +1,7 @@
 #include "gamepadaxiscalibrationwidget.h"
 
+#include "calibrationcardframe.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
@@ -151,31 +153,14 @@ GamepadAxisCalibrationWidget::GamepadAxisCalibrationWidget(
 
 void GamepadAxisCalibrationWidget::buildUi(const QString &displayName)
 {
-    auto *rootLayout = new QVBoxLayout(this);
-    rootLayout->setObjectName(QStringLiteral("rootLayout"));
-    rootLayout->setContentsMargins(0, 0, 0, 0);
-    auto *card = new QFrame(this);
-    card->setObjectName(QStringLiteral("axisCard"));
-    rootLayout->addWidget(card);
-    auto *cardLayout = new QVBoxLayout(card);
-    cardLayout->setObjectName(QStringLiteral("cardLayout"));
-    cardLayout->setContentsMargins(10, 8, 10, 8);
-    cardLayout->setSpacing(6);
-
-    // Header: expand button, title, live gauge and live values.
-    auto *header = new QWidget(card);
-    header->setObjectName(QStringLiteral("headerWidget"));
-    auto *titleLayout = new QHBoxLayout(header);
-    titleLayout->setObjectName(QStringLiteral("titleLayout"));
-    titleLayout->setContentsMargins(0, 0, 0, 0);
-    cardLayout->addWidget(header);
-
-    m_expandButton = new QToolButton(header);
-    m_expandButton->setObjectName(QStringLiteral("expandButton"));
-    m_expandButton->setCheckable(true);
-    m_expandButton->setArrowType(Qt::RightArrow);
-    m_expandButton->setToolTip(QStringLiteral("Afficher ou masquer les reglages de cet axe."));
-    titleLayout->addWidget(m_expandButton);
+    const CalibrationCardFrame frame =
+        buildCalibrationCardFrame(this, QStringLiteral("axisCard"), QStringLiteral("titleLayout"),
+                                  QStringLiteral("Afficher ou masquer les reglages de cet axe."));
+    QWidget *header = frame.header;
+    QHBoxLayout *titleLayout = frame.headerLayout;
+    m_expandButton = frame.expandButton;
+    m_details = frame.details;
+    QVBoxLayout *detailsLayout = frame.detailsLayout;
 
     const QString title = displayName.isEmpty()
                               ? QStringLiteral("joy_%1").arg(m_axisIndex)
@@ -208,18 +193,6 @@ void GamepadAxisCalibrationWidget::buildUi(const QString &displayName)
     m_outputLabel = metricLabel("outputLabel", "out: ");
     titleLayout->addWidget(m_rawLabel);
     titleLayout->addWidget(m_outputLabel);
-
-    // Details, hidden until the card is expanded.
-    m_details = new QFrame(card);
-    m_details->setObjectName(QStringLiteral("detailsFrame"));
-    m_details->setVisible(false);
-    auto *detailsLayout = new QVBoxLayout(m_details);
-    detailsLayout->setObjectName(QStringLiteral("detailsLayout"));
-    cardLayout->addWidget(m_details);
-    connect(m_expandButton, &QToolButton::toggled, this, [this](bool expanded) {
-        m_expandButton->setArrowType(expanded ? Qt::DownArrow : Qt::RightArrow);
-        m_details->setVisible(expanded);
-    });
 
     auto *processing = new QGroupBox(QStringLiteral("Traitement"), m_details);
     processing->setObjectName(QStringLiteral("processingGroup"));

@@ -1,5 +1,7 @@
 #include "gamepadbuttoncalibrationwidget.h"
 
+#include "calibrationcardframe.h"
+
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QFrame>
@@ -81,30 +83,14 @@ GamepadButtonCalibrationWidget::GamepadButtonCalibrationWidget(
 
 void GamepadButtonCalibrationWidget::buildUi()
 {
-    auto *rootLayout = new QVBoxLayout(this);
-    rootLayout->setObjectName(QStringLiteral("rootLayout"));
-    rootLayout->setContentsMargins(0, 0, 0, 0);
-    auto *card = new QFrame(this);
-    card->setObjectName(QStringLiteral("buttonCard"));
-    rootLayout->addWidget(card);
-    auto *cardLayout = new QVBoxLayout(card);
-    cardLayout->setObjectName(QStringLiteral("cardLayout"));
-    cardLayout->setContentsMargins(10, 8, 10, 8);
-    cardLayout->setSpacing(6);
-
-    auto *header = new QWidget(card);
-    header->setObjectName(QStringLiteral("headerWidget"));
-    auto *headerLayout = new QHBoxLayout(header);
-    headerLayout->setObjectName(QStringLiteral("headerLayout"));
-    headerLayout->setContentsMargins(0, 0, 0, 0);
-    cardLayout->addWidget(header);
-
-    m_expandButton = new QToolButton(header);
-    m_expandButton->setObjectName(QStringLiteral("expandButton"));
-    m_expandButton->setCheckable(true);
-    m_expandButton->setArrowType(Qt::RightArrow);
-    m_expandButton->setToolTip(QStringLiteral("Afficher ou masquer les reglages de ce bouton."));
-    headerLayout->addWidget(m_expandButton);
+    const CalibrationCardFrame frame = buildCalibrationCardFrame(
+        this, QStringLiteral("buttonCard"), QStringLiteral("headerLayout"),
+        QStringLiteral("Afficher ou masquer les reglages de ce bouton."));
+    QWidget *header = frame.header;
+    QHBoxLayout *headerLayout = frame.headerLayout;
+    m_expandButton = frame.expandButton;
+    m_details = frame.details;
+    QVBoxLayout *detailsLayout = frame.detailsLayout;
 
     auto *title = new QLabel(QStringLiteral("but_%1").arg(m_buttonIndex), header);
     title->setObjectName(QStringLiteral("buttonTitleLabel"));
@@ -123,17 +109,6 @@ void GamepadButtonCalibrationWidget::buildUi()
     m_summaryLabel->setObjectName(QStringLiteral("summaryLabel"));
     m_summaryLabel->setProperty("class", QStringLiteral("buttonSummaryLabel"));
     headerLayout->addWidget(m_summaryLabel, 1);
-
-    m_details = new QFrame(card);
-    m_details->setObjectName(QStringLiteral("detailsFrame"));
-    m_details->setVisible(false);
-    auto *detailsLayout = new QVBoxLayout(m_details);
-    detailsLayout->setObjectName(QStringLiteral("detailsLayout"));
-    cardLayout->addWidget(m_details);
-    connect(m_expandButton, &QToolButton::toggled, this, [this](bool expanded) {
-        m_expandButton->setArrowType(expanded ? Qt::DownArrow : Qt::RightArrow);
-        m_details->setVisible(expanded);
-    });
 
     auto *groups = new QWidget(m_details);
     groups->setObjectName(QStringLiteral("buttonSignalGroup"));
