@@ -1,11 +1,11 @@
 #include "interactiveoverlay.h"
 
+#include "dialogseam.h"
 #include "overlaybindings.h"
 #include "pastillegeometry.h"
 #include "toucharea.h"
 
 #include <QContextMenuEvent>
-#include <QInputDialog>
 #include <QMenu>
 #include <QRegularExpression>
 
@@ -518,8 +518,8 @@ void InteractiveOverlay::promptRename(int index)
         return;
     bool accepted = false;
     const QString text =
-        QInputDialog::getText(this, QStringLiteral("Renommer l'element"), QStringLiteral("Nom :"),
-                              QLineEdit::Normal, m_nodes[index].title, &accepted);
+        dialogSeam().getText(this, QStringLiteral("Renommer l'element"), QStringLiteral("Nom :"),
+                             m_nodes[index].title, &accepted);
     if (accepted)
         renameNode(index, text);
 }

@@ -1,9 +1,9 @@
 #include "toucharea.h"
 
+#include "dialogseam.h"
 #include "pastillegeometry.h"
 
 #include <QContextMenuEvent>
-#include <QInputDialog>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -152,9 +152,8 @@ QMenu *TouchArea::createContextMenu(QWidget *menuParent)
 void TouchArea::promptRename()
 {
     bool ok = false;
-    const QString text =
-        QInputDialog::getText(this, QStringLiteral("Renommer l'element"), QStringLiteral("Nom :"),
-                              QLineEdit::Normal, m_title, &ok);
+    const QString text = dialogSeam().getText(this, QStringLiteral("Renommer l'element"),
+                                              QStringLiteral("Nom :"), m_title, &ok);
     if (ok)
         applyEditedTitle(text);
 }

@@ -1,6 +1,8 @@
+#include "scripteddialogseam.h"
 #include "toucharea.h"
 
 #include <QApplication>
+#include <QMenu>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -82,6 +84,20 @@ private slots:
         QVERIFY(clicked.count() == 1 && activated.count() == 1);
         QCOMPARE(activated[0][1].toString(), "Element");
         QCOMPARE(m_pastille->geometry(), QRect(50, 50, 120, 120));
+    }
+
+    // "Renommer..." asks through the dialog seam, offering the title; a cancel keeps it.
+    void renameAsksTheSeam()
+    {
+        ScriptedDialogs dialogs;
+        dialogs.answerText(QStringLiteral(" Gachette "));
+        QScopedPointer<QMenu> menu(m_pastille->createContextMenu(m_parent));
+        menu->actions().first()->trigger();
+        menu->actions().first()->trigger();
+        QCOMPARE(m_pastille->title(), "Gachette");
+        QCOMPARE(dialogs.prompts().size(), 2);
+        QCOMPARE(dialogs.prompts()[0].text, "Nom :");
+        QCOMPARE(dialogs.prompts()[1].value, "Gachette");
     }
 
 private:

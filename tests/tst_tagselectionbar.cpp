@@ -1,0 +1,162 @@
+#include "associationdialog.h"
+#include "scripteddialogseam.h"
+#include "tagselectionbar.h"
+
+#include <QCompleter>
+#include <QFrame>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QStringListModel>
+#include <QtTest>
+
+using Kind = ScriptedDialogSeam::Kind;
+
+class TestTagSelectionBar : public QObject
+{
+    Q_OBJECT
+
+    static QList<QFrame *> chips(const TagSelectionBar &bar)
+    {
+        return bar.findChildren<QFrame *>(QStringLiteral("tagSelectionChip"));
+    }
+    static QLineEdit *input(const TagSelectionBar &bar)
+    {
+        return bar.findChild<QLineEdit *>(QStringLiteral("tagSelectionInput"));
+    }
+
+private slots:
+    // Typed names and Backspace, with "Pad 1" and "Pad 2" connected and "Pad 2" selected.
+    void typing_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QStringList>("expected");
+        QTest::addColumn<QString>("fieldAfter");
+        const int enter = Qt::Key_Return, back = Qt::Key_Backspace;
+        const QStringList pad2{"Pad 2"};
+        // clang-format off
+        QTest::newRow("connected spelling") << " pad 1 " << enter << QStringList{"Pad 2", "Pad 1"} << "";
+        QTest::newRow("not connected") << "Vieux pad" << enter << QStringList{"Pad 2", "Vieux pad"} << "";
+        QTest::newRow("already selected") << "PAD 2" << enter << pad2 << "";
+        QTest::newRow("blank") << "   " << enter << pad2 << "";
+        QTest::newRow("backspace edits text") << "ab" << back << pad2 << "a";
+        QTest::newRow("backspace in empty field") << "" << back << QStringList() << "";
+        // clang-format on
+    }
+    void typing()
+    {
+        QFETCH(QString, typed);
+        QFETCH(int, key);
+        QFETCH(QStringList, expected);
+        TagSelectionBar bar;
+        bar.setAvailableTags({"Pad 1", "Pad 2"});
+        bar.setSelectedTags({"Pad 2"});
+        QSignalSpy changed(&bar, &TagSelectionBar::selectedTagsChanged);
+        QTest::keyClicks(input(bar), typed);
+        QTest::keyClick(input(bar), Qt::Key(key));
+        QCOMPARE(bar.selectedTags(), expected);
+        QTEST(input(bar)->text(), "fieldAfter");
+        QCOMPARE(changed.count(), expected == QStringList{"Pad 2"} ? 0 : 1);
+        const QList<QFrame *> all = chips(bar);
+        QCOMPARE(all.size(), expected.size());
+        if (all.isEmpty())
+            return;
+        const bool connected = bar.availableTags().contains(expected.last());
+        QCOMPARE(all.last()->property("connected").toBool(), connected);
+        QCOMPARE(all.last()->toolTip(), connected ? QString() : "Manette non connectee");
+    }
+
+    void setSelected_data()
+    {
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QStringList>("expected");
+        QTest::addColumn<int>("signals");
+        // clang-format off
+        QTest::newRow("same in another case") << QStringList{"PAD 1", " pad 2 ", "pad 1"} << QStringList{"Pad 1", "Pad 2"} << 0;
+        QTest::newRow("normalised") << QStringList{" Pad 3 ", "", "pad 3", "Pad 1"} << QStringList{"Pad 3", "Pad 1"} << 1;
+        // clang-format on
+    }
+    void setSelected()
+    {
+        TagSelectionBar bar;
+        bar.setSelectedTags({"Pad 1", "Pad 2"});
+        QSignalSpy changed(&bar, &TagSelectionBar::selectedTagsChanged);
+        QFETCH(QStringList, names);
+        bar.setSelectedTags(names);
+        QTEST(bar.selectedTags(), "expected");
+        QTEST(int(changed.count()), "signals");
+    }
+
+    // The completer offers the connected names not yet chosen, by substring ignoring case, and
+    // choosing one in its popup adds it.
+    void completion()
+    {
+        TagSelectionBar bar;
+        bar.setAvailableTags({"Pad 1", "Stick Pro", "Pad 2"});
+        bar.setSelectedTags({"pad 2"});
+        QCompleter *completer = input(bar)->completer();
+        auto *model = qobject_cast<QStringListModel *>(completer->model());
+        QVERIFY(model);
+        QCOMPARE(model->stringList(), QStringList({"Pad 1", "Stick Pro"}));
+        completer->setCompletionPrefix("ICK");
+        QCOMPARE(completer->completionCount(), 1);
+        Q_EMIT completer->activated(completer->currentCompletion());
+        QCOMPARE(bar.selectedTags(), QStringList({"pad 2", "Stick Pro"}));
+        QCOMPARE(model->stringList(), QStringList{"Pad 1"});
+    }
+
+    void associationDialog_data()
+    {
+        QTest::addColumn<QStringList>("connected");
+        QTest::addColumn<bool>("accept");
+        QTest::addColumn<QString>("result");
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("items");
+        const QString none = "Aucune manette connectée n'est disponible.\nVous pouvez créer un "
+                             "profil sans liaison et l’associer plus tard.";
+        const int info = int(Kind::Information), item = int(Kind::Item);
+        const QString label = "Choisir la manette à lier :";
+        const QStringList two{"Pad 1", "Pad 2"};
+        // clang-format off
+        QTest::newRow("no controller") << QStringList{" ", ""} << true << "" << info << none << QStringList();
+        QTest::newRow("chosen") << QStringList{"Pad 1", "pad 1 ", "Pad 2"} << true << "Pad 2" << item << label << two;
+        QTest::newRow("cancelled") << two << false << "" << item << label << two;
+        // clang-format on
+    }
+    void associationDialog()
+    {
+        QFETCH(QStringList, connected);
+        QFETCH(bool, accept);
+        ScriptedDialogs dialogs;
+        accept ? dialogs.answerItem("Pad 2") : dialogs.cancelNext();
+        QTEST(chooseControllerToLink(nullptr, connected), "result");
+        QCOMPARE(dialogs.prompts().size(), 1);
+        const ScriptedDialogSeam::Prompt &asked = dialogs.prompts().first();
+        QTEST(int(asked.kind), "kind");
+        QCOMPARE(asked.title, "Association manette");
+        QTEST(asked.text, "text");
+        QTEST(asked.items, "items");
+        QCOMPARE(asked.current, asked.kind == Kind::Item ? 0 : -1);
+        QVERIFY(!asked.editable);
+    }
+
+    // Three chips, one of a controller that is gone, wrap in a 360 px bar.
+    void render()
+    {
+        TagSelectionBar bar;
+        bar.setAvailableTags({"Manette Xbox Series X", "DualSense Wireless Controller"});
+        bar.setSelectedTags({"Manette Xbox Series X", "DualSense Wireless Controller", "Pad USB"});
+        bar.resize(360, bar.heightForWidth(360));
+        bar.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&bar));
+        const QList<QFrame *> all = chips(bar);
+        QCOMPARE(all.size(), 3);
+        QVERIFY(!all.last()->property("connected").toBool());
+        QVERIFY(all.last()->y() > all.first()->y());
+        QVERIFY(bar.grab().save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/association_bar.png")));
+    }
+};
+
+QTEST_MAIN(TestTagSelectionBar)
+#include "tst_tagselectionbar.moc"
