@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonDocument>
 
 using namespace BridgeField;
 
@@ -189,14 +190,14 @@ QJsonObject mappingDocumentForSave(QJsonObject existing, const QJsonArray &bridg
 
 bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode> &nodes,
                          const QVector<LearnedKey> &learnedKeys, const QJsonArray &catalog,
-                         QString *error)
+                         QString *error, const JsonFileMessages &messages)
 {
     const QString path = containedFilePath(profileFolder, kMappingFileName);
     if (path.isEmpty())
         return failedSave(outsideProfileFolderError(profileFolder, kMappingFileName), error);
     // A corrupt document must not block saving: it is replaced by a fresh one.
     QJsonObject existing;
-    if (QFileInfo::exists(path) && !readJsonObjectFile(path, &existing, nullptr))
+    if (QFileInfo::exists(path) && !readJsonObjectFile(path, &existing, nullptr, messages))
         existing = QJsonObject();
     const QJsonArray bridges =
         materializeMapping(nodes, learnedKeys, catalog).value(QLatin1String("bridges")).toArray();
@@ -204,24 +205,41 @@ bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode
     // A folder that cannot be made shows up as a write failure just below.
     QDir(profileFolder).mkpath(QStringLiteral("."));
     QString writeError;
-    return writeJsonFileAtomic(path, document, &writeError, true) || failedSave(writeError, error);
+    return writeJsonFileAtomic(path, QJsonDocument(document).toJson(QJsonDocument::Indented),
+                               &writeError, messages) ||
+           failedSave(writeError, error);
 }
 
-bool loadMappingDocument(const QString &profileFolder, QVector<OverlayNode> *nodes, QString *error)
+bool readMappingBridges(const QString &profileFolder, QJsonArray *bridges, QString *error,
+                        const JsonFileMessages &messages)
 {
     const QString path = mappingDocumentPath(profileFolder);
-    if (path.isEmpty() || !nodes)
+    if (path.isEmpty())
         return false;
-    if (!QFileInfo::exists(path))
+    if (!QFileInfo::exists(path)) {
+        if (bridges)
+            *bridges = QJsonArray();
         return true;
+    }
     QJsonObject document;
     QString readError;
-    if (!readJsonObjectFile(path, &document, &readError)) {
+    if (!readJsonObjectFile(path, &document, &readError, messages)) {
         qCWarning(lcGamepadUi).noquote()
             << QStringLiteral("Gamepad mapping load failed error=%1").arg(readError);
         if (error)
             *error = readError;
         return false;
     }
-    return applyMappingBridges(document.value(QLatin1String("bridges")).toArray(), nodes);
+    if (bridges)
+        *bridges = document.value(QLatin1String("bridges")).toArray();
+    return true;
+}
+
+bool loadMappingDocument(const QString &profileFolder, QVector<OverlayNode> *nodes, QString *error,
+                         const JsonFileMessages &messages)
+{
+    QJsonArray bridges;
+    if (!nodes || !readMappingBridges(profileFolder, &bridges, error, messages))
+        return false;
+    return applyMappingBridges(bridges, nodes);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "jsonfile.h"
 #include "overlaybindings.h"
 #include "overlaydocument.h"
 
@@ -36,12 +37,20 @@ QJsonObject mappingDocumentForSave(QJsonObject existing, const QJsonArray &bridg
 
 // Regenerates and writes the mapping document of a profile folder. An unreadable existing document
 // is replaced; a document that would land outside the folder (a symbolic link) is refused. A
-// failure is logged ("Gamepad mapping save failed error=...") and reported in `error`.
+// failure is logged once ("Gamepad mapping save failed error=...") and reported in `error`;
+// `messages` words the writer's errors (the profile editor's French, the linker's English).
 bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode> &nodes,
                          const QVector<LearnedKey> &learnedKeys, const QJsonArray &catalog,
-                         QString *error = nullptr);
+                         QString *error = nullptr,
+                         const JsonFileMessages &messages = editorJsonMessages());
+
+// The "bridges" of a profile folder's mapping document; a missing document succeeds with none.
+// A failure is logged once ("Gamepad mapping load failed error=...") and reported in `error`.
+bool readMappingBridges(const QString &profileFolder, QJsonArray *bridges, QString *error = nullptr,
+                        const JsonFileMessages &messages = editorJsonMessages());
 
 // Reads the mapping document of a profile folder (when it exists) and applies its bridges.
 // A missing document succeeds and changes nothing.
 bool loadMappingDocument(const QString &profileFolder, QVector<OverlayNode> *nodes,
-                         QString *error = nullptr);
+                         QString *error = nullptr,
+                         const JsonFileMessages &messages = editorJsonMessages());
