@@ -1,0 +1,201 @@
+#pragma once
+
+#include "gamepadmanager.h"
+#include "profilemeta.h"
+
+#include <QIcon>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QList>
+#include <QMetaObject>
+#include <QPixmap>
+#include <QPointer>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+#include <QWidget>
+
+#include <functional>
+
+class ActionLinker;
+class ControlManette;
+class GamepadConfigWidget;
+class InspectorPanel;
+class InteractiveOverlay;
+class QButtonGroup;
+class QComboBox;
+class QFrame;
+class QGridLayout;
+class QListWidget;
+class QListWidgetItem;
+class QMenu;
+class QPushButton;
+class QuickActionsPanel;
+class QuickMapping;
+class TagSelectionBar;
+struct GamepadProfileInfo;
+
+// The profile editor: the catalogue of gamepad profiles as image tiles, the selected profile on
+// an interactive overlay, its calibration panel and mapping panel, and the profile operations
+// (new, rename, duplicate, change image, delete). Overlay edits are saved 250 ms after the last
+// change; a profile that cannot be saved is not left.
+class GamepadDefinder : public QWidget
+{
+    Q_OBJECT
+    Q_PROPERTY(QList<QPointer<ControlManette>> realGamepads READ realGamepads WRITE setRealGamepads
+                   NOTIFY realGamepadsChanged)
+    Q_PROPERTY(QJsonObject externalServices READ externalServices WRITE setExternalServices)
+
+public:
+    enum Mode { MappingMode = 0, CalibrationMode = 1, EditMode = 2 };
+
+    static constexpr int kAutosaveDelayMs = 250;
+    static constexpr QSize kTileIconSize{140, 90};
+    static constexpr QSize kTileGridSize{160, 120};
+
+    // `manager` supplies the connected controllers; null means the process-wide one.
+    explicit GamepadDefinder(GamepadManager *manager = nullptr, QWidget *parent = nullptr);
+    ~GamepadDefinder() override;
+
+    QList<QPointer<ControlManette>> realGamepads() const { return m_realGamepads; }
+    void setRealGamepads(const QList<QPointer<ControlManette>> &gamepads);
+
+    // The host's services object; its shared action catalogue feeds the overlay and the panels.
+    QJsonObject externalServices() const { return m_externalServices; }
+    void setExternalServices(const QJsonObject &services);
+
+    InteractiveOverlay *overlay() const { return m_overlay; }
+    GamepadConfigWidget *calibrationPanel() const { return m_calibration; }
+    ActionLinker *mappingPanel() const { return m_linker; }
+    TagSelectionBar *associationBar() const { return m_tagBar; }
+    InspectorPanel *inspector() const { return m_inspector; }
+    QuickActionsPanel *quickActions() const { return m_quickActions; }
+    QuickMapping *quickMapping() const { return m_quickMapping; }
+    QListWidget *profileList() const { return m_list; }
+    // The controller whose live input reaches quick mapping and the calibration panel.
+    ControlManette *attachedController() const { return m_attached; }
+
+    int currentRow() const { return m_currentRow; }
+    bool isDirty() const { return m_dirty; }
+    int mode() const { return m_mode; }
+    void setMode(int mode);
+    const QList<GamepadProfileMeta> &entries() const { return m_entries; }
+    // Tiles still showing the placeholder while their pictures are decoded in the background.
+    bool thumbnailsPending() const { return !m_thumbnailQueue.isEmpty(); }
+
+    // The list's context menu for a click at `pos` (of the list's viewport), not yet shown.
+    QMenu *createListContextMenu(const QPoint &pos);
+
+public slots:
+    void on_pushButtonAdd_clicked();
+    void onListSelectionChanged(int row);
+    void showListContextMenu(const QPoint &pos);
+    void actionNew();
+    void actionSave();
+    void actionDuplicate();
+    void actionDelete();
+    void actionRename();
+    void actionChangeImage();
+    void actionExport();
+    void actionImport();
+    void actionCopy();
+    void actionPaste();
+    void actionSnapshot();
+    void actionSnapshotAll();
+    void onOverlayDirty();
+    void onOverlaySelectionChanged(int nodeIndex);
+    void onCalibrationProfileMetadataChanged(const QString &mode, const QString &overrideFile,
+                                             uint vendorId, uint productId);
+    void onDeviceSelectionTagsChanged();
+    void onAxisChanged(int axis, double value);
+    void onButtonChanged(int button, bool pressed);
+    void onGateChanged(const QString &key, bool inside);
+    void emitCurrentSelection();
+    void exportSnapshotsToDir(const QString &outDir);
+
+signals:
+    void realGamepadsChanged();
+    void deviceSelectionChanged(const QStringList &deviceNames);
+    void profilesCatalogChanged();
+    void currentGamepadChanged(const QString &id, const QString &name, const QJsonObject &overlay,
+                               const QString &imagePath);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildForm();
+    void buildChrome();
+    void configureList();
+    void installShortcuts();
+    void connectSignals();
+
+    bool validRow(int row) const { return row >= 0 && row < m_entries.size(); }
+    bool saveProfile(int row);
+    bool selectRow(int row);
+    int duplicateCurrent();
+    bool deleteCurrent();
+    void loadCurrentProfile();
+    void showNoProfile();
+    bool updateEntryMeta(int row, const std::function<void(GamepadProfileMeta &)> &change);
+    void addNodeFromBar(int kind);
+    QJsonObject defaultOverlayDocument(const QString &imageSource) const;
+
+    void refillList();
+    QListWidgetItem *appendTile(const GamepadProfileMeta &entry);
+    void updateTile(int row);
+    void scheduleThumbnail(int row);
+    void decodeThumbnails();
+
+    void refreshDevices();
+    void attachController(ControlManette *device);
+    ControlManette *chooseController() const;
+    QStringList connectedNames() const;
+    GamepadProfileInfo currentProfileInfo() const;
+    void syncCalibrationPanel();
+    void refreshModeWidgets();
+    void refreshQuickState();
+
+    QPointer<GamepadManager> m_manager;
+    QList<QPointer<ControlManette>> m_realGamepads;
+    QList<QMetaObject::Connection> m_gamepadWatch;
+    QPointer<ControlManette> m_attached;
+    QList<QMetaObject::Connection> m_liveInput;
+    QJsonObject m_externalServices;
+
+    QList<GamepadProfileMeta> m_entries;
+    int m_currentRow = -1;
+    bool m_dirty = false;
+    bool m_loading = false;
+    int m_mode = MappingMode;
+    bool m_overlayLocked = true;
+    bool m_calibrationStale = true; // the hidden calibration panel is brought up to date when shown
+    QString m_givenSources;         // the two-axis pastilles last handed to the calibration panel
+    QTimer m_autosave;
+
+    QTimer m_thumbnailTimer;
+    QList<int> m_thumbnailQueue;
+    QIcon m_placeholder;
+
+    // The form.
+    QGridLayout *m_grid = nullptr;
+    InteractiveOverlay *m_overlay = nullptr;
+    QListWidget *m_list = nullptr;
+    QPushButton *m_addButton = nullptr;
+    QComboBox *m_vendorCombo = nullptr;
+
+    // The chrome.
+    QFrame *m_topBar = nullptr;
+    QButtonGroup *m_modeButtons = nullptr;
+    QList<QPushButton *> m_addNodeButtons;
+    TagSelectionBar *m_tagBar = nullptr;
+    QWidget *m_sideColumn = nullptr;
+    InspectorPanel *m_inspector = nullptr;
+    QuickActionsPanel *m_quickActions = nullptr;
+    QuickMapping *m_quickMapping = nullptr;
+
+    // The attached panels.
+    GamepadConfigWidget *m_calibration = nullptr;
+    ActionLinker *m_linker = nullptr;
+};

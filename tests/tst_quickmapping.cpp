@@ -1,0 +1,260 @@
+#include "inspectorpanel.h"
+#include "interactiveoverlay.h"
+#include "quickactionspanel.h"
+#include "quickmapping.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+const QString kAccented = QStringLiteral("Aucune pastille n'est liée à \"%1\" pour \"%2\".");
+const QString kUnaccented = QStringLiteral("Aucune pastille n'est liee a \"%1\" pour \"%2\".");
+
+// The editor's side panels over one overlay; the inspector goes first.
+struct Editor
+{
+    InteractiveOverlay overlay;
+    QuickActionsPanel panel;
+    QuickMapping mapping{&overlay, &panel};
+    InspectorPanel inspector{&overlay};
+
+    // Slot keys in slot order, comma-separated.
+    int addNode(ElementKind kind, const QString &keys)
+    {
+        const int index = overlay.createNode(kind, QString(), QPoint(100, 100));
+        const QStringList labels = slotLabels(kind);
+        const QStringList split = keys.split(',');
+        for (int i = 0; i < split.size(); ++i) {
+            OverlaySource source = overlay.sourceOf(index, labels[i]);
+            source.stringKey = split[i];
+            overlay.setNodeSource(index, labels[i], source);
+        }
+        return index;
+    }
+    // "joy_N" moves axis N, "but_N" presses (value != 0) or releases button N, other keys enter
+    // (value != 0) or leave a gate.
+    void feed(const QString &key, double value)
+    {
+        const int number = key.section('_', 1).toInt();
+        if (key.startsWith("joy_"))
+            mapping.onAxisChanged(number, value);
+        else if (key.startsWith("but_"))
+            mapping.onButtonChanged(number, value != 0);
+        else
+            mapping.onGateChanged(key, value != 0);
+    }
+    QPushButton *button(const QString &text) const
+    {
+        for (QPushButton *b : inspector.findChildren<QPushButton *>())
+            if (b->text() == text)
+                return b;
+        return nullptr;
+    }
+    // What the slot editor shows, in order: split box, publish mode, then per slot its source and
+    // its learn and clear buttons.
+    QString slotTexts() const
+    {
+        QStringList texts;
+        for (QWidget *w : inspector.findChildren<QWidget *>()) {
+            if (auto *b = qobject_cast<QAbstractButton *>(w); b && w->parentWidget() != &inspector)
+                texts << b->text();
+            else if (auto *combo = qobject_cast<QComboBox *>(w))
+                texts << combo->currentText();
+            else if (w->objectName() == "slotSourceLabel")
+                texts << static_cast<QLabel *>(w)->text();
+        }
+        return texts.join(',');
+    }
+};
+
+} // namespace
+
+class TestQuickMapping : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<Editor> e;
+
+private slots:
+    void init()
+    {
+        e = std::make_unique<Editor>();
+        e->panel.setCatalog(QJsonArray{QJsonObject{{"name", "pan"}}});
+    }
+    void cleanup() { e.reset(); }
+
+    void hintFollowsState_data()
+    {
+        QTest::addColumn<bool>("locked");
+        QTest::addColumn<bool>("attached");
+        QTest::addColumn<QString>("pending");
+        QTest::addColumn<QString>("hint");
+        QTest::newRow("unlocked") << false << true << "pan"
+                                  << "Passez en mode Mapping pour affecter rapidement une action.";
+        QTest::newRow("no controller") << true << false << "pan"
+                                       << "Connectez la manette pour utiliser le mapping rapide.";
+        QTest::newRow("nothing pending")
+            << true << true << ""
+            << "Cliquez une action puis appuyez sur un bouton ou bougez un axe.";
+        QTest::newRow("pending") << true << true << "pan"
+                                 << "Appuyez sur un bouton ou bougez un axe pour mapper \"pan\".";
+    }
+    void hintFollowsState()
+    {
+        QFETCH(bool, locked);
+        QFETCH(bool, attached);
+        QFETCH(QString, pending);
+        e->panel.setState(locked, attached);
+        e->panel.setPendingAction(pending);
+        QTEST(e->panel.hintText(), "hint");
+        QTEST(quickActionsHint(locked, attached, pending), "hint");
+        QCOMPARE(e->panel.list()->isEnabled(), locked && attached);
+    }
+
+    // Pastilles: a stick on joy_1 and buttons on but_2 and gate_0. Each input is given once to
+    // learning (a pastille of its kind selected), then once with an action pending.
+    void inputLearnsOrMaps_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<bool>("learns");
+        QTest::addColumn<bool>("maps");
+        QTest::addColumn<QString>("message"); // none: the pending hint stays
+        QTest::newRow("axis 39.9") << "joy_1" << 39.9 << false << false << "";
+        QTest::newRow("axis 40") << "joy_1" << 40.0 << true << true << "";
+        QTest::newRow("axis -40") << "joy_1" << -40.0 << true << true << "";
+        QTest::newRow("press") << "but_2" << 1.0 << true << true << "";
+        QTest::newRow("release") << "but_2" << 0.0 << false << false << "";
+        QTest::newRow("gate enter") << "gate_0" << 1.0 << false << true << "";
+        QTest::newRow("gate leave") << "gate_0" << 0.0 << false << false << "";
+        QTest::newRow("unbound axis") << "joy_5" << 50.0 << true << false << kAccented;
+        QTest::newRow("unbound button") << "but_7" << 1.0 << true << false << kAccented;
+        QTest::newRow("unbound gate") << "gate_3" << 1.0 << false << false << kUnaccented;
+    }
+    void inputLearnsOrMaps()
+    {
+        QFETCH(QString, key);
+        QFETCH(double, value);
+        QFETCH(bool, maps);
+        QFETCH(QString, message);
+        e->addNode(ElementKind::SingleJoy, "joy_1");
+        e->addNode(ElementKind::Button, "but_2");
+        e->addNode(ElementKind::Button, "gate_0");
+        e->overlay.setSelectedNode(key.startsWith("joy_") ? 0 : 1);
+        e->feed(key, value);
+        QTEST(e->mapping.isLearning(), "learns");
+        e->overlay.setSelectedNode(-1);
+        e->mapping.finishLearning();
+
+        e->panel.setState(true, true);
+        e->panel.setPendingAction("pan");
+        e->feed(key, value);
+        int bound = 0;
+        for (const OverlayNode &node : e->overlay.nodes())
+            bound += !node.sources[0].binding.isEmpty();
+        QCOMPARE(bound, maps ? 1 : 0);
+        QCOMPARE(e->panel.pendingAction(), maps ? "" : "pan");
+        QCOMPARE(e->panel.hintText(), message.isEmpty()
+                                          ? quickActionsHint(true, true, e->panel.pendingAction())
+                                          : message.arg(key, "pan"));
+    }
+
+    void learningKeepsTheFirstInput()
+    {
+        const int pad = e->addNode(ElementKind::Button, "");
+        e->overlay.setSelectedNode(pad);
+        QSignalSpy changed(&e->mapping, &QuickMapping::overlayChanged);
+        e->mapping.onButtonChanged(4, true);
+        e->mapping.onButtonChanged(6, true);
+        QCOMPARE(e->mapping.learnedButton(), 4);
+        QTRY_VERIFY(!e->mapping.isLearning());
+        QCOMPARE(e->overlay.sourceOf(pad, "Bouton").stringKey, "but_4");
+        QCOMPARE(changed.size(), 1);
+
+        e->mapping.onButtonChanged(5, true);
+        e->overlay.setSelectedNode(-1);
+        e->mapping.finishLearning();
+        QCOMPARE(e->mapping.learnedButton(), -1);
+        QCOMPARE(changed.size(), 1);
+    }
+
+    void inspectorShowsSelection_data()
+    {
+        QTest::addColumn<int>("kind"); // -1: a stick, not selected
+        QTest::addColumn<bool>("split");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<bool>("locked");
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("slots");
+        QTest::newRow("nothing") << -1 << false << "" << false << ""
+                                 << "";
+        QTest::newRow("joy") << 0 << false << "" << false << "Type : Joy"
+                             << "Sur changement,Aucune source,Learn,Clear";
+        QTest::newRow("cross") << 1 << false << "joy_3,joy_4" << true << "Type : Double Joy X/Y"
+                               << "Split X / Y,Sur changement,Joy 3/4,Learn,Clear";
+        QTest::newRow("half cross") << 1 << false << "joy_3," << false << "Type : Double Joy X/Y"
+                                    << "Split X / Y,Sur changement,joy_3 / -,Learn,Clear";
+        QTest::newRow("split cross")
+            << 1 << true << "joy_3,but_1" << false << "Type : Double Joy X/Y"
+            << "Split X / Y,Sur changement,joy_3,Learn X,Clear,but_1,Learn Y,Clear";
+        QTest::newRow("gate button") << 2 << false << "gate_0" << true << "Type : Button"
+                                     << "Gate gate_0,Learn,Clear";
+    }
+    void inspectorShowsSelection()
+    {
+        QFETCH(int, kind);
+        QFETCH(bool, split);
+        QFETCH(QString, keys);
+        QFETCH(bool, locked);
+        const int node = e->addNode(ElementKind(qMax(kind, 0)), keys);
+        e->overlay.setNodeSplit(node, split);
+        e->overlay.setSelectedNode(kind < 0 ? -1 : node);
+        e->overlay.setLocked(locked);
+        e->inspector.refresh();
+
+        const bool editable = kind >= 0 && !locked;
+        QVERIFY(e->inspector.width() >= 250 && e->inspector.width() <= 280);
+        QCOMPARE(e->inspector.findChild<QLabel *>("inspectorPrompt")->isHidden(), kind >= 0);
+        QTEST(e->inspector.findChild<QLabel *>("inspectorType")->text(), "type");
+        QCOMPARE(e->button("Dupliquer")->isEnabled(), editable);
+        QCOMPARE(e->button("Supprimer")->isEnabled(), editable);
+        auto *name = e->inspector.findChild<QLineEdit *>("inspectorName");
+        QTest::keyClicks(name, "Z");
+        QTest::keyClick(name, Qt::Key_Return);
+        QCOMPARE(e->overlay.node(node).title.endsWith("Z"), editable);
+        QTEST(e->slotTexts(), "slots");
+    }
+
+    // The publish mode is stored at once; Learn on a whole cross takes X, then another axis for Y.
+    void slotEditorEditsAndLearns()
+    {
+        const int cross = e->addNode(ElementKind::DualJoyCross, "joy_1,joy_2");
+        e->overlay.setSelectedNode(cross);
+        QSignalSpy edited(&e->inspector, &InspectorPanel::nodeEdited);
+        QSignalSpy changed(&e->mapping, &QuickMapping::overlayChanged);
+        e->inspector.findChild<QComboBox *>()->setCurrentIndex(2);
+        QCOMPARE(e->overlay.node(cross).publishMode, PublishMode::Always);
+        e->button("Clear")->click();
+        QCOMPARE(e->overlay.sourceOf(cross, "Axe Y").stringKey, "");
+        QCOMPARE(e->slotTexts(), "Split X / Y,Toujours,Aucune source,Learn,Clear");
+        QCOMPARE(edited.size(), 2);
+
+        e->button("Learn")->click();
+        QCOMPARE(e->overlay.listeningSlot(), "Axe X");
+        for (const char *key : {"but_1", "joy_3", "joy_3", "joy_4"})
+            e->feed(key, 80.0);
+        QCOMPARE(e->overlay.listeningNode(), -1);
+        QCOMPARE(e->slotTexts(), "Split X / Y,Toujours,Joy 3/4,Learn,Clear");
+        QCOMPARE(changed.size(), 2);
+        QVERIFY(!e->mapping.isLearning());
+    }
+};
+
+QTEST_MAIN(TestQuickMapping)
+#include "tst_quickmapping.moc"
