@@ -1,6 +1,7 @@
 #pragma once
 
 #include "gamepadmanager.h"
+#include "profileexchange.h"
 #include "profilemeta.h"
 
 #include <QIcon>
@@ -84,6 +85,12 @@ public:
     // Tiles still showing the placeholder while their pictures are decoded in the background.
     bool thumbnailsPending() const { return !m_thumbnailQueue.isEmpty(); }
 
+    // The outcome of the last exportSnapshotsToDir: the files written and the error lines, and
+    // on failure the reason.
+    const SnapshotReport &lastSnapshotReport() const { return m_snapshotReport; }
+    bool lastSnapshotSucceeded() const { return m_snapshotSucceeded; }
+    QString lastSnapshotError() const { return m_snapshotError; }
+
     // The list's context menu for a click at `pos` (of the list's viewport), not yet shown.
     QMenu *createListContextMenu(const QPoint &pos);
 
@@ -132,10 +139,14 @@ private:
     void connectSignals();
 
     bool validRow(int row) const { return row >= 0 && row < m_entries.size(); }
-    bool saveProfile(int row);
+    // `interactive` false: a failure is left to the caller, no box.
+    bool saveProfile(int row, bool interactive = true);
     bool selectRow(int row);
     int duplicateCurrent();
     bool deleteCurrent();
+    void addCreatedProfile(const GamepadProfileMeta &entry);
+    void createFromExchange(const QJsonObject &document, const QString &title,
+                            const QString &failure);
     void loadCurrentProfile();
     void showNoProfile();
     bool updateEntryMeta(int row, const std::function<void(GamepadProfileMeta &)> &change);
@@ -177,6 +188,11 @@ private:
     QTimer m_thumbnailTimer;
     QList<int> m_thumbnailQueue;
     QIcon m_placeholder;
+
+    QString m_snapshotFolder; // where both snapshot choosers open
+    SnapshotReport m_snapshotReport;
+    bool m_snapshotSucceeded = false;
+    QString m_snapshotError;
 
     // The form.
     QGridLayout *m_grid = nullptr;

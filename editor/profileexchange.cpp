@@ -1,0 +1,398 @@
+#include "profileexchange.h"
+
+#include "jsonfile.h"
+#include "mappingdocument.h"
+#include "overlaybindings.h"
+#include "overlayrender.h"
+#include "profileoperations.h"
+#include "profilestore.h"
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonParseError>
+#include <QRegularExpression>
+#include <QUuid>
+
+#include <algorithm>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Beyond this many numbered names the folder is not one a person keeps snapshots in.
+constexpr int kMaxSnapshotNumber = 1000000;
+
+QString editorText(const char *text)
+{
+    return QCoreApplication::translate("GamepadDefinder", text);
+}
+
+bool fail(QString *error, const QString &text)
+{
+    if (error)
+        *error = text;
+    return false;
+}
+
+QStringList normalizedNames(const QStringList &names)
+{
+    QStringList result;
+    for (const QString &name : names) {
+        const QString trimmed = name.trimmed();
+        if (!trimmed.isEmpty() && !result.contains(trimmed, Qt::CaseInsensitive))
+            result << trimmed;
+    }
+    return result;
+}
+
+QString documentTooLarge(qint64 size)
+{
+    return editorText("Document trop volumineux (%1 octets, limite %2).")
+        .arg(size)
+        .arg(kMaxExchangeDocumentBytes);
+}
+
+// True for anything at `path`, a dangling link included.
+bool entryExists(const QString &path)
+{
+    struct stat info;
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+}
+
+// Undoes a profile folder this process has just made: only the files it wrote are removed, so
+// anything else found there keeps the folder in place.
+void removeFreshFolder(const QString &folder, const QStringList &files)
+{
+    for (const QString &name : files)
+        ::unlink(QFile::encodeName(QDir(folder).filePath(name)).constData());
+    ::rmdir(QFile::encodeName(folder).constData());
+}
+
+// Claims `path` by creating it empty; fails with EEXIST when anything is already there.
+bool claimPath(const QString &path, int *osError)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        *osError = errno;
+        return false;
+    }
+    ::close(fd);
+    return true;
+}
+
+QString snapshotName(const QString &base, int number)
+{
+    return number == 0 ? base + QStringLiteral(".png")
+                       : QStringLiteral("%1_%2.png").arg(base).arg(number);
+}
+
+// Writes the PNG under the first free numbered name. The name is claimed exclusively before the
+// atomic writer replaces the empty claim, so a file appearing meanwhile is never overwritten.
+bool writeSnapshotFile(const QString &dir, const QString &base, const QByteArray &png,
+                       QString *written)
+{
+    for (int number = 0; number <= kMaxSnapshotNumber; ++number) {
+        const QString path = QDir(dir).filePath(snapshotName(base, number));
+        if (entryExists(path))
+            continue;
+        int osError = 0;
+        if (!claimPath(path, &osError)) {
+            if (osError == EEXIST)
+                continue;
+            return false;
+        }
+        QString reason;
+        if (!writeFileAtomic(path, png, &reason)) {
+            ::unlink(QFile::encodeName(path).constData());
+            return false;
+        }
+        *written = path;
+        return true;
+    }
+    return false;
+}
+
+bool readSnapshotOverlay(const GamepadProfileMeta &profile, QJsonObject *overlay, QString *error)
+{
+    const QString path = profile.overlayPath();
+    if (path.isEmpty())
+        return fail(error, outsideProfileFolderError(profile.folder, profile.overlayFile));
+    if (!readJsonObjectFile(path, overlay, error))
+        return false;
+    // The renderer builds one widget per pastille; a file of millions is refused here.
+    const qsizetype nodes = overlay->value(QLatin1String("nodes")).toArray().size();
+    if (nodes > kMaxExchangePastilles)
+        return fail(error, editorText("Overlay trop grand (%1 pastilles, limite %2).")
+                               .arg(nodes)
+                               .arg(kMaxExchangePastilles));
+    return true;
+}
+
+void logSnapshotIssue(const QString &error)
+{
+    qCWarning(lcGamepadUi, "Gamepad snapshot issue error=%s", qUtf8Printable(error));
+}
+
+} // namespace
+
+QString safeProfileFileName(const QString &name)
+{
+    static const QRegularExpression unsafe(QStringLiteral("[^\\w\\-\\s]"));
+    QString safe = name;
+    safe.replace(unsafe, QStringLiteral("_"));
+    safe = safe.trimmed();
+    return safe.isEmpty() ? QStringLiteral("Gamepad") : safe;
+}
+
+QString safeImageSuffix(const QString &imageExt)
+{
+    const bool valid = !imageExt.isEmpty() && imageExt.size() <= kMaxImageSuffixLength &&
+                       std::all_of(imageExt.begin(), imageExt.end(), [](QChar c) {
+                           return (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9');
+                       });
+    return valid ? imageExt : QStringLiteral("png");
+}
+
+QStringList exchangeLinkedNames(const QJsonObject &document)
+{
+    QStringList names;
+    for (const QJsonValue &value : document.value(QLatin1String("deviceNames")).toArray())
+        names << value.toString();
+    names << document.value(QLatin1String("deviceName")).toString();
+    return normalizedNames(names);
+}
+
+QJsonObject buildExchangeDocument(const GamepadProfileMeta &profile, const QJsonObject &overlay,
+                                  const QDateTime &nowUtc)
+{
+    // An unreadable picture, or one past the limit a reader accepts, travels as no picture.
+    QByteArray image;
+    const QString imagePath = profile.imagePath();
+    if (imagePath.isEmpty() || !readRegularFile(imagePath, kMaxExchangeImageBytes, &image, nullptr))
+        image.clear();
+    const QStringList linked = normalizedNames(profile.deviceNames);
+    return {{QStringLiteral("type"), kExchangeType},
+            {QStringLiteral("version"), kExchangeVersion},
+            {QStringLiteral("name"), profile.name},
+            {QStringLiteral("createdAt"), nowUtc.toUTC().toString(Qt::ISODate)},
+            {QStringLiteral("overlay"), overlay},
+            {QStringLiteral("imageBase64"), QString::fromLatin1(image.toBase64())},
+            {QStringLiteral("imageExt"), QFileInfo(profile.imageFile).suffix().toLower()},
+            {QStringLiteral("deviceName"), linked.value(0)},
+            {QStringLiteral("deviceNames"), QJsonArray::fromStringList(linked)}};
+}
+
+bool parseExchangeDocument(const QByteArray &bytes, QJsonObject *out, QString *error)
+{
+    if (bytes.size() > kMaxExchangeDocumentBytes)
+        return fail(error, documentTooLarge(bytes.size()));
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
+    const QString invalid = editorText("Données presse‑papier invalides (%1)");
+    if (parseError.error != QJsonParseError::NoError)
+        return fail(error, invalid.arg(parseError.errorString()));
+    if (!document.isObject())
+        return fail(error, invalid.arg(editorJsonMessages().notAnObject));
+    const QJsonObject object = document.object();
+    if (object.value(QLatin1String("type")).toString() != kExchangeType)
+        return fail(error, editorText("Type inattendu dans le presse‑papier."));
+    if (out)
+        *out = object;
+    return true;
+}
+
+bool readExchangeFile(const QString &path, QJsonObject *out, QString *error)
+{
+    const JsonFileMessages messages = editorJsonMessages();
+    QByteArray bytes;
+    QString reason;
+    if (!readRegularFile(path, kMaxExchangeDocumentBytes, &bytes, &reason)) {
+        const QFileInfo info(path);
+        if (info.isFile() && !info.isSymLink() && info.size() > kMaxExchangeDocumentBytes)
+            return fail(error, documentTooLarge(info.size()));
+        return fail(error, messages.cannotOpen.arg(path) + QStringLiteral(" (%1)").arg(reason));
+    }
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
+    if (parseError.error != QJsonParseError::NoError)
+        return fail(error, messages.invalidJson.arg(path, parseError.errorString()));
+    if (!document.isObject())
+        return fail(error, messages.invalidJson.arg(path, messages.notAnObject));
+    if (out)
+        *out = document.object();
+    return true;
+}
+
+bool validateExchangeDocument(const QJsonObject &document, ExchangeContent *out, QString *error)
+{
+    if (document.value(QLatin1String("type")).toString() != kExchangeType)
+        return fail(error, QString());
+    if (!exchangeLinkedNames(document).isEmpty())
+        return fail(error, editorText("Ce fichier est lié à une ou plusieurs manettes. Le "
+                                      "coller/importe n’est autorisé que pour des profils non "
+                                      "liés."));
+    const QJsonObject overlay = document.value(QLatin1String("overlay")).toObject();
+    if (overlay.isEmpty())
+        return fail(error, QString());
+    const qsizetype nodes = overlay.value(QLatin1String("nodes")).toArray().size();
+    if (nodes > kMaxExchangePastilles)
+        return fail(error, editorText("Overlay trop grand (%1 pastilles, limite %2).")
+                               .arg(nodes)
+                               .arg(kMaxExchangePastilles));
+
+    // Absent means no picture; anything else must be clean base64 within the limit, checked on
+    // the text's length before a byte is decoded.
+    const QJsonValue encoded = document.value(QLatin1String("imageBase64"));
+    const QString unreadable = editorText("Image illisible dans le document.");
+    if (!encoded.isUndefined() && !encoded.isString())
+        return fail(error, unreadable);
+    const QString text = encoded.toString();
+    const qint64 maxEncoded = (kMaxExchangeImageBytes + 2) / 3 * 4;
+    if (text.size() > maxEncoded)
+        return fail(error, editorText("Image trop volumineuse (limite 32 Mo)."));
+    const auto decoded =
+        QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+    if (decoded.decodingStatus != QByteArray::Base64DecodingStatus::Ok)
+        return fail(error, unreadable);
+    if (decoded.decoded.size() > kMaxExchangeImageBytes)
+        return fail(error, editorText("Image trop volumineuse (limite 32 Mo)."));
+
+    if (out) {
+        const QString name = document.value(QLatin1String("name")).toString().trimmed();
+        out->name = name.isEmpty() ? editorText("Gamepad importé") : name;
+        out->imageSuffix = safeImageSuffix(document.value(QLatin1String("imageExt")).toString());
+        out->imageBytes = decoded.decoded;
+        out->overlay = overlay;
+    }
+    return true;
+}
+
+bool createProfileFromExchange(const QJsonObject &document, GamepadProfileMeta *created,
+                               QString *error)
+{
+    ExchangeContent content;
+    if (!validateExchangeDocument(document, &content, error))
+        return false;
+    const QString root = userProfilesRoot();
+    if (root.isEmpty())
+        return fail(error,
+                    editorText("Aucun dossier utilisateur n'est disponible pour ce profil."));
+
+    // The folder is named by a fresh id and made exclusively: it is ours alone to remove.
+    const QUuid id = QUuid::createUuid();
+    const QString folder = QDir::cleanPath(root + u'/' + id.toString(QUuid::WithoutBraces));
+    const QString imageFile = QStringLiteral("image.%1").arg(content.imageSuffix);
+    QDir().mkpath(root);
+    const QString imagePath = QDir(folder).filePath(imageFile);
+    // A folder that cannot be made is reported by the first file that needed it.
+    if (::mkdir(QFile::encodeName(folder).constData(), 0777) != 0) {
+        const QString reason = qt_error_string(errno);
+        return fail(error, editorText("Échec écriture image : %1")
+                               .arg(QStringLiteral("%1 (%2)").arg(imagePath, reason)));
+    }
+    const QStringList written{imageFile, kDefaultOverlayFile, kProfileMetaFileName,
+                              kMappingFileName};
+    const auto abandon = [&](const QString &message) {
+        removeFreshFolder(folder, written);
+        return fail(error, message);
+    };
+
+    QString reason;
+    if (!writeFileAtomic(imagePath, content.imageBytes, &reason))
+        return abandon(editorText("Échec écriture image : %1")
+                           .arg(QStringLiteral("%1 (%2)").arg(imagePath, reason)));
+    if (!writeJsonFileAtomic(QDir(folder).filePath(kDefaultOverlayFile), content.overlay, &reason))
+        return abandon(editorText("Échec écriture overlay.json : %1").arg(reason));
+
+    GamepadProfileMeta meta;
+    meta.id = id;
+    meta.name = content.name;
+    meta.folder = folder;
+    meta.imageFile = imageFile;
+    meta.overlayFile = kDefaultOverlayFile;
+    meta.calibrationMode = QStringLiteral("inherit");
+    meta.kind = GamepadProfileKind::User;
+    if (!writeProfileMeta(&meta, &reason))
+        return abandon(editorText("Échec écriture meta.json : %1").arg(reason));
+
+    const QString mappingPath = QDir(folder).filePath(kMappingFileName);
+    if (!entryExists(mappingPath) &&
+        !writeJsonFileAtomic(mappingPath, emptyMappingDocument(), &reason))
+        return abandon(editorText("Echec ecriture mapping : %1").arg(reason));
+
+    GamepadProfileMeta readBack;
+    if (!readProfileMeta(folder, &readBack, &reason))
+        return abandon(reason);
+    if (created)
+        *created = readBack;
+    return true;
+}
+
+QString freeSnapshotPath(const QString &dir, const QString &base)
+{
+    for (int number = 0; number < kMaxSnapshotNumber; ++number) {
+        const QString path = QDir(dir).filePath(snapshotName(base, number));
+        if (!entryExists(path))
+            return path;
+    }
+    return QDir(dir).filePath(snapshotName(base, kMaxSnapshotNumber));
+}
+
+bool exportSnapshots(const QList<GamepadProfileMeta> &profiles, const QString &outDir,
+                     SnapshotReport *report, QString *error, const QUuid &liveProfileId,
+                     const QJsonObject &liveOverlay)
+{
+    SnapshotReport result;
+    const auto refuse = [&](const QString &message) {
+        logSnapshotIssue(message);
+        if (report)
+            *report = result;
+        return fail(error, message);
+    };
+    if (outDir.trimmed().isEmpty())
+        return refuse(editorText("Dossier de sortie vide."));
+    if (!QDir().mkpath(outDir) || !QFileInfo(outDir).isDir())
+        return refuse(editorText("Impossible de créer le dossier : %1").arg(outDir));
+
+    for (const GamepadProfileMeta &profile : profiles) {
+        const auto issue = [&](const QString &reason) {
+            const QString line = QStringLiteral("%1 : %2").arg(profile.name, reason);
+            logSnapshotIssue(line);
+            result.errors << line;
+        };
+        QJsonObject overlay;
+        QString reason;
+        if (!liveProfileId.isNull() && profile.id == liveProfileId)
+            overlay = liveOverlay;
+        else if (!readSnapshotOverlay(profile, &overlay, &reason)) {
+            issue(reason);
+            continue;
+        }
+        const QImage image = renderOverlayImage(overlay, profile.imagePath(), QSize(), &reason);
+        if (image.isNull()) {
+            issue(reason);
+            continue;
+        }
+        QByteArray png;
+        QBuffer buffer(&png);
+        QString path;
+        if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG") ||
+            !writeSnapshotFile(outDir, safeProfileFileName(profile.name), png, &path)) {
+            issue(editorText("Échec sauvegarde PNG"));
+            continue;
+        }
+        result.written << path;
+    }
+    if (report)
+        *report = result;
+    return true;
+}

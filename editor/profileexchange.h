@@ -1,0 +1,78 @@
+#pragma once
+
+#include "profilemeta.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+// Profiles travel between workstations as one JSON document (a ".zelto.json" file or a clipboard
+// payload) carrying the name, the overlay and the picture's bytes, never the mapping, the
+// calibration or the link to a controller. The document comes from someone else's machine:
+// everything it holds is bounded and checked before it reaches a file name or an allocation.
+
+inline const QString kExchangeType = QStringLiteral("ZeltoGamepad");
+constexpr int kExchangeVersion = 3;
+inline const QString kExchangeMimeType = QStringLiteral("application/x-zelto-gamepad");
+inline const QString kExchangeFileSuffix = QStringLiteral(".zelto.json");
+
+// Limits no real profile reaches; a document beyond them is refused before it is decoded.
+constexpr qint64 kMaxExchangeDocumentBytes = qint64(64) << 20;
+constexpr qint64 kMaxExchangeImageBytes = qint64(32) << 20;
+constexpr int kMaxExchangePastilles = 10000;
+constexpr int kMaxImageSuffixLength = 5;
+
+// The name made safe for a file: every character but word characters, "-" and blanks becomes
+// "_", then trimmed; "Gamepad" when nothing is left.
+QString safeProfileFileName(const QString &name);
+// The picture's suffix in a document: a lower-case run of letters and digits of at most
+// kMaxImageSuffixLength characters, otherwise "png".
+QString safeImageSuffix(const QString &imageExt);
+// The names a document links to ("deviceNames", then "deviceName"), normalised.
+QStringList exchangeLinkedNames(const QJsonObject &document);
+
+// The document of a profile with the given overlay; "createdAt" is `nowUtc`.
+QJsonObject buildExchangeDocument(const GamepadProfileMeta &profile, const QJsonObject &overlay,
+                                  const QDateTime &nowUtc = QDateTime::currentDateTimeUtc());
+// Clipboard bytes to a document: "Données presse‑papier invalides (%1)" or "Type inattendu dans
+// le presse‑papier.".
+bool parseExchangeDocument(const QByteArray &bytes, QJsonObject *out, QString *error);
+// A document's file (export, import): at most kMaxExchangeDocumentBytes, not through a link.
+// "Impossible d’ouvrir %1" or "JSON invalide dans %1 (%2)"; the type is left to the caller.
+bool readExchangeFile(const QString &path, QJsonObject *out, QString *error);
+
+// What a document brings once checked: nothing of it reaches a path but the suffix.
+struct ExchangeContent
+{
+    QString name;          // trimmed, "Gamepad importé" when absent, blank or not a string
+    QString imageSuffix;   // safeImageSuffix of "imageExt"
+    QByteArray imageBytes; // decoded "imageBase64", possibly empty
+    QJsonObject overlay;   // as the document holds it
+};
+// Every check of createProfileFromExchange, without touching a file. False with an empty `error`
+// for another type or an empty overlay; false with the message for a linked document, an image
+// that does not decode or exceeds kMaxExchangeImageBytes, or more than kMaxExchangePastilles.
+bool validateExchangeDocument(const QJsonObject &document, ExchangeContent *out, QString *error);
+
+// A new profile under the user root from a document: the picture's bytes unchanged, the overlay
+// as the document holds it, "meta.json" and the empty mapping document. False with an empty
+// `error` for a document that is not one (another type, no overlay); false with the message
+// otherwise. A refused or failed document leaves no folder behind.
+bool createProfileFromExchange(const QJsonObject &document, GamepadProfileMeta *created,
+                               QString *error);
+
+// Snapshots: each profile rendered to "<safe name>.png" in `outDir`, numbered "_1", "_2"... so
+// that no existing file is ever overwritten. `liveOverlay` replaces the overlay file of the
+// profile whose id is `liveProfileId` (the one open in the editor, unsaved edits included).
+struct SnapshotReport
+{
+    QStringList written; // paths of the PNG files, in profile order
+    QStringList errors;  // "%1 : %2" lines (profile name, error)
+};
+bool exportSnapshots(const QList<GamepadProfileMeta> &profiles, const QString &outDir,
+                     SnapshotReport *report, QString *error, const QUuid &liveProfileId = QUuid(),
+                     const QJsonObject &liveOverlay = QJsonObject());
+// The first free "<base>.png", "<base>_1.png", ... in `dir`.
+QString freeSnapshotPath(const QString &dir, const QString &base);

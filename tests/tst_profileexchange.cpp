@@ -1,0 +1,292 @@
+#include "jsonfile.h"
+#include "profileexchange.h"
+#include "profileoperations.h"
+
+#include <QtTest>
+
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+
+const QJsonObject kOverlay{{"type", "InteractiveOverlay"}, {"version", 4}, {"nodes", QJsonArray()}};
+const QString kLinked = "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
+                        "autorisé que pour des profils non liés.";
+const QString kUnreadable = "Image illisible dans le document.";
+
+QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
+}
+
+QByteArray encoded(const QSize &size, const QColor &colour, const char *format)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    return buffer.open(QIODevice::WriteOnly) && image.save(&buffer, format) ? bytes : QByteArray();
+}
+
+// A profile folder outside the user root, so that the user root only ever holds imports.
+GamepadProfileMeta seed(const QString &root, const QString &name, const QByteArray &image,
+                        const QString &imageFile, const QJsonObject &overlay)
+{
+    GamepadProfileMeta meta;
+    meta.id = QUuid::createUuid();
+    meta.name = name;
+    meta.folder = root + '/' + meta.id.toString(QUuid::WithoutBraces);
+    meta.imageFile = imageFile;
+    const bool ok =
+        QDir().mkpath(meta.folder) &&
+        writeFileAtomic(meta.folder + '/' + imageFile, image, nullptr) &&
+        (overlay.isEmpty() || writeJsonFileAtomic(meta.folder + "/overlay.json", overlay, nullptr));
+    return ok ? meta : GamepadProfileMeta();
+}
+
+QJsonObject document(const QJsonObject &patch = {})
+{
+    QJsonObject object{
+        {"type", kExchangeType},     {"version", 3},     {"name", "Pad"}, {"overlay", kOverlay},
+        {"imageBase64", "AAECAw=="}, {"imageExt", "png"}};
+    for (auto it = patch.begin(); it != patch.end(); ++it) {
+        if (it.value().isNull())
+            object.remove(it.key());
+        else
+            object.insert(it.key(), it.value());
+    }
+    return object;
+}
+
+QJsonObject overlayWithNodes(int count)
+{
+    return {{"type", "InteractiveOverlay"},
+            {"nodes", QJsonArray::fromVariantList(QVariantList(count, QVariantMap()))}};
+}
+
+} // namespace
+
+class TestProfileExchange : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir home;
+    QString sources = home.path() + "/sources";
+    QString outDir = QStringLiteral(GAMEPAD_TEST_OUTPUT "/exchange-snapshots");
+
+    // Every file under the home folder, so that a stray write anywhere shows up.
+    QStringList allFiles() const
+    {
+        QStringList files;
+        QDirIterator it(home.path(), QDir::Files | QDir::Hidden | QDir::System,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext())
+            files << it.next();
+        return files;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        qputenv("HOME", home.path().toLocal8Bit());
+        qputenv("XDG_DATA_HOME", QDir(home.path()).filePath(".local/share").toLocal8Bit());
+        QStandardPaths::setTestModeEnabled(true);
+        qApp->setProperty("kx.currentLogin", "alice");
+        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails instead
+        QVERIFY(!userProfilesRoot().isEmpty());
+    }
+    void init() { QDir(outDir).removeRecursively(); }
+
+    void roundTrip_data()
+    {
+        QTest::addColumn<QByteArray>("image");
+        QTest::addColumn<QString>("imageFile");
+        QTest::newRow("jpeg") << encoded({8, 6}, Qt::red, "jpeg") << "Photo.JPG";
+        QTest::newRow("odd bytes") << QByteArray("\x00\xff\x89PNG\r\n\x1a?", 11) << "image.bmp";
+        QTest::newRow("no picture") << QByteArray() << "image.png";
+    }
+    void roundTrip()
+    {
+        QFETCH(QByteArray, image);
+        QFETCH(QString, imageFile);
+        const QJsonObject overlay = overlayWithNodes(2);
+        const GamepadProfileMeta source = seed(sources, "Mon pad", image, imageFile, overlay);
+        const QJsonObject built = buildExchangeDocument(source, overlay);
+        QCOMPARE(built.value("imageExt").toString(), QFileInfo(imageFile).suffix().toLower());
+
+        QJsonObject compact, indented;
+        const QJsonDocument json(built);
+        QVERIFY(parseExchangeDocument(json.toJson(QJsonDocument::Compact), &compact, nullptr));
+        QVERIFY(parseExchangeDocument(json.toJson(QJsonDocument::Indented), &indented, nullptr));
+        QCOMPARE(compact, indented);
+
+        GamepadProfileMeta created;
+        QString error;
+        QVERIFY2(createProfileFromExchange(compact, &created, &error), qPrintable(error));
+        QCOMPARE(created.name, source.name);
+        QCOMPARE(created.imageFile, profileImageFileName(imageFile));
+        QCOMPARE(readBytes(created.imagePath()), image);
+        QCOMPARE(QJsonDocument::fromJson(readBytes(created.overlayPath())).object(), overlay);
+        QCOMPARE(QJsonDocument::fromJson(readBytes(created.configPath())).object(),
+                 emptyMappingDocument());
+    }
+
+    void createFromDocument_data()
+    {
+        QTest::addColumn<QJsonObject>("patch");   // a null member is removed
+        QTest::addColumn<QString>("error");       // null: created
+        QTest::addColumn<QStringList>("created"); // name, picture file
+        const QString ok;
+        const QStringList pad{"Pad", "image.png"}, imported{"Gamepad importé", "image.png"};
+        QTest::newRow("type in capitals") << QJsonObject{{"type", "ZELTOGAMEPAD"}} << "" << pad;
+        QTest::newRow("linked by deviceNames")
+            << QJsonObject{{"deviceNames", QJsonArray{" ", "Pad X"}}} << kLinked << pad;
+        QTest::newRow("linked by deviceName")
+            << QJsonObject{{"deviceName", " Pad X "}} << kLinked << pad;
+        QTest::newRow("no name") << QJsonObject{{"name", QJsonValue()}} << ok << imported;
+        QTest::newRow("name as number") << QJsonObject{{"name", 42}} << ok << imported;
+        for (const QString ext :
+             {"", "../x", "png/../../y", "a\\b", "/etc/passwd", "PNG", "toolongext"})
+            QTest::addRow("imageExt '%s'", qPrintable(ext))
+                << QJsonObject{{"imageExt", ext}} << ok << pad;
+        QTest::newRow("overlay as string") << QJsonObject{{"overlay", "{}"}} << "" << pad;
+        QTest::newRow("overlay empty") << QJsonObject{{"overlay", QJsonObject()}} << "" << pad;
+        QTest::newRow("10001 nodes")
+            << QJsonObject{{"overlay", overlayWithNodes(10001)}}
+            << "Overlay trop grand (10001 pastilles, limite 10000)." << pad;
+        QTest::newRow("image as object")
+            << QJsonObject{{"imageBase64", QJsonObject{{"a", 1}}}} << kUnreadable << pad;
+        QTest::newRow("invalid base64")
+            << QJsonObject{{"imageBase64", "AA=E"}} << kUnreadable << pad;
+        QTest::newRow("image over 32 MiB")
+            << QJsonObject{{"imageBase64", QString((kMaxExchangeImageBytes + 2) / 3 * 4 + 4, 'A')}}
+            << "Image trop volumineuse (limite 32 Mo)." << pad;
+        // Past the file size limit below, so the write fails once the folder exists.
+        QTest::newRow("image write fails")
+            << QJsonObject{{"imageBase64", QString(8000, 'A')}} << "Échec écriture image : " << pad;
+        QTest::newRow("overlay write fails") << QJsonObject{{"overlay", overlayWithNodes(2000)}}
+                                             << "Échec écriture overlay.json : " << pad;
+    }
+    void createFromDocument()
+    {
+        QFETCH(QJsonObject, patch);
+        QFETCH(QString, error);
+        QFETCH(QStringList, created);
+        const QStringList before = allFiles();
+        GamepadProfileMeta meta;
+        QString message = "untouched";
+        rlimit saved;
+        getrlimit(RLIMIT_FSIZE, &saved);
+        const rlimit small{4096, saved.rlim_max};
+        const bool limited = QByteArray(QTest::currentDataTag()).endsWith("write fails");
+        QVERIFY(!limited || setrlimit(RLIMIT_FSIZE, &small) == 0);
+        const bool done = createProfileFromExchange(document(patch), &meta, &message);
+        QVERIFY(!limited || setrlimit(RLIMIT_FSIZE, &saved) == 0);
+        QCOMPARE(done, error.isNull());
+        if (!done) {
+            QVERIFY2(error.isEmpty() ? message.isEmpty() : message.startsWith(error),
+                     qPrintable(message));
+            QCOMPARE(allFiles(), before);
+            return;
+        }
+        QCOMPARE(QStringList({meta.name, meta.imageFile}), created);
+        QCOMPARE(QFileInfo(meta.folder).absolutePath(),
+                 QFileInfo(userProfilesRoot()).absoluteFilePath());
+        QStringList added = allFiles();
+        for (const QString &file : before)
+            added.removeOne(file);
+        added.sort();
+        QCOMPARE(added, QStringList({meta.folder + "/configActionGamepad.json", meta.imagePath(),
+                                     meta.folder + "/meta.json", meta.overlayPath()}));
+        QCOMPARE(readBytes(meta.imagePath()), QByteArray("\x00\x01\x02\x03", 4));
+    }
+
+    void parseRefusals_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("error");
+        const QString invalid = "Données presse‑papier invalides (";
+        QByteArray huge = QJsonDocument(document()).toJson(QJsonDocument::Compact);
+        huge.append(QByteArray(kMaxExchangeDocumentBytes + 1 - huge.size(), ' '));
+        QTest::newRow("over 64 MiB")
+            << huge << "Document trop volumineux (67108865 octets, limite 67108864).";
+        QTest::newRow("deep nesting")
+            << "{\"type\":\"ZeltoGamepad\",\"overlay\":" + QByteArray(5000, '[') +
+                   QByteArray(5000, ']') + '}'
+            << invalid;
+        QTest::newRow("truncated") << QByteArray("{\"type\":\"ZeltoGamepad\"") << invalid;
+        QTest::newRow("array") << QByteArray("[{\"type\":\"ZeltoGamepad\"}]")
+                               << invalid + "le document n’est pas un objet)";
+        QTest::newRow("other type")
+            << QByteArray("{\"type\":\"zeltoGamepad\"}") << "Type inattendu dans le presse‑papier.";
+    }
+    void parseRefusals()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, error);
+        QJsonObject out{{"kept", true}};
+        QString message;
+        QVERIFY(!parseExchangeDocument(bytes, &out, &message));
+        QVERIFY2(message.startsWith(error), qPrintable(message));
+        QCOMPARE(out, QJsonObject({{"kept", true}}));
+    }
+
+    void readFileOverLimit()
+    {
+        QFile file(home.path() + "/huge.zelto.json");
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(kMaxExchangeDocumentBytes + 1));
+        file.close();
+        QString error;
+        QVERIFY(!readExchangeFile(file.fileName(), nullptr, &error));
+        QCOMPARE(error, "Document trop volumineux (67108865 octets, limite 67108864).");
+    }
+
+    void snapshotNumbering()
+    {
+        const QList<GamepadProfileMeta> profiles{seed(sources, "Pad", {}, "image.png", kOverlay),
+                                                 seed(sources, "Lost", {}, "image.png", {}),
+                                                 seed(sources, "Pad", {}, "image.png", kOverlay),
+                                                 seed(sources, "a/b:c", {}, "image.png", kOverlay)};
+        for (const QStringList &names : {QStringList{"Pad.png", "Pad_1.png", "a_b_c.png"},
+                                         QStringList{"Pad_2.png", "Pad_3.png", "a_b_c_1.png"}}) {
+            QTest::ignoreMessage(QtWarningMsg,
+                                 QRegularExpression("^Gamepad snapshot issue error=Lost : "));
+            SnapshotReport report;
+            QVERIFY(exportSnapshots(profiles, outDir, &report, nullptr));
+            QCOMPARE(report.errors.size(), 1);
+            QVERIFY2(report.errors[0].startsWith("Lost : Impossible d’ouvrir "),
+                     qPrintable(report.errors[0]));
+            QStringList written;
+            for (const QString &path : report.written)
+                written << QFileInfo(path).fileName();
+            QCOMPARE(written, names);
+        }
+        QCOMPARE(freeSnapshotPath(outDir, "Pad"), outDir + "/Pad_4.png");
+    }
+
+    void snapshotPixels()
+    {
+        const QJsonObject geometry{{"x", 0.5}, {"y", 0.5}, {"w", 0.2}, {"h", 0.2}};
+        const QJsonObject node{{"kind", "button"}, {"title", "A"}, {"geometry", geometry}};
+        QJsonObject overlay{
+            {"type", "InteractiveOverlay"}, {"version", 4},
+            {"coordSpace", "background"},   {"overlaySize", QJsonObject{{"w", 400}, {"h", 300}}},
+            {"bgMode", "Stretch"},          {"nodes", QJsonArray{node}}};
+        const GamepadProfileMeta stored =
+            seed(sources, "Sample", encoded({40, 30}, Qt::blue, "png"), "image.png", overlay);
+        const GamepadProfileMeta live = seed(sources, "Live", {}, "image.png", overlay);
+        overlay["overlaySize"] = QJsonObject{{"w", 320}, {"h", 240}};
+        SnapshotReport report;
+        QVERIFY(exportSnapshots({stored, live}, outDir, &report, nullptr, live.id, overlay));
+        QCOMPARE(report.written.size(), 2);
+        const QImage image(report.written[0]);
+        QCOMPARE(image.size(), QSize(400, 300));
+        QCOMPARE(image.pixelColor(20, 20), QColor(Qt::blue));
+        QVERIFY(image.pixelColor(240, 180) != QColor(Qt::blue));
+        QCOMPARE(QImage(report.written[1]).size(), QSize(320, 240));
+    }
+};
+
+QTEST_MAIN(TestProfileExchange)
+#include "tst_profileexchange.moc"
