@@ -19,6 +19,21 @@ namespace {
 const QString kProfilesFolder = QStringLiteral("GamepadProfiles");
 const QString kLegacyFolder = QStringLiteral("Gamepads");
 
+// Roots named by setProfileRootsOverride; empty: computed.
+QString overriddenUserRoot;
+QString overriddenSharedRoot;
+
+bool rootsOverridden()
+{
+    return !overriddenUserRoot.isEmpty() || !overriddenSharedRoot.isEmpty();
+}
+
+QString absoluteRoot(const QString &path)
+{
+    return path.trimmed().isEmpty() ? QString()
+                                    : QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
 QString storeText(const char *text)
 {
     return QCoreApplication::translate("GamepadProfileStore", text);
@@ -140,6 +155,12 @@ bool canEditSharedGamepads()
     return app && app->property("kx.canEditSharedGamepads").toBool();
 }
 
+void setProfileRootsOverride(const QString &userRoot, const QString &sharedRoot)
+{
+    overriddenUserRoot = absoluteRoot(userRoot);
+    overriddenSharedRoot = absoluteRoot(sharedRoot);
+}
+
 QString configurationRoot()
 {
     const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
@@ -150,11 +171,15 @@ QString configurationRoot()
 
 QString sharedProfilesRoot()
 {
+    if (!overriddenSharedRoot.isEmpty())
+        return overriddenSharedRoot;
     return underRoot(configurationRoot(), kProfilesFolder);
 }
 
 QString userProfilesRoot(const QString &login)
 {
+    if (login.isNull() && !overriddenUserRoot.isEmpty())
+        return overriddenUserRoot;
     return loginRoot(login, kProfilesFolder);
 }
 
@@ -171,8 +196,9 @@ QString legacySharedRoot()
 QStringList candidateProfileRoots()
 {
     QStringList roots;
-    const QStringList all = {userProfilesRoot(), sharedProfilesRoot(), legacyUserRoot(),
-                             legacySharedRoot()};
+    QStringList all = {userProfilesRoot(), sharedProfilesRoot()};
+    if (!rootsOverridden())
+        all << legacyUserRoot() << legacySharedRoot();
     for (const QString &root : all) {
         if (!root.isEmpty() && !roots.contains(root))
             roots << root;
@@ -197,9 +223,10 @@ GamepadProfileKind profileKindForFolder(const QString &folder)
         return GamepadProfileKind::User;
     const QString path = absoluteCleanPath(folder);
     // A user's own roots win: they lie below the configuration root like the shared ones.
-    if (liesUnder(path, userProfilesRoot()) || liesUnder(path, legacyUserRoot()))
+    const bool legacy = !rootsOverridden();
+    if (liesUnder(path, userProfilesRoot()) || (legacy && liesUnder(path, legacyUserRoot())))
         return GamepadProfileKind::User;
-    if (liesUnder(path, sharedProfilesRoot()) || liesUnder(path, legacySharedRoot()))
+    if (liesUnder(path, sharedProfilesRoot()) || (legacy && liesUnder(path, legacySharedRoot())))
         return GamepadProfileKind::Shared;
     return GamepadProfileKind::User;
 }

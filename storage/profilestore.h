@@ -24,6 +24,12 @@ QString currentLogin();
 // "kx.canEditSharedGamepads"; false when absent or without an application object.
 bool canEditSharedGamepads();
 
+// For tools that work on other folders than the user's own: a non-empty path replaces the current
+// user's profiles root or the shared profiles root, as given, whatever the login and the data
+// location. While either is set the legacy roots are not read, so that only the named folders are.
+// Two empty paths restore the computed roots. Not thread-safe: set it before using the store.
+void setProfileRootsOverride(const QString &userRoot, const QString &sharedRoot);
+
 QString configurationRoot();
 QString sharedProfilesRoot();
 // A null login means the current one; an empty login gives an empty root.

@@ -1,0 +1,222 @@
+#include "gamepaddefinder.h"
+#include "interactiveoverlay.h"
+#include "jsonfile.h"
+#include "profileexchange.h"
+#include "profileoperations.h"
+#include "runtimetestsupport.h"
+#include "scripteddialogseam.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QJsonDocument>
+#include <QListWidget>
+#include <QMimeData>
+#include <QSignalSpy>
+#include <QtTest>
+
+using Kind = ScriptedDialogSeam::Kind;
+
+class TestDefinderExchange : public QObject
+{
+    Q_OBJECT
+
+    QString path(const QString &name) const { return QDir(m_home.path()).filePath(name); }
+
+    // A profile with one pastille over a small picture, linked to `linked` when given.
+    GamepadProfileMeta seed(const QString &name, const QStringList &linked = {})
+    {
+        QImage image(120, 80, QImage::Format_ARGB32);
+        image.fill(QColor(40, 60, 80, 200));
+        image.save(path("picture.png"));
+        InteractiveOverlay scratch;
+        scratch.resize(400, 300);
+        scratch.createNode(ElementKind::Button, QStringLiteral("A"), QPoint(60, 40));
+        GamepadProfileMeta meta;
+        QString title, error;
+        createProfile({name, path("picture.png"), {}, 0, 0, scratch.serialize()}, &meta, &title,
+                      &error);
+        meta.deviceNames = linked;
+        writeProfileMeta(&meta, &error);
+        return meta;
+    }
+
+    static QByteArray bytesOf(const QString &file)
+    {
+        QFile f(file);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
+
+    static QJsonObject overlayOf(const GamepadProfileMeta &meta)
+    {
+        return QJsonDocument::fromJson(bytesOf(meta.overlayPath())).object();
+    }
+
+    QTemporaryDir m_home;
+    VirtualJoysticks m_joysticks;
+
+private slots:
+    void initTestCase()
+    {
+        useThrowAwayHome(m_home);
+        GamepadManager::instance()->setAutoDetectGamePad(false);
+    }
+
+    void init()
+    {
+        qApp->setProperty("kx.currentLogin", "tester");
+        qApp->setProperty("kx.canEditSharedGamepads", false);
+        QDir(configurationRoot()).removeRecursively();
+        QGuiApplication::clipboard()->clear();
+    }
+
+    void roundTrip_data()
+    {
+        QTest::addColumn<QString>("way"); // file, mime, text
+        QTest::newRow("export and import") << "file";
+        QTest::newRow("copy and paste") << "mime";
+        QTest::newRow("copy, paste as plain text") << "text";
+    }
+
+    void roundTrip()
+    {
+        QFETCH(QString, way);
+        const GamepadProfileMeta original = seed(QStringLiteral("Alpha"));
+        ScriptedDialogs dialogs;
+        GamepadDefinder w;
+        w.onListSelectionChanged(0);
+        // An edit not saved yet: the export carries it, the copy carries the saved file.
+        w.overlay()->createNode(ElementKind::Button, QStringLiteral("B"), QPoint(200, 100));
+        w.onOverlayDirty();
+        const QJsonObject expected = way == "file" ? w.overlay()->serialize() : overlayOf(original);
+        QSignalSpy catalog(&w, &GamepadDefinder::profilesCatalogChanged);
+        if (way == "file") {
+            dialogs.answerPath(path("out.zelto.json"));
+            w.actionExport();
+            QCOMPARE(dialogs.prompts().first().value, QStringLiteral("Alpha.zelto.json"));
+            dialogs.answerPath(path("out.zelto.json"));
+            w.actionImport();
+        } else {
+            w.actionCopy();
+            QClipboard *clipboard = QGuiApplication::clipboard();
+            QVERIFY(clipboard->mimeData()->hasFormat(kExchangeMimeType));
+            if (way == "text")
+                clipboard->setText(clipboard->text());
+            w.actionPaste();
+        }
+        QCOMPARE(w.entries().size(), 2);
+        const GamepadProfileMeta copy = w.entries().last();
+        QCOMPARE(copy.name, original.name);
+        QCOMPARE(overlayOf(copy), expected);
+        QCOMPARE(bytesOf(copy.imagePath()), bytesOf(original.imagePath()));
+        QCOMPARE(w.currentRow(), 1);
+        QCOMPARE(w.profileList()->currentRow(), 1);
+        QVERIFY(catalog.count() >= 1);
+    }
+
+    void refusals_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("export linked") << "export"
+                                       << "Ce profil est associé à une ou plusieurs manettes. Le "
+                                          "copier/coller n’est disponible que pour les profils "
+                                          "non liés.";
+        QTest::newRow("copy linked")
+            << "copy"
+            << "Ce profil est associé à « Pad A, Pad B ». Le copier/coller "
+               "est réservé aux profils non liés.";
+        QTest::newRow("import linked") << "import"
+                                       << "Ce fichier est lié à une ou plusieurs manettes. Le "
+                                          "coller/importe n’est autorisé que pour des profils non "
+                                          "liés.";
+        QTest::newRow("paste linked") << "paste"
+                                      << "Ce profil est lié à une ou plusieurs manettes. Le coller "
+                                         "n’est autorisé que pour des profils non liés.";
+        QTest::newRow("paste empty") << "empty"
+                                     << "Aucune configuration Zelto trouvée dans le presse‑papier.";
+        QTest::newRow("paste foreign text")
+            << "foreign"
+            << "Le presse‑papier ne contient pas de configuration Zelto valide.";
+    }
+
+    // Nothing is written, created or put on the clipboard; the box says why.
+    void refusals()
+    {
+        QFETCH(QString, action);
+        QFETCH(QString, text);
+        const GamepadProfileMeta linked = seed(QStringLiteral("Lié"), {"Pad A", "Pad B"});
+        const QByteArray document = QJsonDocument(buildExchangeDocument(linked, overlayOf(linked)))
+                                        .toJson(QJsonDocument::Compact);
+        QString error;
+        QVERIFY(writeFileAtomic(path("linked.zelto.json"), document, &error));
+        QClipboard *clipboard = QGuiApplication::clipboard();
+        if (action == "paste") {
+            auto *mime = new QMimeData;
+            mime->setData(kExchangeMimeType, document);
+            clipboard->setMimeData(mime);
+        } else if (action != "empty") {
+            clipboard->setText(action == "foreign" ? "{\"type\":\"zeltogamepad\"}" : "before");
+        }
+        ScriptedDialogs dialogs;
+        GamepadDefinder w;
+        w.onListSelectionChanged(0);
+        dialogs.answerPath(path(action == "import" ? "linked.zelto.json" : "refused.zelto.json"));
+        const QMap<QString, void (GamepadDefinder::*)()> actions = {
+            {"export", &GamepadDefinder::actionExport},
+            {"copy", &GamepadDefinder::actionCopy},
+            {"import", &GamepadDefinder::actionImport}};
+        (w.*actions.value(action, &GamepadDefinder::actionPaste))();
+
+        const ScriptedDialogSeam::Prompt box = dialogs.prompts().last();
+        QCOMPARE(box.kind, action == "foreign" ? Kind::Warning : Kind::Information);
+        QCOMPARE(box.text, text);
+        QCOMPARE(dialogs.prompts().size(), action == "export" || action == "import" ? 2 : 1);
+        QVERIFY(!QFileInfo::exists(path("refused.zelto.json")));
+        QCOMPARE(w.entries().size(), 1);
+        if (action == "copy")
+            QCOMPARE(clipboard->text(), QStringLiteral("before"));
+    }
+
+    void snapshots_data()
+    {
+        QTest::addColumn<bool>("overlayLost");
+        QTest::newRow("every profile") << false;
+        QTest::newRow("one overlay file deleted") << true;
+    }
+
+    // The batch, then the current profile alone, proposed in the batch's folder.
+    void snapshots()
+    {
+        QFETCH(bool, overlayLost);
+        seed(QStringLiteral("Al/pha"));
+        const GamepadProfileMeta beta = seed(QStringLiteral("Beta"));
+        if (overlayLost)
+            QVERIFY(QFile::remove(beta.overlayPath()));
+        const QString folder = path(QStringLiteral("shots%1").arg(overlayLost));
+        ScriptedDialogs dialogs;
+        dialogs.answerPath(folder);
+        dialogs.answerPath(path("one.png"));
+        GamepadDefinder w;
+        w.onListSelectionChanged(w.entries().first().id == beta.id ? 1 : 0);
+        w.onOverlayDirty(); // saved before the batch
+        w.actionSnapshotAll();
+
+        QVERIFY(!w.isDirty());
+        const ScriptedDialogSeam::Prompt box = dialogs.prompts().last();
+        QCOMPARE(box.kind, overlayLost ? Kind::Warning : Kind::Information);
+        if (!overlayLost)
+            QCOMPARE(box.text, QStringLiteral("Snapshots générés : 2"));
+        else
+            QVERIFY(box.text.startsWith("Snapshots générés : 1\nErreurs :\nBeta : "));
+        QCOMPARE(QDir(folder).entryList(QDir::Files).size(), overlayLost ? 1 : 2);
+        QCOMPARE(w.lastSnapshotReport().errors.size(), overlayLost ? 1 : 0);
+
+        w.overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
+        w.actionSnapshot();
+        QCOMPARE(dialogs.prompts().last().value, QDir(folder).filePath("Al_pha.png"));
+        QCOMPARE(QImage(path("one.png")).size(), QSize(500, 300));
+    }
+};
+
+QTEST_MAIN(TestDefinderExchange)
+#include "tst_definderexchange.moc"

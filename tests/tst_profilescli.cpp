@@ -1,0 +1,175 @@
+#include "jsonfile.h"
+#include "profileexchange.h"
+#include "profileoperations.h"
+#include "profilescli.h"
+
+#include <QImageReader>
+#include <QtTest>
+
+namespace {
+
+struct Run
+{
+    int code;
+    QString out;
+    QString err;
+};
+
+Run run(const QStringList &arguments)
+{
+    QString out, err;
+    QTextStream outStream(&out), errStream(&err);
+    const int code = runProfilesCommand(arguments, outStream, errStream);
+    return {code, out, err};
+}
+
+QJsonObject overlayDocument()
+{
+    QJsonObject overlay;
+    readJsonObjectFile(GAMEPAD_TEST_DATA "/overlay_v4.json", &overlay, nullptr);
+    return overlay;
+}
+
+// A profile made by the editor's own operation under `userRoot`; its id without braces.
+QString makeProfile(const QString &userRoot, const QString &name, const QString &linkedName = {})
+{
+    QImage image(16, 8, QImage::Format_RGB32);
+    image.fill(Qt::blue);
+    const QString picture = userRoot + "/../" + name + ".png";
+    GamepadProfileMeta created;
+    setProfileRootsOverride(userRoot, QString());
+    const bool made =
+        image.save(picture) && createProfile({name, picture, linkedName, 0, 0, overlayDocument()},
+                                             &created, nullptr, nullptr);
+    setProfileRootsOverride(QString(), QString());
+    return made ? created.id.toString(QUuid::WithoutBraces) : QString();
+}
+
+} // namespace
+
+class TestProfilesCli : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        qApp->setProperty("kx.currentLogin", QString());
+    }
+
+    void exportImportListAndSnapshot()
+    {
+        QTemporaryDir dir;
+        const QString source = dir.filePath("a/roots/source"), target = dir.filePath("target");
+        QVERIFY(QDir().mkpath(source));
+        const QString pad = makeProfile(source, "Pad"), linked = makeProfile(source, "L", "Pad X");
+        QVERIFY(!pad.isEmpty() && !linked.isEmpty());
+
+        const QString file = dir.filePath("pad.zelto.json");
+        const Run refused = run({"--user-root", source, "export", linked, file});
+        QCOMPARE(refused.code, kProfilesExitFailed);
+        QVERIFY(refused.err.contains("associé à une ou plusieurs manettes"));
+        QVERIFY(!QFile::exists(file));
+        QCOMPARE(run({"--user-root", source, "export", pad, file}).code, kProfilesExitSuccess);
+
+        const Run imported = run({"--user-root", target, "import", file});
+        QCOMPARE(imported.code, kProfilesExitSuccess);
+        const QStringList fields = imported.out.trimmed().split('\t');
+        QCOMPARE(fields.size(), 2);
+        QCOMPARE(fields.at(1), QDir::cleanPath(target + '/' + fields.at(0)));
+
+        // The source root serves as the shared one: the kind column follows the root options.
+        const QStringList roots{"--user-root", target, "--shared-root", source};
+        QStringList expected{fields.at(0) + "\tPad\tuser\tunlinked", linked + "\tL\tshared\tlinked",
+                             pad + "\tPad\tshared\tunlinked"};
+        expected.sort();
+        QStringList listed = run(roots + QStringList{"list"}).out.split('\n', Qt::SkipEmptyParts);
+        listed.sort();
+        QCOMPARE(listed, expected);
+        // The options hold for one command only: the store is back on its own (empty) roots.
+        QCOMPARE(run({"list"}).out, QString());
+        QVERIFY(userProfilesRoot().isEmpty());
+
+        const QString shots = dir.filePath("shots");
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("snapshot issue.*pad.zelto.json"));
+        const Run snapshot = run(roots + QStringList{"snapshot", "--all", shots});
+        QCOMPARE(snapshot.code, kProfilesExitSuccess);
+        const QStringList written = snapshot.out.split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(written.size(), 3);
+        for (const QString &path : written) {
+            QVERIFY2(path.startsWith(shots) && QImageReader(path).format() == "png",
+                     qPrintable(path));
+        }
+        QCOMPARE(run(roots + QStringList{"snapshot", pad, file}).code, kProfilesExitFailed);
+    }
+
+    void hostileDocumentIsRefused_data()
+    {
+        QTest::addColumn<QJsonObject>("changes");
+        QTest::addColumn<QByteArray>("bytes"); // replaces the document when not empty
+        QTest::addColumn<qint64>("size");      // blanks pad the file to this size
+        const QString huge = QByteArray(kMaxExchangeImageBytes + 3, 'x').toBase64();
+        QTest::newRow("not JSON") << QJsonObject() << QByteArray("{\"type\": ") << qint64(0);
+        QTest::newRow("linked") << QJsonObject{{"deviceNames", QJsonArray{"Pad X"}}} << QByteArray()
+                                << qint64(0);
+        QTest::newRow("escaping suffix, image too large")
+            << QJsonObject{{"imageExt", "../x"}, {"imageBase64", huge}} << QByteArray()
+            << qint64(0);
+        QTest::newRow("file too large")
+            << QJsonObject() << QByteArray() << qint64(kMaxExchangeDocumentBytes + 1);
+    }
+
+    void hostileDocumentIsRefused()
+    {
+        QFETCH(QJsonObject, changes);
+        QFETCH(QByteArray, bytes);
+        QFETCH(qint64, size);
+        QJsonObject document{{"type", kExchangeType}, {"version", kExchangeVersion},
+                             {"name", "P"},           {"overlay", overlayDocument()},
+                             {"imageBase64", "eA=="}, {"imageExt", "png"}};
+        for (auto it = changes.begin(); it != changes.end(); ++it)
+            document.insert(it.key(), it.value());
+        QTemporaryDir dir;
+        const QString file = dir.filePath("in.zelto.json"), root = dir.filePath("root");
+        QByteArray text = bytes.isEmpty() ? QJsonDocument(document).toJson() : bytes;
+        text.append(qMax(size - text.size(), qint64(0)), ' '); // still a valid document
+        QVERIFY(writeFileAtomic(file, text, nullptr));
+        QVERIFY(QDir().mkpath(root));
+
+        const Run result = run({"--user-root", root, "import", file});
+        QCOMPARE(result.code, kProfilesExitFailed);
+        QVERIFY(!result.err.isEmpty() && result.out.isEmpty());
+        QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    }
+
+    void arguments_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("code");
+        QTest::newRow("help") << QStringList{"list", "--help"} << kProfilesExitSuccess;
+        QTest::newRow("no command") << QStringList{} << kProfilesExitUsage;
+        QTest::newRow("unknown command") << QStringList{"remove", "x"} << kProfilesExitUsage;
+        QTest::newRow("unknown option") << QStringList{"--root", "x", "list"} << kProfilesExitUsage;
+        QTest::newRow("missing value") << QStringList{"list", "--user-root"} << kProfilesExitUsage;
+        QTest::newRow("empty value") << QStringList{"--shared-root=", "list"} << kProfilesExitUsage;
+        QTest::newRow("list with argument") << QStringList{"list", "x"} << kProfilesExitUsage;
+        QTest::newRow("export, one argument") << QStringList{"export", "x"} << kProfilesExitUsage;
+        QTest::newRow("export --all") << QStringList{"export", "--all", "f"} << kProfilesExitUsage;
+        QTest::newRow("snapshot, no folder")
+            << QStringList{"snapshot", "--all"} << kProfilesExitUsage;
+    }
+
+    void arguments()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, code);
+        const Run result = run(arguments);
+        QCOMPARE(result.code, code);
+        QCOMPARE(result.out.startsWith("Usage: gamepad-profiles"), code == kProfilesExitSuccess);
+        QCOMPARE(result.err.isEmpty(), code == kProfilesExitSuccess);
+    }
+};
+
+QTEST_MAIN(TestProfilesCli)
+#include "tst_profilescli.moc"
