@@ -25,6 +25,8 @@ public:
     int learnedAxis() const { return m_learnedAxis; }
     int learnedButton() const { return m_learnedButton; }
     bool isLearning() const { return m_learnTimer.isActive(); }
+    // Milliseconds left before what was learned is bound; -1 when not learning.
+    int learnRemainingMs() const { return m_learnTimer.remainingTime(); }
 
 public slots:
     void onAxisChanged(int axis, double value);

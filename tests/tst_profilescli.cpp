@@ -11,8 +11,7 @@ namespace {
 struct Run
 {
     int code;
-    QString out;
-    QString err;
+    QString out, err;
 };
 
 Run run(const QStringList &arguments)
@@ -97,49 +96,48 @@ private slots:
         QCOMPARE(snapshot.code, kProfilesExitSuccess);
         const QStringList written = snapshot.out.split('\n', Qt::SkipEmptyParts);
         QCOMPARE(written.size(), 3);
-        for (const QString &path : written) {
+        for (const QString &path : written)
             QVERIFY2(path.startsWith(shots) && QImageReader(path).format() == "png",
                      qPrintable(path));
-        }
         QCOMPARE(run(roots + QStringList{"snapshot", pad, file}).code, kProfilesExitFailed);
     }
 
     void hostileDocumentIsRefused_data()
     {
-        QTest::addColumn<QJsonObject>("changes");
-        QTest::addColumn<QByteArray>("bytes"); // replaces the document when not empty
-        QTest::addColumn<qint64>("size");      // blanks pad the file to this size
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("error"); // part of the message
+        const QJsonObject valid{{"type", kExchangeType}, {"version", kExchangeVersion},
+                                {"name", "P"},           {"overlay", overlayDocument()},
+                                {"imageBase64", "eA=="}, {"imageExt", "png"}};
+        const auto text = [&valid](const QJsonObject &changes) {
+            QJsonObject document = valid;
+            for (const QString &key : changes.keys())
+                document.insert(key, changes[key]);
+            return QJsonDocument(document).toJson();
+        };
         const QString huge = QByteArray(kMaxExchangeImageBytes + 3, 'x').toBase64();
-        QTest::newRow("not JSON") << QJsonObject() << QByteArray("{\"type\": ") << qint64(0);
-        QTest::newRow("linked") << QJsonObject{{"deviceNames", QJsonArray{"Pad X"}}} << QByteArray()
-                                << qint64(0);
+        QByteArray padded = text({});
+        padded.append(kMaxExchangeDocumentBytes + 1 - padded.size(), ' '); // still valid JSON
+        QTest::newRow("not JSON") << QByteArray("{\"type\": ") << "JSON invalide dans";
+        QTest::newRow("linked") << text({{"deviceNames", QJsonArray{"Pad X"}}})
+                                << "lié à une ou plusieurs manettes";
         QTest::newRow("escaping suffix, image too large")
-            << QJsonObject{{"imageExt", "../x"}, {"imageBase64", huge}} << QByteArray()
-            << qint64(0);
+            << text({{"imageExt", "../x"}, {"imageBase64", huge}})
+            << "Image trop volumineuse (limite 32 Mo).";
         QTest::newRow("file too large")
-            << QJsonObject() << QByteArray() << qint64(kMaxExchangeDocumentBytes + 1);
+            << padded << "Document trop volumineux (67108865 octets, limite 67108864).";
     }
 
     void hostileDocumentIsRefused()
     {
-        QFETCH(QJsonObject, changes);
-        QFETCH(QByteArray, bytes);
-        QFETCH(qint64, size);
-        QJsonObject document{{"type", kExchangeType}, {"version", kExchangeVersion},
-                             {"name", "P"},           {"overlay", overlayDocument()},
-                             {"imageBase64", "eA=="}, {"imageExt", "png"}};
-        for (auto it = changes.begin(); it != changes.end(); ++it)
-            document.insert(it.key(), it.value());
+        QFETCH(QByteArray, text);
+        QFETCH(QString, error);
         QTemporaryDir dir;
         const QString file = dir.filePath("in.zelto.json"), root = dir.filePath("root");
-        QByteArray text = bytes.isEmpty() ? QJsonDocument(document).toJson() : bytes;
-        text.append(qMax(size - text.size(), qint64(0)), ' '); // still a valid document
-        QVERIFY(writeFileAtomic(file, text, nullptr));
-        QVERIFY(QDir().mkpath(root));
-
+        QVERIFY(writeFileAtomic(file, text, nullptr) && QDir().mkpath(root));
         const Run result = run({"--user-root", root, "import", file});
         QCOMPARE(result.code, kProfilesExitFailed);
-        QVERIFY(!result.err.isEmpty() && result.out.isEmpty());
+        QVERIFY2(result.err.contains(error) && result.out.isEmpty(), qPrintable(result.err));
         QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
@@ -148,16 +146,17 @@ private slots:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("code");
         QTest::newRow("help") << QStringList{"list", "--help"} << kProfilesExitSuccess;
-        QTest::newRow("no command") << QStringList{} << kProfilesExitUsage;
-        QTest::newRow("unknown command") << QStringList{"remove", "x"} << kProfilesExitUsage;
-        QTest::newRow("unknown option") << QStringList{"--root", "x", "list"} << kProfilesExitUsage;
-        QTest::newRow("missing value") << QStringList{"list", "--user-root"} << kProfilesExitUsage;
-        QTest::newRow("empty value") << QStringList{"--shared-root=", "list"} << kProfilesExitUsage;
-        QTest::newRow("list with argument") << QStringList{"list", "x"} << kProfilesExitUsage;
-        QTest::newRow("export, one argument") << QStringList{"export", "x"} << kProfilesExitUsage;
-        QTest::newRow("export --all") << QStringList{"export", "--all", "f"} << kProfilesExitUsage;
-        QTest::newRow("snapshot, no folder")
-            << QStringList{"snapshot", "--all"} << kProfilesExitUsage;
+        // No command, unknown command or option, missing or empty value, extra or missing operand.
+        for (const QStringList &usage : {QStringList{},
+                                         {"remove", "x"},
+                                         {"--root", "x", "list"},
+                                         {"list", "--user-root"},
+                                         {"--shared-root=", "list"},
+                                         {"list", "x"},
+                                         {"export", "x"},
+                                         {"export", "--all", "f"},
+                                         {"snapshot", "--all"}})
+            QTest::addRow("'%s'", qPrintable(usage.join(' '))) << usage << kProfilesExitUsage;
     }
 
     void arguments()
