@@ -1,6 +1,7 @@
 #include "quickactionspanel.h"
 
-#include "actionparameters.h"
+#include "actionlist.h"
+
 
 #include <QLabel>
 #include <QListWidget>
@@ -62,33 +63,7 @@ QuickActionsPanel::QuickActionsPanel(QWidget *parent) : QFrame(parent)
 
 void QuickActionsPanel::setCatalog(const QJsonArray &catalog)
 {
-    m_list->clear();
-    const QVector<ActionDescription> actions = readActionCatalog(catalog);
-    if (actions.isEmpty()) {
-        auto *none = new QListWidgetItem(QStringLiteral("Aucune action"), m_list);
-        none->setFlags(Qt::NoItemFlags);
-    }
-    // Groups in order of first appearance, each under a header row that cannot be chosen.
-    QStringList groups;
-    for (const ActionDescription &action : actions) {
-        if (!groups.contains(action.group))
-            groups << action.group;
-    }
-    for (const QString &group : std::as_const(groups)) {
-        auto *header = new QListWidgetItem(group, m_list);
-        header->setFlags(Qt::NoItemFlags);
-        QFont bold = header->font();
-        bold.setBold(true);
-        header->setFont(bold);
-        for (const ActionDescription &action : actions) {
-            const QString name = action.name.trimmed();
-            if (action.group != group || name.isEmpty())
-                continue;
-            auto *item = new QListWidgetItem(action.label.isEmpty() ? name : action.label, m_list);
-            item->setData(Qt::UserRole, name);
-            item->setToolTip(QStringLiteral("ID: %1").arg(name));
-        }
-    }
+    fillActionList(m_list, catalog);
     updateListEnabled();
 
     // A pending action that is still offered stays pending.

@@ -1,6 +1,7 @@
 #include "actionlinker.h"
 
-#include "actionparameters.h"
+#include "actionlist.h"
+
 #include "controlmanette.h"
 #include "interactiveoverlay.h"
 #include "mappingdocument.h"
@@ -185,33 +186,7 @@ void ActionLinker::flushSave()
 void ActionLinker::rebuildActionList()
 {
     cancelPending();
-    m_list->clear();
-    const QVector<ActionDescription> actions = readActionCatalog(m_catalog);
-    if (actions.isEmpty()) {
-        auto *none = new QListWidgetItem(QStringLiteral("Aucune action"), m_list);
-        none->setFlags(Qt::NoItemFlags);
-        return;
-    }
-    QStringList groups; // in order of first appearance
-    for (const ActionDescription &action : actions) {
-        if (!groups.contains(action.group))
-            groups << action.group;
-    }
-    for (const QString &group : std::as_const(groups)) {
-        auto *header = new QListWidgetItem(group, m_list);
-        header->setFlags(Qt::NoItemFlags);
-        QFont bold = header->font();
-        bold.setBold(true);
-        header->setFont(bold);
-        for (const ActionDescription &action : actions) {
-            if (action.group != group)
-                continue;
-            const QString name = action.name.trimmed();
-            auto *item = new QListWidgetItem(action.label.isEmpty() ? name : action.label, m_list);
-            item->setData(Qt::UserRole, name);
-            item->setToolTip(QStringLiteral("ID: %1").arg(name));
-        }
-    }
+    fillActionList(m_list, m_catalog);
 }
 
 void ActionLinker::onItemClicked(QListWidgetItem *item)
