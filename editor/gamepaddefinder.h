@@ -80,7 +80,6 @@ public:
     int currentRow() const { return m_currentRow; }
     bool isDirty() const { return m_dirty; }
     int mode() const { return m_mode; }
-    void setMode(int mode);
     const QList<GamepadProfileMeta> &entries() const { return m_entries; }
     // Tiles still showing the placeholder while their pictures are decoded in the background.
     bool thumbnailsPending() const { return !m_thumbnailQueue.isEmpty(); }
@@ -95,6 +94,8 @@ public:
     QMenu *createListContextMenu(const QPoint &pos);
 
 public slots:
+    // MappingMode, CalibrationMode or EditMode; hosts may switch it by name.
+    void setMode(int mode);
     void on_pushButtonAdd_clicked();
     void onListSelectionChanged(int row);
     void showListContextMenu(const QPoint &pos);

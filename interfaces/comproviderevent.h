@@ -22,5 +22,9 @@ struct ComProviderEvent
 
 Q_DECLARE_METATYPE(ComProviderEvent)
 
-// Registers ComProviderEvent under its own name; safe to call any number of times.
-void registerComProviderEventType();
+// Registers ComProviderEvent under its own name; safe to call any number of times. Inline, so
+// that a host needs these headers and nothing else.
+inline void registerComProviderEventType()
+{
+    qRegisterMetaType<ComProviderEvent>("ComProviderEvent");
+}

@@ -1,6 +1,0 @@
-#include "comproviderevent.h"
-
-void registerComProviderEventType()
-{
-    qRegisterMetaType<ComProviderEvent>("ComProviderEvent");
-}

@@ -1,0 +1,188 @@
+// The plug-in as the host sees it: loaded from the built module file, never linked.
+
+#include "icominterfacemodelprovider.h"
+
+#include <QAbstractItemDelegate>
+#include <QAbstractItemModel>
+#include <QJsonDocument>
+#include <QMainWindow>
+#include <QPluginLoader>
+#include <QSignalSpy>
+#include <QtTest>
+
+class TestQuentaPlugin : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_home;
+    QPluginLoader m_loader{QStringLiteral(GAMEPAD_PLUGIN_FILE)};
+
+    IComInterfaceModelProvider *provider()
+    {
+        return qobject_cast<IComInterfaceModelProvider *>(m_loader.instance());
+    }
+
+    // Destroys the plug-in object; the library's entry point builds a new one on the next call.
+    IComInterfaceModelProvider *freshProvider()
+    {
+        delete m_loader.instance();
+        return provider();
+    }
+
+    // Remembered controllers give the model rows without any hardware.
+    void rememberDevices(const QString &context, const QStringList &usns)
+    {
+        QJsonObject devices;
+        for (const QString &usn : usns)
+            devices[usn] = QJsonObject{{"kv", QJsonObject{{"name", "Pad " + usn}}}};
+        const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
+                               '/' + context + "/ZeltoCom";
+        QFile file(folder + "/gamepads.json");
+        QVERIFY(QDir().mkpath(folder) && file.open(QIODevice::WriteOnly));
+        file.write(QJsonDocument(QJsonObject{{"devices", devices}}).toJson());
+    }
+
+    static QWidget *editorOf(QWidget *window)
+    {
+        return window ? window->findChild<QWidget *>("ManageGamepade") : nullptr;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        qputenv("HOME", m_home.path().toLocal8Bit());
+        qputenv("XDG_DATA_HOME", QDir(m_home.path()).filePath(".local/share").toLocal8Bit());
+        QStandardPaths::setTestModeEnabled(true);
+        QVERIFY2(m_loader.load(), qPrintable(m_loader.errorString()));
+    }
+
+    void cleanupTestCase() { delete m_loader.instance(); }
+
+    void metadataAndFixedAnswers()
+    {
+        const QJsonObject meta = m_loader.metaData();
+        QCOMPARE(meta.value("IID").toString(), QString(IComInterfaceModelProvider_iid));
+        QCOMPARE(meta.value("className").toString(), QString("QuentaPlugin"));
+        QVERIFY(meta.value("MetaData").toObject().isEmpty());
+
+        IComInterfaceModelProvider *p = provider();
+        QVERIFY(p);
+        QCOMPARE(p->metaObject()->className(), "QuentaPlugin");
+        QCOMPARE(p->vendor(), QString("zelto"));
+        QCOMPARE(p->name(), QString("Gamepad"));
+        QVERIFY(!p->icon().pixmap(32, 32).isNull());
+        QCOMPARE(p->reservedA(), nullptr);
+        QCOMPARE(p->reservedB(), nullptr);
+        p->setServices(QJsonObject{{"sharedActionCatalog", QJsonArray()}});
+        QVERIFY(p->services().isEmpty());
+
+        // Before any model: both outputs emptied, whatever they held.
+        QList<IComInterface *> out{nullptr};
+        QJsonArray infos{1};
+        p->selectedInterfaces(out, infos);
+        QVERIFY(out.isEmpty() && infos.isEmpty());
+    }
+
+    // The model is built once, with the first context; later calls ignore their arguments.
+    void oneModelFromTheFirstContext()
+    {
+        IComInterfaceModelProvider *p = freshProvider();
+        QAbstractItemModel *first = p->model("first", nullptr);
+        QCOMPARE(p->model("second", nullptr), first);
+        QCOMPARE(first->property("context").toString(), QString("first"));
+    }
+
+    void wiringIsUniqueInEitherOrder_data()
+    {
+        QTest::addColumn<bool>("delegateFirst");
+        QTest::newRow("model first") << false;
+        QTest::newRow("delegate first") << true;
+    }
+
+    void wiringIsUniqueInEitherOrder()
+    {
+        QFETCH(bool, delegateFirst);
+        const QString context = delegateFirst ? "delegate-first" : "model-first";
+        rememberDevices(context, {"gp:0", "gp:1"});
+        IComInterfaceModelProvider *p = freshProvider();
+        QAbstractItemModel *model = nullptr;
+        QAbstractItemDelegate *delegate = nullptr;
+        for (int round = 0; round < 3; ++round) {
+            if (delegateFirst)
+                delegate = p->itemDelegate(nullptr);
+            model = p->model(context, nullptr);
+            if (!delegateFirst)
+                delegate = p->itemDelegate(nullptr);
+        }
+        QTRY_COMPARE(model->rowCount(), 2);
+
+        // Deselecting a row that is not selected only reports the selection: one report per
+        // connection of the delegate's signal.
+        QSignalSpy reports(p, &IComInterfaceModelProvider::selectedInterfacesChanged);
+        QVERIFY(QMetaObject::invokeMethod(delegate, "toggledSelect", Q_ARG(QString, "gp:0"),
+                                          Q_ARG(bool, false)));
+        QCOMPARE(reports.count(), 1);
+        QVERIFY(QMetaObject::invokeMethod(delegate, "toggledSelect", Q_ARG(QString, "gp:1"),
+                                          Q_ARG(bool, true)));
+        QCOMPARE(reports.count(), 2);
+        QList<IComInterface *> out;
+        QJsonArray infos;
+        p->selectedInterfaces(out, infos);
+        QCOMPARE(infos.size(), 1); // remembered, not plugged in: described but no device
+
+        QSignalSpy removed(model, &QAbstractItemModel::rowsRemoved);
+        QVERIFY(QMetaObject::invokeMethod(delegate, "requestDelete", Q_ARG(QString, "gp:0")));
+        QCOMPARE(removed.count(), 1);
+        QCOMPARE(model->rowCount(), 1);
+    }
+
+    // Closing the window destroys it; the next request builds a new window and editor that hold
+    // the last services object.
+    void windowIsRebuiltWithTheLastServices()
+    {
+        IComInterfaceModelProvider *p = freshProvider();
+        p->model("window", nullptr);
+        const QJsonObject first{{"sharedActionCatalog", QJsonArray{"first"}}};
+        const QJsonObject last{{"sharedActionCatalog", QJsonArray{"last"}}};
+        p->setServices(first);
+        QPointer<QWidget> window = p->configurationWindow(nullptr);
+        QVERIFY(qobject_cast<QMainWindow *>(window));
+        QCOMPARE(window->windowTitle(), QString("Gamepad"));
+        QCOMPARE(qobject_cast<QMainWindow *>(window)->centralWidget()->objectName(),
+                 QString("ManetteConfigurationWidget"));
+        QCOMPARE(editorOf(window)->property("externalServices").toJsonObject(), first);
+        QCOMPARE(p->configurationWindow(nullptr), window.data());
+
+        p->setServices(last);
+        QCOMPARE(editorOf(window)->property("externalServices").toJsonObject(), last);
+        // The notification hands over the stored object, not its own argument.
+        emit p->servicesChanged(first);
+        QCOMPARE(editorOf(window)->property("externalServices").toJsonObject(), last);
+
+        window->show();
+        QVERIFY(window->close());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(window.isNull());
+        QWidget *again = p->configurationWindow(nullptr);
+        QVERIFY(again && editorOf(again));
+        QCOMPARE(editorOf(again)->property("externalServices").toJsonObject(), last);
+        delete again;
+    }
+
+    // The plug-in object can go away under the host; the entry point then builds a new one.
+    void entryPointRebuildsTheObject()
+    {
+        using Entry = QObject *(*)();
+        const auto entry = reinterpret_cast<Entry>(
+            QLibrary(QStringLiteral(GAMEPAD_PLUGIN_FILE)).resolve("qt_plugin_instance"));
+        QVERIFY(entry);
+        QPointer<QObject> first = entry();
+        QCOMPARE(entry(), first.data());
+        delete first;
+        QObject *second = entry();
+        QVERIFY(second && qobject_cast<IComInterfaceModelProvider *>(second));
+    }
+};
+
+QTEST_MAIN(TestQuentaPlugin)
+#include "tst_quentaplugin.moc"
