@@ -1,0 +1,28 @@
+# Installs the build into a fresh prefix, builds the consumer project against the installed
+# package and runs it. Variables: BUILD_DIR, WORK_DIR, CONSUMER_DIR, GENERATOR, CXX_FLAGS.
+file(REMOVE_RECURSE ${WORK_DIR})
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT code EQUAL 0)
+    message(FATAL_ERROR "${ARGN}\nfailed (${code}):\n${out}\n${err}")
+  endif()
+  set(output "${out}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
+foreach(file include/zelto/icominterface.h include/zelto/icominterfacemodelprovider.h
+             include/zelto/comproviderevent.h lib/zelto/plugins/libzeltogamepad.so)
+  if(NOT EXISTS ${WORK_DIR}/prefix/${file})
+    message(FATAL_ERROR "not installed: ${file}")
+  endif()
+endforeach()
+run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}"
+    "-DCMAKE_EXE_LINKER_FLAGS=${CXX_FLAGS}")
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+run(${WORK_DIR}/build/consumer)
+if(NOT output MATCHES "IComInterfaceModelProvider/1.1 zelto Gamepad 1")
+  message(FATAL_ERROR "unexpected answer from the installed plug-in: ${output}")
+endif()
+message(STATUS "consumer: ${output}")
