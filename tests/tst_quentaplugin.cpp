@@ -68,6 +68,8 @@ private slots:
         IComInterfaceModelProvider *p = provider();
         QVERIFY(p);
         QCOMPARE(p->metaObject()->className(), "QuentaPlugin");
+        QCOMPARE(p->qt_metacast("QuentaPlugin"), static_cast<void *>(p));
+        QCOMPARE(p->qt_metacast(IComInterfaceModelProvider_iid), static_cast<void *>(p));
         QCOMPARE(p->vendor(), QString("zelto"));
         QCOMPARE(p->name(), QString("Gamepad"));
         QVERIFY(!p->icon().pixmap(32, 32).isNull());
