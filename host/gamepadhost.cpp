@@ -2,6 +2,7 @@
 // application does, shows the provider's device cards, events and configuration window, and can
 // write screenshots of them without a display.
 
+#include "consolestreams.h"
 #include "hostoptions.h"
 #include "hostwindow.h"
 #include "screenshots.h"
@@ -16,18 +17,6 @@
 #include <optional>
 
 namespace {
-
-QTextStream &out()
-{
-    static QTextStream stream(stdout);
-    return stream;
-}
-
-QTextStream &err()
-{
-    static QTextStream stream(stderr);
-    return stream;
-}
 
 // Every per-user location Qt computes lands in `home`: the plug-in's profiles, calibrations and
 // device registry of a screenshot run never touch the user's own.

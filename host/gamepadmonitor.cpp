@@ -1,6 +1,7 @@
 // gamepad-monitor: a headless host for the gamepad runtime. It lists the controllers found,
 // starts them and prints every published batch as one JSON line on standard output.
 
+#include "consolestreams.h"
 #include "gamepadmanager.h"
 #include "monitorcore.h"
 
@@ -13,18 +14,6 @@
 #include <optional>
 
 namespace {
-
-QTextStream &out()
-{
-    static QTextStream stream(stdout);
-    return stream;
-}
-
-QTextStream &err()
-{
-    static QTextStream stream(stderr);
-    return stream;
-}
 
 int runLive(QCoreApplication &app, bool demo, int durationMs,
             const std::optional<GamepadCalibration> &calibration)
