@@ -4,7 +4,6 @@
 
 #include <QFrame>
 #include <QGridLayout>
-#include <QSignalSpy>
 #include <QtTest>
 
 class TestManetteConfigurationWidget : public QObject

@@ -6,7 +6,6 @@
 #include <QAbstractItemModel>
 #include <QMainWindow>
 #include <QPluginLoader>
-#include <QSignalSpy>
 #include <QtTest>
 
 class TestQuentaPlugin : public QObject
