@@ -611,6 +611,12 @@ void GamepadConfigWidget::flushSave()
         m_device->reloadCalibration();
 }
 
+bool GamepadConfigWidget::requestLeave()
+{
+    flushSave();
+    return true;
+}
+
 void GamepadConfigWidget::setStatus(const QString &text)
 {
     m_error = text;

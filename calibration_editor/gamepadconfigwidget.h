@@ -59,6 +59,9 @@ public:
 
     void rebuildAxisCards();
     void reload();
+    // Before the panel leaves its controller or profile: true when it may (edits saved or
+    // discarded).
+    bool requestLeave();
 
 public slots:
     void updateLiveValues();

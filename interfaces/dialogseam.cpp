@@ -3,6 +3,7 @@
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMessageBox>
+#include <QPushButton>
 
 namespace {
 
@@ -48,6 +49,21 @@ public:
     bool question(QWidget *parent, const QString &title, const QString &text) override
     {
         return QMessageBox::question(parent, title, text) == QMessageBox::Yes;
+    }
+    int choose(QWidget *parent, const QString &title, const QString &text,
+               const QStringList &choices, int defaultChoice) override
+    {
+        QMessageBox box(QMessageBox::Question, title, text, QMessageBox::NoButton, parent);
+        QList<QAbstractButton *> buttons;
+        for (const QString &choice : choices)
+            buttons << box.addButton(choice, QMessageBox::ActionRole);
+        if (QAbstractButton *fallback = buttons.value(defaultChoice)) {
+            box.setDefaultButton(qobject_cast<QPushButton *>(fallback));
+            box.setEscapeButton(fallback);
+        }
+        box.exec();
+        const qsizetype chosen = buttons.indexOf(box.clickedButton());
+        return chosen >= 0 ? int(chosen) : defaultChoice;
     }
 };
 

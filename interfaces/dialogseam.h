@@ -31,6 +31,10 @@ public:
     virtual void critical(QWidget *parent, const QString &title, const QString &text) = 0;
     // Yes / No; true for Yes.
     virtual bool question(QWidget *parent, const QString &title, const QString &text) = 0;
+    // One button per choice, in order; the index of the one pressed. `defaultChoice` is the
+    // button Enter presses and the answer when the box is closed without a choice.
+    virtual int choose(QWidget *parent, const QString &title, const QString &text,
+                       const QStringList &choices, int defaultChoice) = 0;
 };
 
 // The seam the editors use: Qt's dialogs unless another was installed.

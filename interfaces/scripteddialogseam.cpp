@@ -100,3 +100,14 @@ bool ScriptedDialogSeam::question(QWidget *, const QString &title, const QString
 {
     return ask(makePrompt(Kind::Question, title, text)).accepted;
 }
+
+int ScriptedDialogSeam::choose(QWidget *, const QString &title, const QString &text,
+                               const QStringList &choices, int defaultChoice)
+{
+    Prompt prompt = makePrompt(Kind::Choice, title, text);
+    prompt.items = choices;
+    prompt.current = defaultChoice;
+    const Answer answer = ask(prompt);
+    const qsizetype chosen = answer.accepted ? choices.indexOf(answer.value) : -1;
+    return chosen >= 0 ? int(chosen) : defaultChoice;
+}

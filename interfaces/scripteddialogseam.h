@@ -6,7 +6,8 @@
 
 // A seam for tests: it opens no window, records every question and hands back the answers queued
 // beforehand, in order. A question with no answer left is cancelled (empty text, false). The
-// message boxes only have OK, so they are recorded but take no answer from the queue.
+// message boxes only have OK, so they are recorded but take no answer from the queue. A choice
+// with no answer left takes its default button.
 class ScriptedDialogSeam : public DialogSeam
 {
 public:
@@ -19,7 +20,8 @@ public:
         Information,
         Warning,
         Critical,
-        Question
+        Question,
+        Choice
     };
 
     struct Prompt
@@ -27,10 +29,10 @@ public:
         Kind kind = Kind::Text;
         QString title;
         QString text;      // the label of an input, the message of a box
-        QStringList items; // the choices of an item question
+        QStringList items; // the choices of an item question or the buttons of a choice
         QString value;     // the initial text, or the starting folder of a file question
         QString filter;    // the name filter of a file question
-        int current = -1;  // the preselected choice of an item question
+        int current = -1;  // the preselected choice of an item question, the default button
         bool editable = false;
     };
 
@@ -46,6 +48,8 @@ public:
     void answerPath(const QString &path) { queue({true, path}); }
     void answerYes(bool yes = true) { queue({yes, {}}); }
     void cancelNext() { queue({}); }
+    // The button of that text, for the next choice; an unknown text picks the default.
+    void answerChoice(const QString &choice) { queue({true, choice}); }
 
     const QList<Prompt> &prompts() const { return m_prompts; }
     int pendingAnswers() const { return int(m_answers.size()); }
@@ -65,6 +69,8 @@ public:
     void warning(QWidget *parent, const QString &title, const QString &text) override;
     void critical(QWidget *parent, const QString &title, const QString &text) override;
     bool question(QWidget *parent, const QString &title, const QString &text) override;
+    int choose(QWidget *parent, const QString &title, const QString &text,
+               const QStringList &choices, int defaultChoice) override;
 
 private:
     Answer ask(const Prompt &prompt);

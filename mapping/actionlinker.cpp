@@ -183,6 +183,12 @@ void ActionLinker::flushSave()
     save();
 }
 
+bool ActionLinker::requestLeave()
+{
+    flushSave();
+    return true;
+}
+
 void ActionLinker::rebuildActionList()
 {
     cancelPending();

@@ -65,6 +65,8 @@ public slots:
     void onInputGateChanged(const QString &key, bool inside);
     // Saves now when a save is waiting; the editor calls it before switching profiles.
     void flushSave();
+    // Before the panel leaves its profile: true when it may (edits saved or discarded).
+    bool requestLeave();
 
 signals:
     void externalServicesChanged();

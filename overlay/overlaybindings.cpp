@@ -2,8 +2,6 @@
 
 #include <QHash>
 
-Q_LOGGING_CATEGORY(lcGamepadUi, "kx.plugin.gamepad.ui", QtInfoMsg)
-
 using namespace BridgeField;
 
 namespace {

@@ -1,19 +1,16 @@
 #pragma once
 
 #include "overlaydocument.h"
+#include "uilog.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QLoggingCategory>
 #include <QString>
 #include <QVector>
 
 // The actions bound to pastille slots, as the overlay reads them and as the mapping document
 // writes them: binding objects and the bridges of "configActionGamepad.json". They live beside
 // the overlay document so that the overlay never needs the mapping layer, which builds on it.
-
-// "kx.plugin.gamepad.ui": editor warnings of the overlay and the mapping document.
-Q_DECLARE_LOGGING_CATEGORY(lcGamepadUi)
 
 // The member names of binding objects and bridges.
 namespace BridgeField {
