@@ -155,11 +155,22 @@ void DocumentSession::noteOwnWrite()
 
 bool DocumentSession::edited()
 {
+    const bool wasDirty = m_session.state() == EditSession::State::Dirty;
     if (!m_session.edit(now()))
         return false;
     if (const std::optional<qint64> due = m_session.deadline())
         m_timer.start(int(qBound(qint64(0), *due - now(), qint64(m_session.delayMs()))));
-    if (m_session.state() == EditSession::State::Dirty)
+    if (!wasDirty && m_session.state() == EditSession::State::Dirty)
+        Q_EMIT stateChanged();
+    return true;
+}
+
+bool DocumentSession::touched()
+{
+    const bool wasDirty = m_session.state() == EditSession::State::Dirty;
+    if (!m_session.touch())
+        return false;
+    if (!wasDirty && m_session.state() == EditSession::State::Dirty)
         Q_EMIT stateChanged();
     return true;
 }

@@ -74,6 +74,8 @@ public:
 
     // An edit now; false when the session is read-only and the edit must be refused.
     bool edited();
+    // Edited without a save of its own (see EditSession::touch); false when read-only.
+    bool touched();
     // Saves now what is waiting (not a held save); true when nothing is left unsaved.
     bool flush();
     // An explicit save (the Save shortcut, "Réessayer"): also a held save.

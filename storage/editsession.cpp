@@ -53,6 +53,16 @@ bool EditSession::edit(qint64 nowMs)
     return true;
 }
 
+bool EditSession::touch()
+{
+    if (isReadOnly())
+        return false;
+    m_unsaved = true;
+    if (m_state == State::Clean)
+        m_state = State::Dirty;
+    return true;
+}
+
 void EditSession::saveSucceeded(const DocumentSet &documents)
 {
     if (isReadOnly())

@@ -58,6 +58,10 @@ public:
 
     // An edit at `nowMs`; false (and nothing changes) while read-only.
     bool edit(qint64 nowMs);
+    // Marks the documents edited without scheduling a save (a gesture whose effect the editor
+    // cannot see): they are written when the editor leaves them or by the next save. False while
+    // read-only.
+    bool touch();
     // When the coalesced save is due; none when nothing is waiting or the save is held.
     std::optional<qint64> deadline() const { return m_deadline; }
     bool isSaveDue(qint64 nowMs) const { return m_deadline && nowMs >= *m_deadline; }

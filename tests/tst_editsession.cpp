@@ -16,7 +16,9 @@ class TestEditSession : public QObject
     {
         QStringList answers;
         for (const QString &step : script.split(' ', Qt::SkipEmptyParts)) {
-            if (step.startsWith("edit@"))
+            if (step == "touch")
+                answers << (session.touch() ? "y" : "n");
+            else if (step.startsWith("edit@"))
                 answers << (session.edit(step.mid(5).toLongLong()) ? "y" : "n");
             else if (step == "ok")
                 session.saveSucceeded(DocumentSet()), answers << "-";
@@ -85,6 +87,10 @@ private slots:
         row("gone is news once", false, "gone gone", "news quiet", State::Gone, false, -1);
         row("a save cannot revive a gone session", false, "edit@0 gone ok", "y news -",
             State::Gone, true, -1);
+        row("a touch schedules nothing", false, "touch", "y", State::Dirty, true, -1);
+        row("a touch keeps the deadline", true, "edit@0 touch", "y y", State::Dirty, true, 250);
+        row("a touch while read-only", false, "loadfail touch", "- n", State::LoadFailed, false,
+            -1);
         row("reset forgets everything", false, "edit@0 fail:full reset", "y news -",
             State::Clean, false, -1);
     }
