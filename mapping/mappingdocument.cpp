@@ -202,8 +202,8 @@ bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode
     const QJsonArray bridges =
         materializeMapping(nodes, learnedKeys, catalog).value(QLatin1String("bridges")).toArray();
     const QJsonObject document = mappingDocumentForSave(existing, bridges);
-    // A folder that cannot be made shows up as a write failure just below.
-    QDir(profileFolder).mkpath(QStringLiteral("."));
+    // The profile folder is never made here: a folder deleted meanwhile must not come back
+    // holding only this file. Its absence is a write failure with the system's reason.
     QString writeError;
     return writeJsonFileAtomic(path, QJsonDocument(document).toJson(QJsonDocument::Indented),
                                &writeError, messages) ||

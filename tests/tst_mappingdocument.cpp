@@ -117,10 +117,9 @@ private slots:
         QTemporaryDir dir;
         const QString folder = dir.filePath("profiles/p1");
         const QString path = folder + "/configActionGamepad.json";
-        if (!existing.isEmpty()) {
-            QVERIFY(QDir().mkpath(folder));
+        QVERIFY(QDir().mkpath(folder));
+        if (!existing.isEmpty())
             QVERIFY(writeJsonFileAtomic(path, existing, nullptr));
-        }
         QVERIFY(saveMappingDocument(folder, {}, {}, {}));
         QCOMPARE(QJsonDocument::fromJson(fileBytes(path)).toJson(QJsonDocument::Compact), expected);
     }
@@ -132,6 +131,7 @@ private slots:
         QTest::addColumn<QString>("error");
         // clang-format off
         QTest::newRow("file in the way") << "blocker/p1" << "Impossible ";
+        QTest::newRow("folder gone") << "deleted" << "Impossible d’écrire ";
         QTest::newRow("linked document") << "linked" << "Écriture refusée hors du dossier du profil ";
         // clang-format on
     }
@@ -150,6 +150,8 @@ private slots:
         QVERIFY(!saveMappingDocument(dir.filePath(folder), {}, {}, {}, &text));
         QVERIFY2(text.startsWith(error) && text.contains(dir.path()), qPrintable(text));
         QCOMPARE(fileBytes(blocker), QByteArray("{\"keep\": 1}"));
+        // A profile folder is never made again by a save.
+        QVERIFY(!QFileInfo::exists(dir.filePath("deleted")));
     }
 
     void loadLegacyDocument()
