@@ -2,6 +2,7 @@
 
 #include "gamepaddefinder.h"
 
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QFrame>
 #include <QGridLayout>
@@ -50,6 +51,39 @@ ManetteConfigurationWidget::ManetteConfigurationWidget(QWidget *parent, GamepadM
 }
 
 ManetteConfigurationWidget::~ManetteConfigurationWidget() = default;
+
+// The window this widget sits in may be the host's own: its close is heard through a filter, and
+// refused when the editor has edits the user chose to keep open.
+void ManetteConfigurationWidget::showEvent(QShowEvent *event)
+{
+    QWidget *top = window();
+    if (top != m_closeGuarded) {
+        if (m_closeGuarded)
+            m_closeGuarded->removeEventFilter(this);
+        m_closeGuarded = top;
+        if (top != this)
+            top->installEventFilter(this);
+    }
+    QWidget::showEvent(event);
+}
+
+void ManetteConfigurationWidget::closeEvent(QCloseEvent *event)
+{
+    if (!m_editor->requestClose())
+        event->ignore();
+    else
+        QWidget::closeEvent(event);
+}
+
+bool ManetteConfigurationWidget::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_closeGuarded && event->type() == QEvent::Close &&
+        !m_editor->requestClose()) {
+        event->ignore();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
 
 void ManetteConfigurationWidget::setExternalServices(const QJsonObject &services)
 {

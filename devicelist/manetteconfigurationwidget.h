@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QJsonObject>
+#include <QPointer>
 #include <QString>
 #include <QWidget>
 
@@ -35,7 +36,15 @@ public:
 signals:
     void profilesCatalogChanged();
 
+protected:
+    // Closing the window (this widget's, or the host's window around it) first lets the editor
+    // save or settle its edits; the user may choose to stay.
+    void showEvent(QShowEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     GamepadDefinder *m_editor = nullptr;
+    QPointer<QWidget> m_closeGuarded;
     QJsonObject m_externalServices;
 };

@@ -165,6 +165,28 @@ bool DocumentSession::edited()
     return true;
 }
 
+void DocumentSession::noteOwnWrite(const QString &path)
+{
+    DocumentSet documents = m_session.documents();
+    const qsizetype index = documents.paths.indexOf(QDir::cleanPath(path));
+    if (index < 0)
+        return;
+    documents.stamps[index] = stampFile(documents.paths.at(index));
+    m_session.setDocuments(documents);
+    tellSiblings();
+}
+
+void DocumentSession::discard()
+{
+    if (m_session.state() != EditSession::State::Gone) {
+        reload();
+        return;
+    }
+    m_timer.stop();
+    m_session.reset();
+    Q_EMIT stateChanged();
+}
+
 bool DocumentSession::touched()
 {
     const bool wasDirty = m_session.state() == EditSession::State::Dirty;

@@ -69,8 +69,12 @@ public:
     void close();
     // The documents move (a shared profile copied to the user's folder); stamped at the next save.
     void retarget(const QString &folder, const QStringList &paths);
-    // The editor wrote its files outside a save (metadata of a rename): they are its own.
+    // The editor wrote its files outside a save (metadata of a rename): they are its own. With a
+    // path, only that file is stamped again.
     void noteOwnWrite();
+    void noteOwnWrite(const QString &path);
+    // Drops the edits: reloads from disk, or for a gone session forgets them.
+    void discard();
 
     // An edit now; false when the session is read-only and the edit must be refused.
     bool edited();

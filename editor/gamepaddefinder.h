@@ -4,7 +4,6 @@
 #include "profileexchange.h"
 #include "profilemeta.h"
 
-#include <QIcon>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
@@ -21,26 +20,38 @@
 
 class ActionLinker;
 class ControlManette;
+class DocumentSession;
 class GamepadConfigWidget;
 class InspectorPanel;
 class InteractiveOverlay;
 class QButtonGroup;
 class QComboBox;
 class QFrame;
+class QLabel;
 class QGridLayout;
 class QListWidget;
 class QListWidgetItem;
 class QMenu;
 class QPushButton;
 class QuickActionsPanel;
+class ProfileFolderWatcher;
+class ProfileTiles;
 class QuickMapping;
 class TagSelectionBar;
 struct GamepadProfileInfo;
 
 // The profile editor: the catalogue of gamepad profiles as image tiles, the selected profile on
 // an interactive overlay, its calibration panel and mapping panel, and the profile operations
-// (new, rename, duplicate, change image, delete). Overlay edits are saved 250 ms after the last
-// change; a profile that cannot be saved is not left.
+// (new, rename, duplicate, change image, delete). The profile's documents are kept through an
+// editing session: overlay edits are saved 250 ms after the last change, a profile that failed to
+// load is never written, and a profile with edits that could not be saved is only left when the
+// user says so. The catalogue follows the profile folders on disk.
+//
+// The class is spread over files by job: gamepaddefinder.cpp (construction, chrome, modes),
+// definderselection.cpp (selection, loading, the session and saving), definderoperations.cpp
+// (new, duplicate, delete, rename, image, metadata), definderexchange.cpp (export, import,
+// clipboard, snapshots), definderdevices.cpp (controllers and the calibration panel), and
+// definderfolders.cpp (the catalogue following the folders on disk).
 class GamepadDefinder : public QWidget
 {
     Q_OBJECT
@@ -52,8 +63,6 @@ public:
     enum Mode { MappingMode = 0, CalibrationMode = 1, EditMode = 2 };
 
     static constexpr int kAutosaveDelayMs = 250;
-    static constexpr QSize kTileIconSize{140, 90};
-    static constexpr QSize kTileGridSize{160, 120};
 
     // `manager` supplies the connected controllers; null means the process-wide one.
     explicit GamepadDefinder(GamepadManager *manager = nullptr, QWidget *parent = nullptr);
@@ -78,11 +87,18 @@ public:
     ControlManette *attachedController() const { return m_attached; }
 
     int currentRow() const { return m_currentRow; }
-    bool isDirty() const { return m_dirty; }
+    // Edits of the current profile that are not on disk yet.
+    bool isDirty() const;
     int mode() const { return m_mode; }
     const QList<GamepadProfileMeta> &entries() const { return m_entries; }
     // Tiles still showing the placeholder while their pictures are decoded in the background.
-    bool thumbnailsPending() const { return !m_thumbnailQueue.isEmpty(); }
+    bool thumbnailsPending() const;
+    // The current profile's documents: their state, and the questions before they are left.
+    DocumentSession *session() const { return m_session; }
+    // The banner above the overlay that says what the session cannot do (empty when hidden).
+    QString bannerText() const;
+    // Before the window closes: true when it may, every edit being saved or discarded.
+    bool requestClose();
 
     // The outcome of the last exportSnapshotsToDir: the files written and the error lines, and
     // on failure the reason.
@@ -140,9 +156,20 @@ private:
     void connectSignals();
 
     bool validRow(int row) const { return row >= 0 && row < m_entries.size(); }
-    // `interactive` false: a failure is left to the caller, no box.
+    // Saves the current profile now; `interactive` false asks nothing and shows no box.
     bool saveProfile(int row, bool interactive = true);
     bool selectRow(int row);
+    bool mayLeaveCurrent();
+    void buildSession();
+    void buildBanner();
+    void refreshBanner();
+    void onSessionStateChanged();
+    void startAgainEmpty();
+    bool saveAsNewProfile();
+    QStringList documentPaths(const GamepadProfileMeta &entry) const;
+    bool isReadOnly() const;
+    void reloadCurrentProfile();
+    void noteMetaWritten();
     int duplicateCurrent();
     bool deleteCurrent();
     void addCreatedProfile(const GamepadProfileMeta &entry);
@@ -151,14 +178,16 @@ private:
     void loadCurrentProfile();
     void showNoProfile();
     bool updateEntryMeta(int row, const std::function<void(GamepadProfileMeta &)> &change);
+    void adoptEntry(int row, const GamepadProfileMeta &entry);
     void addNodeFromBar(int kind);
     QJsonObject defaultOverlayDocument(const QString &imageSource) const;
 
     void refillList();
-    QListWidgetItem *appendTile(const GamepadProfileMeta &entry);
     void updateTile(int row);
-    void scheduleThumbnail(int row);
-    void decodeThumbnails();
+    void rearmWatcher();
+    void onProfileRootsChanged();
+    void onProfileFoldersChanged();
+    void mergeCatalogue(QList<GamepadProfileMeta> fresh);
 
     void refreshDevices();
     void attachController(ControlManette *device);
@@ -178,17 +207,15 @@ private:
 
     QList<GamepadProfileMeta> m_entries;
     int m_currentRow = -1;
-    bool m_dirty = false;
     bool m_loading = false;
+    DocumentSession *m_session = nullptr;
+    ProfileTiles *m_tiles = nullptr;
+    ProfileFolderWatcher *m_watcher = nullptr;
     int m_mode = MappingMode;
     bool m_overlayLocked = true;
     bool m_calibrationStale = true; // the hidden calibration panel is brought up to date when shown
     QString m_givenSources;         // the two-axis pastilles last handed to the calibration panel
-    QTimer m_autosave;
-
-    QTimer m_thumbnailTimer;
-    QList<int> m_thumbnailQueue;
-    QIcon m_placeholder;
+    QString m_failedLoadPath; // the document whose load failed, started again empty on request
 
     QString m_snapshotFolder; // where both snapshot choosers open
     SnapshotReport m_snapshotReport;
@@ -201,6 +228,12 @@ private:
     QListWidget *m_list = nullptr;
     QPushButton *m_addButton = nullptr;
     QComboBox *m_vendorCombo = nullptr;
+    QFrame *m_banner = nullptr;
+    QLabel *m_bannerText = nullptr;
+    QPushButton *m_retryButton = nullptr;
+    QPushButton *m_discardButton = nullptr;
+    QPushButton *m_startEmptyButton = nullptr;
+    QPushButton *m_saveAsNewButton = nullptr;
 
     // The chrome.
     QFrame *m_topBar = nullptr;

@@ -442,21 +442,29 @@ bool deleteProfileFolder(const GamepadProfileMeta &entry, QString *error)
 }
 
 bool saveProfileFiles(GamepadProfileMeta *entry, const QJsonObject &overlayDocument,
-                      const QVector<OverlayNode> &nodes, const QJsonArray &catalog, QString *error)
+                      const QVector<OverlayNode> &nodes, const QJsonArray &catalog, QString *error,
+                      QString *failedPath)
 {
     if (!entry)
         return false;
+    const auto failAt = [&](const QString &path, const QString &message) {
+        if (failedPath)
+            *failedPath = path;
+        return fail(error, message);
+    };
     QString reason;
     if (!ensureLocalProfile(entry, &reason))
-        return fail(error, localCopyError(reason));
+        return failAt(entry->folder, localCopyError(reason));
     const QString overlayPath = entry->overlayPath();
     if (overlayPath.isEmpty())
         reason = outsideProfileFolderError(entry->folder, entry->overlayFile);
     if (overlayPath.isEmpty() || !writeJsonFileAtomic(overlayPath, overlayDocument, &reason))
-        return fail(error, editorText("Échec sauvegarde config : %1").arg(reason));
+        return failAt(overlayPath.isEmpty() ? entry->folder : overlayPath,
+                      editorText("Échec sauvegarde config : %1").arg(reason));
     if (!saveMappingDocument(entry->folder, nodes, {}, catalog))
-        return fail(error, editorText("Echec sauvegarde mapping."));
+        return failAt(mappingDocumentPath(entry->folder), editorText("Echec sauvegarde mapping."));
     if (!writeProfileMeta(entry, &reason))
-        return fail(error, editorText("Échec sauvegarde meta : %1").arg(reason));
+        return failAt(QDir(entry->folder).filePath(kProfileMetaFileName),
+                      editorText("Échec sauvegarde meta : %1").arg(reason));
     return true;
 }

@@ -62,6 +62,8 @@ bool changeProfileImage(GamepadProfileMeta *entry, const QString &imageSource, Q
 bool mayDeleteProfile(const GamepadProfileMeta &entry);
 bool deleteProfileFolder(const GamepadProfileMeta &entry, QString *error);
 // The save sequence: local copy, overlay, mapping document, "meta.json". Messages of the
-// "Sauvegarde" box, complete ("Échec sauvegarde config : %1", "Echec sauvegarde mapping.", ...).
+// "Sauvegarde" box, complete ("Échec sauvegarde config : %1", "Echec sauvegarde mapping.", ...);
+// `failedPath` gets the file (or, for the local copy, the folder) that could not be written.
 bool saveProfileFiles(GamepadProfileMeta *entry, const QJsonObject &overlayDocument,
-                      const QVector<OverlayNode> &nodes, const QJsonArray &catalog, QString *error);
+                      const QVector<OverlayNode> &nodes, const QJsonArray &catalog, QString *error,
+                      QString *failedPath = nullptr);

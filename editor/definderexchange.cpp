@@ -1,0 +1,257 @@
+// The profile editor's exchange: export, import, clipboard copy and paste, and PNG snapshots.
+
+#include "gamepaddefinder.h"
+
+#include "dialogseam.h"
+#include "documentsession.h"
+#include "interactiveoverlay.h"
+#include "jsonfile.h"
+#include "uilog.h"
+#include "overlayrender.h"
+#include "profileexchange.h"
+#include "profileoperations.h"
+
+#include <QClipboard>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QJsonDocument>
+#include <QMimeData>
+
+namespace {
+
+const QString kLinkedExport = QStringLiteral(
+    "Ce profil est associé à une ou plusieurs manettes. Le copier/coller n’est disponible que pour "
+    "les profils non liés.");
+const QString kExchangeFilter = QStringLiteral("Configuration Zelto (*.zelto.json)");
+const QString kSnapshotTitle = QStringLiteral("Snapshot PNG");
+const QString kSnapshotsTitle = QStringLiteral("Snapshots PNG");
+
+QStringList linkedNamesOf(const GamepadProfileMeta &entry)
+{
+    return exchangeLinkedNames(
+        {{QStringLiteral("deviceNames"), QJsonArray::fromStringList(entry.deviceNames)}});
+}
+
+void logSnapshotIssue(const QString &error)
+{
+    qCWarning(lcGamepadUi).noquote()
+        << QStringLiteral("Gamepad snapshot issue error=%1").arg(error);
+}
+
+} // namespace
+
+void GamepadDefinder::createFromExchange(const QJsonObject &document, const QString &title,
+                                         const QString &failure)
+{
+    GamepadProfileMeta created;
+    QString error;
+    if (!createProfileFromExchange(document, &created, &error)) {
+        dialogSeam().warning(this, title,
+                             error.isEmpty() ? failure : failure + QLatin1Char('\n') + error);
+        return;
+    }
+    addCreatedProfile(created);
+}
+
+void GamepadDefinder::actionExport()
+{
+    if (!validRow(m_currentRow))
+        return;
+    const int row = m_currentRow;
+    const QString title = QStringLiteral("Export");
+    const QString path = dialogSeam().getSaveFileName(
+        this, QStringLiteral("Exporter le gamepad"),
+        safeProfileFileName(m_entries.at(row).name) + kExchangeFileSuffix, kExchangeFilter);
+    if (path.isEmpty() || row != m_currentRow)
+        return;
+    // The overlay as shown: edits the autosave has not written yet belong to the export.
+    const QJsonObject document = buildExchangeDocument(m_entries.at(row), m_overlay->serialize());
+    if (!exchangeLinkedNames(document).isEmpty()) {
+        dialogSeam().information(this, title, kLinkedExport);
+        return;
+    }
+    QString error;
+    if (!writeJsonFileAtomic(path, document, &error))
+        dialogSeam().warning(this, title, QStringLiteral("Échec export : %1").arg(error));
+}
+
+void GamepadDefinder::actionImport()
+{
+    const QString title = QStringLiteral("Import");
+    const QString path =
+        dialogSeam().getOpenFileName(this, QStringLiteral("Importer un gamepad"), QString(),
+                                     kExchangeFilter + QStringLiteral(";;JSON (*.json)"));
+    if (path.isEmpty())
+        return;
+    QByteArray bytes;
+    QString reason;
+    if (!readRegularFile(path, kMaxExchangeDocumentBytes, &bytes, &reason)) {
+        dialogSeam().warning(this, title, QStringLiteral("Impossible d’ouvrir %1").arg(path));
+        return;
+    }
+    QJsonParseError parse;
+    const QJsonDocument json = QJsonDocument::fromJson(bytes, &parse);
+    if (parse.error != QJsonParseError::NoError || !json.isObject()) {
+        const QString why = parse.error != QJsonParseError::NoError
+                                ? parse.errorString()
+                                : editorJsonMessages().notAnObject;
+        dialogSeam().warning(this, title,
+                             QStringLiteral("JSON invalide dans %1 (%2)").arg(path, why));
+        return;
+    }
+    if (!exchangeLinkedNames(json.object()).isEmpty()) {
+        dialogSeam().information(
+            this, title,
+            QStringLiteral("Ce fichier est lié à une ou plusieurs manettes. Le coller/importe "
+                           "n’est autorisé que pour des profils non liés."));
+        return;
+    }
+    createFromExchange(json.object(), title, QStringLiteral("Impossible d’importer ce fichier."));
+}
+
+void GamepadDefinder::actionCopy()
+{
+    if (!validRow(m_currentRow))
+        return;
+    const GamepadProfileMeta &entry = m_entries.at(m_currentRow);
+    const QStringList linked = linkedNamesOf(entry);
+    if (!linked.isEmpty()) {
+        dialogSeam().information(
+            this, QStringLiteral("Copier"),
+            QStringLiteral("Ce profil est associé à « %1 ». Le copier/coller est réservé aux "
+                           "profils non liés.")
+                .arg(linked.join(QStringLiteral(", "))));
+        return;
+    }
+    // The saved state: a copy is what another workstation would read from this one's disk.
+    QJsonObject overlay;
+    QString error;
+    if (!readJsonObjectFile(entry.overlayPath(), &overlay, &error))
+        overlay = QJsonObject();
+    const QByteArray text =
+        QJsonDocument(buildExchangeDocument(entry, overlay)).toJson(QJsonDocument::Compact);
+    auto *mime = new QMimeData;
+    mime->setData(kExchangeMimeType, text);
+    mime->setText(QString::fromUtf8(text));
+    QGuiApplication::clipboard()->setMimeData(mime);
+}
+
+void GamepadDefinder::actionPaste()
+{
+    const QString title = QStringLiteral("Coller");
+    const QMimeData *mime = QGuiApplication::clipboard()->mimeData();
+    QJsonObject document;
+    QString error;
+    if (mime && mime->hasFormat(kExchangeMimeType)) {
+        if (!parseExchangeDocument(mime->data(kExchangeMimeType), &document, &error)) {
+            dialogSeam().warning(this, title, error);
+            return;
+        }
+    } else {
+        const QString text = mime && mime->hasText() ? mime->text() : QString();
+        if (text.isEmpty()) {
+            dialogSeam().information(
+                this, title,
+                QStringLiteral("Aucune configuration Zelto trouvée dans le presse‑papier."));
+            return;
+        }
+        if (!parseExchangeDocument(text.toUtf8(), &document, &error)) {
+            dialogSeam().warning(
+                this, title,
+                QStringLiteral("Le presse‑papier ne contient pas de configuration Zelto valide."));
+            return;
+        }
+    }
+    if (!exchangeLinkedNames(document).isEmpty()) {
+        dialogSeam().information(
+            this, title,
+            QStringLiteral("Ce profil est lié à une ou plusieurs manettes. Le coller n’est "
+                           "autorisé que pour des profils non liés."));
+        return;
+    }
+    createFromExchange(document, title,
+                       QStringLiteral("Impossible de créer le gamepad à partir des données."));
+}
+
+void GamepadDefinder::actionSnapshot()
+{
+    if (!validRow(m_currentRow))
+        return;
+    const int row = m_currentRow;
+    const QString name = safeProfileFileName(m_entries.at(row).name) + QStringLiteral(".png");
+    const QString path = dialogSeam().getSaveFileName(
+        this, QStringLiteral("Exporter snapshot PNG"),
+        m_snapshotFolder.isEmpty() ? name : QDir(m_snapshotFolder).filePath(name),
+        QStringLiteral("Images PNG (*.png)"));
+    if (path.isEmpty() || row != m_currentRow)
+        return;
+    m_snapshotFolder = QFileInfo(path).absolutePath();
+    QString error;
+    const QImage image =
+        renderOverlayImage(m_overlay->serialize(), m_entries.at(row).imagePath(), QSize(), &error);
+    if (image.isNull()) {
+        logSnapshotIssue(error);
+        dialogSeam().warning(this, kSnapshotTitle,
+                             QStringLiteral("Impossible de générer le snapshot : %1").arg(error));
+        return;
+    }
+    if (!image.save(path, "PNG")) {
+        const QString failure = QStringLiteral("Échec sauvegarde PNG : %1").arg(path);
+        logSnapshotIssue(failure);
+        dialogSeam().warning(this, kSnapshotTitle, failure);
+    }
+}
+
+void GamepadDefinder::actionSnapshotAll()
+{
+    if (m_entries.isEmpty())
+        return;
+    const QString folder = dialogSeam().getExistingDirectory(
+        this, QStringLiteral("Choisir un dossier pour les snapshots"), m_snapshotFolder);
+    if (folder.isEmpty())
+        return;
+    m_snapshotFolder = folder;
+    exportSnapshotsToDir(folder);
+    const qsizetype count = m_snapshotReport.written.size();
+    if (!m_snapshotSucceeded) {
+        dialogSeam().warning(this, kSnapshotsTitle,
+                             m_snapshotError.isEmpty()
+                                 ? QStringLiteral("Impossible de générer les snapshots.")
+                                 : m_snapshotError);
+    } else if (m_snapshotReport.errors.isEmpty()) {
+        dialogSeam().information(this, kSnapshotsTitle,
+                                 QStringLiteral("Snapshots générés : %1").arg(count));
+    } else {
+        dialogSeam().warning(this, kSnapshotsTitle,
+                             QStringLiteral("Snapshots générés : %1\nErreurs :\n%2")
+                                 .arg(count)
+                                 .arg(m_snapshotReport.errors.join(QLatin1Char('\n'))));
+    }
+}
+
+void GamepadDefinder::exportSnapshotsToDir(const QString &outDir)
+{
+    m_snapshotReport = SnapshotReport();
+    m_snapshotSucceeded = false;
+    m_snapshotError.clear();
+    if (outDir.trimmed().isEmpty()) {
+        m_snapshotError = QStringLiteral("Dossier de sortie vide.");
+        logSnapshotIssue(m_snapshotError);
+        return;
+    }
+    // The other profiles are read from their files: the current one must not lag behind them.
+    if (validRow(m_currentRow) && isDirty()) {
+        if (!saveProfile(m_currentRow, false)) {
+            m_snapshotError =
+                QStringLiteral("Impossible de sauvegarder la configuration en cours.");
+            logSnapshotIssue(m_snapshotError);
+            return;
+        }
+    }
+    const bool current = validRow(m_currentRow);
+    m_snapshotSucceeded = exportSnapshots(m_entries, outDir, &m_snapshotReport, &m_snapshotError,
+                                          current ? m_entries.at(m_currentRow).id : QUuid(),
+                                          current ? m_overlay->serialize() : QJsonObject());
+}
+
