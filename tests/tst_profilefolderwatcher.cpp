@@ -1,0 +1,97 @@
+#include "profilefolderwatcher.h"
+
+#include <QtTest>
+
+// The catalogue's ears: what happens in the roots and in the open profile's folder reaches the
+// editor as one signal per burst, without polling.
+class TestProfileFolderWatcher : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_home;
+    QString m_root;
+    QString m_profile;
+
+    static bool writeBytes(const QString &path, const QByteArray &bytes)
+    {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    }
+
+private slots:
+    void init()
+    {
+        m_root = m_home.filePath("roots/user");
+        QDir(m_home.filePath("roots")).removeRecursively();
+        m_profile = m_root + "/p1";
+        QVERIFY(QDir().mkpath(m_profile));
+        QVERIFY(writeBytes(m_profile + "/overlay.json", "{}"));
+    }
+
+    void changes_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<int>("roots");
+        QTest::addColumn<int>("folders");
+        QTest::newRow("a profile copied in") << "add" << 1 << 0;
+        QTest::newRow("the open profile deleted") << "remove" << 1 << 1;
+        QTest::newRow("a document rewritten in place") << "rewrite" << 0 << 1;
+        QTest::newRow("a document replaced by rename") << "replace" << 0 << 1;
+        QTest::newRow("a burst is one signal") << "burst" << 1 << 0;
+    }
+
+    void changes()
+    {
+        QFETCH(QString, change);
+        ProfileFolderWatcher watcher;
+        watcher.watch({m_root}, {m_profile}, {m_profile + "/overlay.json"});
+        QSignalSpy rootSignals(&watcher, &ProfileFolderWatcher::rootsChanged);
+        QSignalSpy folderSignals(&watcher, &ProfileFolderWatcher::foldersChanged);
+        if (change == "add")
+            QVERIFY(QDir().mkpath(m_root + "/p2"));
+        else if (change == "remove")
+            QVERIFY(QDir(m_profile).removeRecursively());
+        else if (change == "rewrite")
+            QVERIFY(writeBytes(m_profile + "/overlay.json", "{\"a\": 1}"));
+        else if (change == "replace")
+            QVERIFY(writeBytes(m_profile + "/.tmp", "{}") &&
+                    ::rename(QFile::encodeName(m_profile + "/.tmp").constData(),
+                             QFile::encodeName(m_profile + "/overlay.json").constData()) == 0);
+        for (int i = 0; change == "burst" && i < 5; ++i)
+            QVERIFY(QDir().mkpath(m_root + QString("/b%1").arg(i)));
+        QTRY_COMPARE_WITH_TIMEOUT(rootSignals.count() + folderSignals.count() > 0, true, 2000);
+        QTest::qWait(2 * ProfileFolderWatcher::kSettleMs);
+        QTEST(int(rootSignals.count()), "roots");
+        QTEST(int(folderSignals.count()), "folders");
+    }
+
+    // A root that does not exist yet is watched through the folder above it.
+    void rootThatAppears()
+    {
+        const QString later = m_home.filePath("roots/shared/GamepadProfiles");
+        ProfileFolderWatcher watcher;
+        watcher.watch({later}, {}, {});
+        QCOMPARE(watcher.watchedPaths(), QStringList({m_home.filePath("roots")}));
+        QSignalSpy roots(&watcher, &ProfileFolderWatcher::rootsChanged);
+        QVERIFY(QDir().mkpath(later));
+        QTRY_COMPARE_WITH_TIMEOUT(roots.count(), 1, 2000);
+        watcher.watch({later}, {}, {});
+        QCOMPARE(watcher.watchedPaths(), QStringList({later}));
+    }
+
+    void rewatchDropsWhatIsNoLongerWanted()
+    {
+        ProfileFolderWatcher watcher;
+        watcher.watch({m_root}, {m_profile, m_home.filePath("missing")}, {});
+        QCOMPARE(watcher.watchedPaths().size(), 2);
+        watcher.watch({m_root}, {}, {});
+        QCOMPARE(watcher.watchedPaths(), QStringList({m_root}));
+        QSignalSpy folders(&watcher, &ProfileFolderWatcher::foldersChanged);
+        QVERIFY(writeBytes(m_profile + "/x", "1"));
+        QTest::qWait(3 * ProfileFolderWatcher::kSettleMs);
+        QCOMPARE(folders.count(), 0);
+    }
+};
+
+QTEST_MAIN(TestProfileFolderWatcher)
+#include "tst_profilefolderwatcher.moc"
