@@ -122,6 +122,13 @@ void CalibrationMeasureDialog::finishMotion()
     showPhase();
 }
 
+void CalibrationMeasureDialog::accept()
+{
+    if (m_applyCheck && !m_applyCheck())
+        return;
+    QDialog::accept();
+}
+
 GamepadCalibration CalibrationMeasureDialog::proposedCalibration() const
 {
     return applyAxisProposals(m_current, m_proposals);

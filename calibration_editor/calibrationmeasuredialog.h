@@ -4,6 +4,8 @@
 
 #include <QDialog>
 
+#include <functional>
+
 class QLabel;
 class QProgressBar;
 class QPushButton;
@@ -35,6 +37,10 @@ public:
     // The calibration given at construction with the accepted proposals applied.
     GamepadCalibration proposedCalibration() const;
 
+    // Asked when the user applies the proposal; false keeps the dialog open.
+    void setApplyCheck(const std::function<bool()> &check) { m_applyCheck = check; }
+    void accept() override;
+
 private:
     void showPhase();
     void fillReview();
@@ -45,6 +51,7 @@ private:
     QList<AxisProposal> m_proposals;
     Phase m_phase = Phase::Rest;
     qint64 m_restStartMs = -1;
+    std::function<bool()> m_applyCheck;
 
     QLabel *m_instructions = nullptr;
     QProgressBar *m_progress = nullptr;

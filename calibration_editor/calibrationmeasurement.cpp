@@ -91,11 +91,14 @@ QList<AxisProposal> proposeAxisCalibration(const CalibrationRecording &recording
         if (settings.mode == AxisMode::Trigger || restsHigh || restsLow) {
             settings.mode = AxisMode::Trigger;
             settings.activeRaw = high - rest >= rest - low ? high : low;
+            proposal.trigger = true;
         } else {
             // Each end as measured, even when asymmetric; an end never reached keeps its value.
-            if (axis.motionMin < rest - deadzone)
+            proposal.negativeMeasured = axis.motionMin < rest - deadzone;
+            proposal.positiveMeasured = axis.motionMax > rest + deadzone;
+            if (proposal.negativeMeasured)
                 settings.negativeRaw = axis.motionMin;
-            if (axis.motionMax > rest + deadzone)
+            if (proposal.positiveMeasured)
                 settings.positiveRaw = axis.motionMax;
         }
         proposal.changed = true;
@@ -104,13 +107,33 @@ QList<AxisProposal> proposeAxisCalibration(const CalibrationRecording &recording
     return proposals;
 }
 
+GamepadCalibration::AxisSettings mergeMeasuredFields(const GamepadCalibration::AxisSettings &current,
+                                                     const AxisProposal &proposal)
+{
+    if (!proposal.changed)
+        return current;
+    const GamepadCalibration::AxisSettings &measured = proposal.settings;
+    GamepadCalibration::AxisSettings result = current;
+    result.restRaw = measured.restRaw;
+    result.deadzoneRadius = measured.deadzoneRadius;
+    if (proposal.trigger) {
+        result.mode = measured.mode;
+        result.activeRaw = measured.activeRaw;
+    }
+    if (proposal.negativeMeasured)
+        result.negativeRaw = measured.negativeRaw;
+    if (proposal.positiveMeasured)
+        result.positiveRaw = measured.positiveRaw;
+    return result;
+}
+
 GamepadCalibration applyAxisProposals(const GamepadCalibration &current,
                                       const QList<AxisProposal> &proposals)
 {
     GamepadCalibration result = current;
     for (const AxisProposal &proposal : proposals) {
-        if (proposal.changed && proposal.axis >= 0 && proposal.axis < result.axes.size())
-            result.axes[proposal.axis] = proposal.settings;
+        if (proposal.axis >= 0 && proposal.axis < result.axes.size())
+            result.axes[proposal.axis] = mergeMeasuredFields(result.axes[proposal.axis], proposal);
     }
     return result;
 }

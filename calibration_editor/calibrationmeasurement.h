@@ -40,13 +40,17 @@ private:
     int m_motionSamples = 0;
 };
 
-// What the measurement proposes for one axis.
+// What the measurement proposes for one axis: `settings` are the axis's settings at the start
+// with the measured fields in place, and the flags say which fields were measured.
 struct AxisProposal
 {
     int axis = 0;
     bool changed = false;   // false: the axis keeps its settings (absent, or never moved)
     double restNoise = 0.0; // the largest deviation from the rest point while untouched
     GamepadCalibration::AxisSettings settings;
+    bool trigger = false;          // recognised as a trigger: its mode and its end
+    bool negativeMeasured = false; // a stick driven beyond its dead zone towards each end
+    bool positiveMeasured = false;
 };
 
 // Smallest dead zone proposed, margin added to the noise at rest, and the travel below which an
@@ -58,6 +62,10 @@ constexpr double kMeasuredMinimumTravel = 20.0;
 // One proposal per axis of `current` (up to kGamepadAxisCount), in axis order.
 QList<AxisProposal> proposeAxisCalibration(const CalibrationRecording &recording,
                                            const GamepadCalibration &current);
-// `current` with the changed proposals' settings in place.
+// `current` with only the fields the proposal measured: rest, dead zone, the ends reached and,
+// for a trigger, its mode and end. Everything else of `current` stays (edits made meanwhile).
+GamepadCalibration::AxisSettings mergeMeasuredFields(const GamepadCalibration::AxisSettings &current,
+                                                     const AxisProposal &proposal);
+// `current` with the measured fields of the changed proposals merged in.
 GamepadCalibration applyAxisProposals(const GamepadCalibration &current,
                                       const QList<AxisProposal> &proposals);

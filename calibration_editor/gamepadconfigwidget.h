@@ -1,6 +1,7 @@
 #pragma once
 
 #include "calibrationsources.h"
+#include "documentsession.h"
 #include "gamepadaxiscalibrationwidget.h"
 #include "gamepadgatecalibrationwidget.h"
 #include "profilestore.h"
@@ -8,6 +9,7 @@
 #include <QElapsedTimer>
 #include <QList>
 #include <QPointer>
+#include <QSet>
 #include <QTimer>
 #include <QWidget>
 
@@ -23,7 +25,9 @@ class QPushButton;
 class QVBoxLayout;
 
 // The calibration panel: edits the base calibration of the bound controller's model or the
-// override of the selected profile, with live values, captures and a coalesced save.
+// override of the selected profile, with live values, captures and a coalesced save. Each scope
+// keeps its file through its own editing session: a file that could not be read is never
+// written, a failed save keeps the edits, and leaving them asks first.
 class GamepadConfigWidget : public QWidget
 {
     Q_OBJECT
@@ -37,7 +41,7 @@ public:
     explicit GamepadConfigWidget(QWidget *parent = nullptr);
     ~GamepadConfigWidget() override;
 
-    // Both save pending edits first, then reload.
+    // Both ask requestLeave() first and change nothing when the user stays.
     void setDevice(ControlManette *device);
     ControlManette *device() const;
     void setProfile(const GamepadProfileInfo &profile);
@@ -50,7 +54,11 @@ public:
     // The buffer the cards show and edit.
     const GamepadCalibration &editedCalibration() const;
     const ResolvedCalibration &resolvedCalibration() const { return m_resolved; }
-    bool isSavePending() const { return m_savePending; }
+    bool isSavePending() const;
+    // Edits of either scope that are not on disk (waiting for their save, or after a failure).
+    bool hasUnsavedEdits() const;
+    // The session that keeps the file of a scope.
+    DocumentSession *scopeSession(int scope) const;
     QString statusText() const;
     QString currentTargetPath() const;
 
@@ -58,10 +66,14 @@ public:
     CalibrationMeasureDialog *measureDialog() const;
 
     void rebuildAxisCards();
+    // Both scopes again from the files, dropping edits: callers ask requestLeave() first.
     void reload();
-    // Before the panel leaves its controller or profile: true when it may (edits saved or
-    // discarded).
+    // Before the panel leaves its controller, its profile or the window: true when it may, the
+    // edits of both scopes being saved or discarded; false when the user chose to stay.
     bool requestLeave();
+    // Something may have changed on disk (a folder watcher): a scope without edits whose file
+    // changed is read again; one whose folder disappeared stops saving.
+    void checkDisk();
 
 public slots:
     void updateLiveValues();
@@ -73,6 +85,8 @@ public slots:
     void flushSave();
     void addGate();
     void openMeasurement();
+    // "Recommencer à vide" for the shown scope after its file could not be read.
+    void offerStartEmpty();
 
 signals:
     void calibrationSaved();
@@ -80,28 +94,59 @@ signals:
                                            quint32 vendorId, quint32 productId);
 
 private:
+    // The panel and its header (gamepadconfigwidget.cpp).
     void buildUi();
-    GamepadCalibration &buffer();
+    void buildActions(QVBoxLayout *root);
+    void buildCardSections(QVBoxLayout *root);
+    void setStatus(const QString &text);
+    void refreshHeader();
+    void refreshEditability();
+    void watchDevice(ControlManette *device);
     GamepadDeviceIdentity currentIdentity() const;
     bool deviceConnected() const;
     QString profileIdText() const;
-    bool overrideFileLoads() const;
+    void onIdentityChanged();
+    void checkIdentity();
+    void onDeviceGone();
+    void onConnectedChanged();
+
+    // Scopes, sessions and saving (gamepadconfigscopes.cpp).
+    void createSessions();
+    GamepadCalibration &buffer();
+    DocumentSession *currentSession() const { return m_sessions[size_t(m_scope)]; }
+    QString targetPath(int scope) const;
+    void loadBaseScope();
+    void loadProfileScope();
+    void reloadScope(int scope);
+    void resolveAgain();
+    void nameSessions();
+    bool enterProfileScope(QString *error);
     bool prepareOverrideFromBase(QString *error);
+    GamepadCalibration baseForOverride() const;
     QString overrideFileName() const;
     void emitMetadata(const QString &overrideFile);
-    void scheduleSave();
-    void setStatus(const QString &text);
-    void refreshHeader();
+    DocumentSession::SaveResult saveScope(int scope) const;
+    void afterSave(int scope);
     void setScopeCombo(int scope);
+
+    // Cards and live values (gamepadconfigcards.cpp).
+    bool mayEdit();
+    void editDone();
+    void replaceBuffer(const GamepadCalibration &calibration);
     void captureAxis(int axis, GamepadAxisCalibrationWidget::CaptureTarget target);
     void captureGateCenter(int gate);
     void removeGate(const QString &key);
     void liveOutputs(std::array<double, kGamepadAxisCount> &outputs) const;
-    void onIdentityChanged();
-    void onDeviceGone();
-    void replaceBuffer(const GamepadCalibration &calibration);
-    void applyMeasurement();
+    void clearCards();
+    void addAxisCards(const GamepadCalibration &calibration, const QSet<int> &expanded);
+    void addButtonCards(const GamepadCalibration &calibration, const QSet<int> &expanded);
+    void addGateCards(const GamepadCalibration &calibration);
     quint32 layoutKey() const;
+
+    // The measurement (gamepadconfigmeasure.cpp).
+    bool measurementMayApply();
+    void applyMeasurement();
+    void cancelMeasurement(const QString &reason);
 
     QPointer<ControlManette> m_device;
     GamepadDeviceIdentity m_identity; // kept when the controller goes, for the pending save
@@ -110,10 +155,11 @@ private:
     QStringList m_axisNames;
     ResolvedCalibration m_resolved;
     int m_scope = BaseScope;
-    GamepadCalibration m_baseBuffer;
-    GamepadCalibration m_overrideBuffer;
-    bool m_savePending = false;
-    QString m_error; // the last failure, shown until the next success or reload
+    // Indexed by Scope: what each scope shows and edits, and the session keeping its file.
+    std::array<GamepadCalibration, 2> m_buffers;
+    std::array<DocumentSession *, 2> m_sessions{};
+    QString m_error; // the last refusal or failure of the panel's own, until a reload or a save
+    bool m_identityCheckQueued = false;
 
     QList<GamepadAxisCalibrationWidget *> m_axisCards;
     QList<GamepadButtonCalibrationWidget *> m_buttonCards;
@@ -122,9 +168,11 @@ private:
     quint32 m_cardLayout = 0;
 
     QTimer m_liveTimer;
-    QTimer m_saveTimer;
     QElapsedTimer m_clock;
+    // The measurement is bound to the controller, the profile and the scope it was started for:
+    // it is cancelled when the first two change and applies to no other scope.
     QPointer<CalibrationMeasureDialog> m_measureDialog;
+    int m_measureScope = BaseScope;
 
     QLabel *m_deviceLabel = nullptr;
     QLabel *m_profileLabel = nullptr;
@@ -135,6 +183,9 @@ private:
     QPushButton *m_copyBaseButton = nullptr;
     QPushButton *m_deleteOverrideButton = nullptr;
     QPushButton *m_measureButton = nullptr;
+    QPushButton *m_resetButton = nullptr;
+    QPushButton *m_startEmptyButton = nullptr;
+    QPushButton *m_addGateButton = nullptr;
     QVBoxLayout *m_axisLayout = nullptr;
     QGridLayout *m_buttonGrid = nullptr;
     QVBoxLayout *m_gateLayout = nullptr;
