@@ -3,9 +3,11 @@
 #include "actionlist.h"
 
 #include "controlmanette.h"
+#include "documentsession.h"
 #include "interactiveoverlay.h"
 #include "mappingdocument.h"
 #include "overlaybindings.h"
+#include "profilemeta.h"
 #include "profilestore.h"
 
 #include <QFrame>
@@ -21,6 +23,7 @@
 namespace {
 
 const QString kRestingHint = QStringLiteral("Cliquez une action puis appuyez sur un bouton.");
+const QString kPressHint = QStringLiteral("Appuyez sur un bouton pour mapper \"%1\".");
 constexpr int kPanelWidth = 260;
 
 const char *const kPanelStyle = R"(
@@ -80,20 +83,42 @@ ActionLinker::ActionLinker(QWidget *parent) : QWidget(parent)
     layout->addWidget(m_overlay, 1);
     layout->addWidget(panel);
 
-    m_saveTimer.setSingleShot(true);
-    m_saveTimer.setInterval(kSaveDelayMs);
-    connect(&m_saveTimer, &QTimer::timeout, this, &ActionLinker::save);
-    connect(m_overlay, &InteractiveOverlay::dirty, this, &ActionLinker::scheduleSave);
+    m_session = new DocumentSession(kSaveDelayMs, EditSession::Coalescing::KeepFirstDeadline, this);
+    m_session->setDialogParent(this);
+    m_session->setSaver([this] {
+        // The overlay holds every binding: the bridges are regenerated from its nodes alone.
+        QString error;
+        if (saveMappingDocument(m_profileFolder, m_overlay->nodes(), {}, m_catalog, &error,
+                                linkerJsonMessages()))
+            return DocumentSession::SaveResult();
+        return DocumentSession::SaveResult{false, mappingDocumentPath(m_profileFolder), error};
+    });
+    m_session->setReloader([this] { reloadFromDisk(); });
+    connect(m_session, &DocumentSession::saved, this, &ActionLinker::mappingSaved);
+    connect(m_session, &DocumentSession::stateChanged, this, &ActionLinker::refreshHint);
+    // No box in this panel: the log and the hint say it, once per failure.
+    connect(m_session, &DocumentSession::failureAnnounced, this, [](const QString &message) {
+        qCWarning(lcGamepadUi).noquote()
+            << QStringLiteral("Gamepad mapping not saved error=%1").arg(message);
+    });
+    connect(m_session, &DocumentSession::changedElsewhere, this, [this] { m_stale = true; });
+    connect(m_overlay, &InteractiveOverlay::dirty, this, &ActionLinker::onOverlayChanged);
     connect(m_list, &QListWidget::itemClicked, this, &ActionLinker::onItemClicked);
     rebuildActionList();
 }
 
 ActionLinker::~ActionLinker()
 {
-    flushSave();
+    m_session->flushQuietly();
     disconnectDevices();
-    // The overlay outlives the timer (children go in ~QWidget): it must not reach it any more.
+    // The children outlive this object's members: nothing they emit may reach it any more.
+    m_session->disconnect(this);
     m_overlay->disconnect(this);
+}
+
+bool ActionLinker::isSavePending() const
+{
+    return m_session->isSavePending();
 }
 
 void ActionLinker::setExternalServices(const QJsonObject &services)
@@ -118,36 +143,65 @@ void ActionLinker::loadGamepadSnapshot(const QUuid &id, const QString &name,
                                        const QString &imagePath, const QString &profileFolder)
 {
     // Changes of the previous profile go to its own folder, not to the next one's.
-    flushSave();
-    m_loading = true;
+    if (!requestLeave()) {
+        qCWarning(lcGamepadUi).noquote()
+            << QStringLiteral("Gamepad mapping of profile %1 kept on screen: %2 not shown")
+                   .arg(m_profileName, name);
+        return;
+    }
     m_profileId = id;
+    m_profileName = name;
     m_deviceNames = deviceNames;
     m_profileFolder = profileFolder;
     if (m_profileFolder.isEmpty() && !id.isNull())
         m_profileFolder = findProfileById(id.toString()).folder;
+    m_session->setSubject(QStringLiteral("le mapping de « %1 »").arg(name));
     cancelPending();
+    showSnapshot(overlay, imagePath);
+    rewireDevices();
+}
 
+// The overlay document and its picture, then the bridges of the mapping document.
+void ActionLinker::showSnapshot(const QJsonObject &overlay, const QString &imagePath)
+{
+    m_loading = true;
+    m_stale = false;
+    m_imagePath = imagePath;
     // The picture first: the document's geometry is relative to the rectangle it occupies.
     QPixmap picture;
     if (!imagePath.isEmpty())
         picture.load(imagePath);
     m_overlay->setBackgroundPixmap(picture);
     m_overlayLoaded = m_overlay->load(overlay);
+    m_loadedOverlay = overlay;
     if (!m_overlayLoaded) {
         // A refused document must not leave the previous profile's pastilles on screen.
-        m_overlay->load({{QStringLiteral("type"), kOverlayType}});
+        m_loadedOverlay = {{QStringLiteral("type"), kOverlayType}};
+        m_overlay->load(m_loadedOverlay);
         if (!overlay.isEmpty())
             qCWarning(lcGamepadUi).noquote()
-                << QStringLiteral("Gamepad overlay refused for profile %1").arg(name);
+                << QStringLiteral("Gamepad overlay refused for profile %1").arg(m_profileName);
     }
-
-    QJsonArray bridges;
-    if (!m_profileFolder.isEmpty() &&
-        readMappingBridges(m_profileFolder, &bridges, nullptr, linkerJsonMessages()))
-        m_overlay->applyMapping(bridges);
-
-    rewireDevices();
+    loadMapping();
     m_loading = false;
+}
+
+// A mapping document that exists but cannot be read makes the panel read-only for the profile:
+// its content may matter to the host, so it is never replaced behind the user's back.
+void ActionLinker::loadMapping()
+{
+    const QString path = mappingDocumentPath(m_profileFolder);
+    QJsonArray bridges;
+    QString error;
+    const bool read = readMappingBridges(m_profileFolder, &bridges, &error, linkerJsonMessages());
+    if (read)
+        m_overlay->applyMapping(bridges);
+    if (m_profileId.isNull())
+        m_session->close();
+    else if (read || path.isEmpty())
+        m_session->loaded(m_profileFolder, {path});
+    else
+        m_session->loadFailed(m_profileFolder, {path}, path, error);
 }
 
 void ActionLinker::onDeviceSelectionChanged(const QStringList &deviceNames)
@@ -177,16 +231,48 @@ void ActionLinker::onInputGateChanged(const QString &key, bool inside)
 
 void ActionLinker::flushSave()
 {
-    if (!m_saveTimer.isActive())
-        return;
-    m_saveTimer.stop();
-    save();
+    m_session->flush();
 }
 
 bool ActionLinker::requestLeave()
 {
-    flushSave();
-    return true;
+    return m_session->requestLeave();
+}
+
+void ActionLinker::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    // While hidden the panel heard only of this process's saves: the disk tells the rest.
+    m_session->checkDisk();
+    reloadIfStale();
+}
+
+// What changed on disk while the panel had no edits (the profile editor saved the same mapping,
+// another window, the profiles command line) is shown before the user binds over it. A gone
+// profile is not reloaded: its folder would pass for a fresh one.
+void ActionLinker::reloadIfStale()
+{
+    if (m_stale && m_session->state() != EditSession::State::Gone)
+        reloadFromDisk();
+}
+
+// The profile as it is on disk: its metadata names the overlay document and the picture. What
+// cannot be read there keeps what the panel was given.
+void ActionLinker::reloadFromDisk()
+{
+    QJsonObject overlay = m_loadedOverlay;
+    QString imagePath = m_imagePath;
+    GamepadProfileMeta meta;
+    QString error;
+    if (readProfileMeta(m_profileFolder, &meta, &error)) {
+        imagePath = meta.imagePath();
+        if (!readJsonObjectFile(meta.overlayPath(), &overlay, &error, linkerJsonMessages()))
+            overlay = m_loadedOverlay;
+    }
+    if (!error.isEmpty())
+        qCWarning(lcGamepadUi).noquote()
+            << QStringLiteral("Gamepad mapping reload kept the overlay error=%1").arg(error);
+    showSnapshot(overlay, imagePath);
 }
 
 void ActionLinker::rebuildActionList()
@@ -205,7 +291,7 @@ void ActionLinker::onItemClicked(QListWidgetItem *item)
         return;
     }
     m_pending = name;
-    m_hint->setText(QStringLiteral("Appuyez sur un bouton pour mapper \"%1\".").arg(name));
+    refreshHint();
 }
 
 void ActionLinker::cancelPending()
@@ -215,32 +301,60 @@ void ActionLinker::cancelPending()
         const QSignalBlocker blocker(m_list);
         m_list->clearSelection();
     }
-    m_hint->setText(kRestingHint);
+    refreshHint();
+}
+
+// A failure of the mapping document stays in sight until the session is clean again.
+void ActionLinker::refreshHint()
+{
+    const QString problem = m_session->stateMessage();
+    if (!problem.isEmpty())
+        m_hint->setText(problem);
+    else if (m_pending.isEmpty())
+        m_hint->setText(kRestingHint);
+    else
+        m_hint->setText(kPressHint.arg(m_pending));
 }
 
 void ActionLinker::bindPendingAction(const QString &inputKey)
 {
-    if (m_pending.isEmpty() || !m_overlayLoaded)
+    if (m_pending.isEmpty())
         return;
-    m_overlay->bindActionToInput(m_pending, inputKey);
+    reloadIfStale();
+    if (m_overlayLoaded && mayBind())
+        m_overlay->bindActionToInput(m_pending, inputKey);
     cancelPending();
 }
 
-void ActionLinker::scheduleSave()
+// A read-only mapping binds nothing, unless the user starts a document that could not be read
+// again from scratch.
+bool ActionLinker::mayBind()
 {
-    // The first change of a burst fixes the moment of the save; later ones ride along.
-    if (m_loading || m_profileId.isNull() || m_saveTimer.isActive())
-        return;
-    m_saveTimer.start();
+    switch (m_session->state()) {
+    case EditSession::State::Gone:
+        return false;
+    case EditSession::State::LoadFailed:
+        return startEmpty();
+    default:
+        return true;
+    }
 }
 
-void ActionLinker::save()
+// The overlay as loaded, without a binding of the unreadable document.
+bool ActionLinker::startEmpty()
 {
-    // The overlay holds every binding: the bridges are regenerated from its nodes alone. A
-    // failure is logged by the writer.
-    if (saveMappingDocument(m_profileFolder, m_overlay->nodes(), {}, m_catalog, nullptr,
-                            linkerJsonMessages()))
-        Q_EMIT mappingSaved();
+    if (!m_session->offerStartEmpty())
+        return false;
+    m_loading = true;
+    m_overlay->load(m_loadedOverlay);
+    m_loading = false;
+    return true;
+}
+
+void ActionLinker::onOverlayChanged()
+{
+    if (!m_loading && !m_profileId.isNull())
+        m_session->edited();
 }
 
 void ActionLinker::rewireDevices()

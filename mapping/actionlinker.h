@@ -7,11 +7,11 @@
 #include <QPointer>
 #include <QString>
 #include <QStringList>
-#include <QTimer>
 #include <QUuid>
 #include <QWidget>
 
 class ControlManette;
+class DocumentSession;
 class InteractiveOverlay;
 class QLabel;
 class QListWidget;
@@ -20,7 +20,10 @@ class QListWidgetItem;
 // The mapping panel shown beside a gamepad's overlay: the user clicks an action of the shared
 // catalog, then presses a button, moves an axis or enters a gate on the live controller, and the
 // action is bound to every pastille slot of that input. Each change of the overlay is written to
-// the profile's mapping document 250 ms after the first change of a burst.
+// the profile's mapping document 250 ms after the first change of a burst, through a document
+// session: a document that could not be read is never written unless the user starts it again
+// empty, a vanished profile folder is never made again, and a file changed by someone else is
+// not overwritten without asking.
 class ActionLinker : public QWidget
 {
     Q_OBJECT
@@ -33,7 +36,8 @@ public:
     static constexpr double kAxisBindThreshold = 40.0;
 
     explicit ActionLinker(QWidget *parent = nullptr);
-    // Writes a save still waiting on the timer.
+    // Writes a save still waiting, without a question: never over a file changed elsewhere nor
+    // into a folder that is gone.
     ~ActionLinker() override;
 
     QJsonObject externalServices() const { return m_externalServices; }
@@ -45,7 +49,9 @@ public:
     QString pendingAction() const { return m_pending; }
     QUuid profileId() const { return m_profileId; }
     QString profileFolder() const { return m_profileFolder; }
-    bool isSavePending() const { return m_saveTimer.isActive(); }
+    bool isSavePending() const;
+    // The session that keeps the mapping document: its state, its failure, its pending save.
+    DocumentSession *session() const { return m_session; }
 
     // The controllers the panel may listen to; only those linked to the profile are heard (all of
     // them when the profile links none). A controller may be deleted at any time.
@@ -54,7 +60,8 @@ public:
 public slots:
     // Shows a profile: its overlay document and picture, then the bridges of its mapping
     // document. `profileFolder` holds the mapping document; when empty it is looked up in the
-    // profile store by `id`. A null `id` means no profile: nothing is saved.
+    // profile store by `id`. A null `id` means no profile: nothing is saved. The current profile
+    // is left first (requestLeave()); when the user stays, nothing changes.
     void loadGamepadSnapshot(const QUuid &id, const QString &name, const QStringList &deviceNames,
                              const QJsonObject &overlay, const QString &imagePath,
                              const QString &profileFolder = QString());
@@ -73,13 +80,22 @@ signals:
     // The mapping document was written.
     void mappingSaved();
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     void rebuildActionList();
     void onItemClicked(QListWidgetItem *item);
     void cancelPending();
+    void refreshHint();
     void bindPendingAction(const QString &inputKey);
-    void scheduleSave();
-    void save();
+    bool mayBind();
+    bool startEmpty();
+    void onOverlayChanged();
+    void showSnapshot(const QJsonObject &overlay, const QString &imagePath);
+    void loadMapping();
+    void reloadIfStale();
+    void reloadFromDisk();
     void rewireDevices();
     void disconnectDevices();
 
@@ -87,16 +103,20 @@ private:
     QJsonArray m_catalog;
 
     QUuid m_profileId;
+    QString m_profileName;
     QStringList m_deviceNames;
     QString m_profileFolder;
+    QString m_imagePath;
+    QJsonObject m_loadedOverlay; // the overlay document as shown, before the bridges
     bool m_overlayLoaded = false;
     bool m_loading = false;
+    bool m_stale = false; // the documents changed on disk: reloaded before the next binding
     QString m_pending;
 
     QList<QPointer<ControlManette>> m_devices;
     QList<QMetaObject::Connection> m_deviceConnections;
 
-    QTimer m_saveTimer;
+    DocumentSession *m_session = nullptr;
     InteractiveOverlay *m_overlay = nullptr;
     QListWidget *m_list = nullptr;
     QLabel *m_hint = nullptr;

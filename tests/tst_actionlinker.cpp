@@ -1,9 +1,11 @@
 #include "actionlinker.h"
 #include "controlmanette.h"
+#include "documentsession.h"
 #include "interactiveoverlay.h"
 #include "mappingdocument.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
+#include "scripteddialogseam.h"
 
 #include <QJsonDocument>
 #include <QLabel>
@@ -11,7 +13,11 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <csignal>
 #include <memory>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -28,6 +34,106 @@ const QJsonObject kOverlay = object(R"({"type": "InteractiveOverlay", "nodes": [
     {"kind": "button", "sources": {"Bouton": {"stringKey": "but_5"}}, "geometry": {"x": 0.7}},
     {"kind": "singleJoy", "sources": {"Joystick": {"stringKey": "joy_1"}}, "geometry": {"y": 0.5}},
     {"kind": "button", "sources": {"Bouton": {"stringKey": "gate_1"}}, "geometry": {"x": 0.3}}]})");
+// Zoom on button 5 (any case), and a host section large enough that a rewrite outgrows a 4096-byte
+// limit.
+const QByteArray kMapping = R"({"timers": [")" + QByteArray(6000, 'x') + R"("], "bridges": [
+    {"src": {"stringKey": "BUT_5", "deviceType": "gamepade"}, "action": "zoom"}]})";
+const QByteArray kTheirs = R"({"bridges": [{"src": {"stringKey": "but_5"}, "action": "tilt"}]})";
+using State = EditSession::State;
+
+bool writeBytes(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
+}
+
+// "key:action" for each bridge of a mapping document.
+QStringList bridgesOnDisk(const QString &path)
+{
+    QStringList bridges;
+    for (const QJsonValue &bridge : QJsonDocument::fromJson(readBytes(path))[u"bridges"].toArray())
+        bridges << bridge[u"src"][u"stringKey"].toString() + ':' + bridge[u"action"].toString();
+    return bridges;
+}
+
+// A profile in the user's folder: metadata, the overlay document and a mapping document.
+GamepadProfileMeta seedProfile(const QByteArray &mapping = kMapping)
+{
+    GamepadProfileMeta meta;
+    meta.id = QUuid::createUuid();
+    meta.name = "Pad";
+    meta.folder = userProfilesRoot() + '/' + meta.id.toString(QUuid::WithoutBraces);
+    const bool written = QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr) &&
+                         writeJsonFileAtomic(meta.overlayPath(), kOverlay, nullptr) &&
+                         writeBytes(mappingDocumentPath(meta.folder), mapping);
+    return written ? meta : GamepadProfileMeta();
+}
+
+// The editors' warnings while it lives, passed on to the test's own handler.
+class UiWarnings
+{
+public:
+    UiWarnings() : m_previous(qInstallMessageHandler(&UiWarnings::record)) { s_current = this; }
+    ~UiWarnings()
+    {
+        qInstallMessageHandler(m_previous);
+        s_current = nullptr;
+    }
+    QStringList startingWith(const QString &prefix) const
+    {
+        return m_lines.filter(QRegularExpression('^' + QRegularExpression::escape(prefix)));
+    }
+
+private:
+    static void record(QtMsgType type, const QMessageLogContext &context, const QString &text)
+    {
+        if (type == QtWarningMsg && qstrcmp(context.category, "kx.plugin.gamepad.ui") == 0)
+            s_current->m_lines << text;
+        s_current->m_previous(type, context, text);
+    }
+    static inline UiWarnings *s_current = nullptr;
+    QtMessageHandler m_previous;
+    QStringList m_lines;
+};
+
+enum Fault { ReadOnlyFolder, DiskFull };
+
+// A write fault on this process until lifted. Root writes anywhere, so a read-only folder is
+// faced as an unprivileged user; the saved identity brings root back.
+class WriteFault
+{
+public:
+    WriteFault(Fault fault, const QString &folder) : m_folder(QFile::encodeName(folder))
+    {
+        getrlimit(RLIMIT_FSIZE, &m_saved);
+        const rlimit small{4096, m_saved.rlim_max};
+        m_limited = fault == DiskFull && setrlimit(RLIMIT_FSIZE, &small) == 0;
+        m_locked = fault == ReadOnlyFolder && chmod(m_folder.constData(), 0555) == 0;
+        m_asNobody = m_locked && geteuid() == 0 && seteuid(65534) == 0;
+    }
+    ~WriteFault() { lift(); }
+    bool isOn() const { return m_limited || m_locked; }
+    void lift()
+    {
+        if ((m_asNobody && seteuid(0) != 0) ||
+            (m_limited && setrlimit(RLIMIT_FSIZE, &m_saved) != 0))
+            qFatal("cannot lift the fault");
+        if (m_locked)
+            chmod(m_folder.constData(), 0755);
+        m_asNobody = m_limited = m_locked = false;
+    }
+
+private:
+    QByteArray m_folder;
+    rlimit m_saved;
+    bool m_limited = false, m_locked = false, m_asNobody = false;
+};
 
 } // namespace
 
@@ -40,6 +146,10 @@ private slots:
     {
         useThrowAwayHome(m_home);
         qApp->setProperty("kx.currentLogin", "tester");
+        // The unprivileged user must reach the folders it is refused to write in.
+        QVERIFY(chmod(QFile::encodeName(m_home.path()).constData(), 0755) == 0);
+        umask(022);
+        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails instead
     }
     void init()
     {
@@ -59,14 +169,8 @@ private slots:
 
     void linksALivePressAndSavesOnce()
     {
-        GamepadProfileMeta meta;
-        meta.id = QUuid::createUuid();
-        meta.folder = userProfilesRoot() + '/' + meta.id.toString(QUuid::WithoutBraces);
+        const GamepadProfileMeta meta = seedProfile();
         const QString path = mappingDocumentPath(meta.folder);
-        QVERIFY(QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr) &&
-                writeJsonFileAtomic(path, object(R"({"bridges": [
-            {"src": {"stringKey": "BUT_5", "deviceType": "gamepade"}, "action": "zoom"}]})"),
-                                    nullptr));
         m_joysticks->backend.connectController(0, padIdentity("Pad A"));
         m_joysticks->backend.connectController(1, padIdentity("Pad B"));
         ControlManette linked(0), other(1);
@@ -87,16 +191,14 @@ private slots:
         linked.poll();
         QCOMPARE(actionOn("but_3"), QString("record"));
         QCOMPARE(m_linker->pendingAction(), QString());
-        choose("Zoom"); // a second change while the save waits
+        const std::optional<qint64> due = m_linker->session()->session().deadline();
+        QVERIFY(due && m_linker->isSavePending());
+        choose("Zoom"); // a second change while the save waits keeps the first one's moment
         m_linker->onInputButtonChanged(3, true);
+        QCOMPARE(m_linker->session()->session().deadline(), due);
         QTRY_COMPARE(saved.size(), 1);
         QVERIFY(!m_linker->isSavePending());
-        QJsonObject written;
-        QVERIFY(readJsonObjectFile(path, &written, nullptr));
-        QStringList bridges;
-        for (const QJsonValue &bridge : written.value("bridges").toArray())
-            bridges << bridge[u"src"][u"stringKey"].toString() + ':' + bridge[u"action"].toString();
-        QCOMPARE(bridges, QStringList({"but_3:zoom", "but_5:zoom"}));
+        QCOMPARE(bridgesOnDisk(path), QStringList({"but_3:zoom", "but_5:zoom"}));
     }
 
     void bindsOnDecisiveInputsOnly_data()
@@ -132,30 +234,25 @@ private slots:
         QCOMPARE(m_linker->isSavePending(), binds);
     }
 
-    // Failures reach the log once each, in English; a profile without id is never saved.
-    void failuresAreLoggedNotSaved()
+    // A damaged document is reported in English with the reader's words; a profile without id
+    // is never saved.
+    void loadFailureIsLoggedAndNoProfileIsNeverSaved()
     {
         const QDir dir(m_profile->path());
-        QVERIFY(writeJsonFileAtomic(mappingDocumentPath(dir.path()), QByteArray("{,"), nullptr));
-        QVERIFY(writeJsonFileAtomic(dir.filePath("blocker"), QByteArray("{}"), nullptr));
-        QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression("^Gamepad mapping load failed error=Invalid JSON in " +
-                                             QRegularExpression::escape(dir.path())));
-        QTest::ignoreMessage(
-            QtWarningMsg, QRegularExpression("^Gamepad mapping save failed error=Cannot write "));
-        QTest::failOnWarning(QRegularExpression("Gamepad")); // each failure is logged once
+        QVERIFY(writeBytes(mappingDocumentPath(dir.path()), "{,"));
+        const QString reason = "Invalid JSON in " + mappingDocumentPath(dir.path());
+        UiWarnings warnings;
         m_linker->loadGamepadSnapshot(QUuid::createUuid(), "P", {}, kOverlay, {}, dir.path());
-        m_linker->loadGamepadSnapshot(QUuid::createUuid(), "P", {}, kOverlay, {},
-                                      dir.filePath("blocker/p1"));
-        choose("pan");
-        m_linker->onInputButtonChanged(5, true);
-        m_linker->flushSave();
+        QCOMPARE(warnings.startingWith("Gamepad mapping load failed error=" + reason).size(), 1);
+        QVERIFY(hint().startsWith(reason));
 
         m_linker->loadGamepadSnapshot(QUuid(), "P", {}, kOverlay, {});
+        QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
         choose("pan");
         m_linker->onInputButtonChanged(3, true);
         QCOMPARE(actionOn("but_3"), QString("pan"));
         QVERIFY(!m_linker->isSavePending());
+        QCOMPARE(readBytes(mappingDocumentPath(dir.path())), QByteArray("{,"));
     }
 
     // Rows: "#" a bold inert header, "-" another inert row, "label=name" an action; "?" marks a
@@ -192,7 +289,272 @@ private slots:
         QVERIFY(list()->selectedItems().isEmpty());
     }
 
+    // A pending save finds its profile folder deleted, or its document replaced by a folder:
+    // nothing is written or made again, the panel says so once and binds nothing more.
+    void goneBeforeThePendingSave_data()
+    {
+        QTest::addColumn<bool>("folderDeleted");
+        QTest::addColumn<QString>("told"); // %1 the profile folder, %2 the mapping document
+        QTest::newRow("profile folder deleted")
+            << true << "Le dossier %1 a disparu ou a été remplacé : ";
+        QTest::newRow("document replaced by a folder")
+            << false << "%2 a été remplacé par autre chose qu’un fichier : ";
+    }
+    void goneBeforeThePendingSave()
+    {
+        QFETCH(bool, folderDeleted);
+        QFETCH(QString, told);
+        const GamepadProfileMeta profile = seedProfile();
+        const QString path = mappingDocumentPath(profile.folder);
+        told.replace("%1", profile.folder).replace("%2", path);
+        load(profile);
+        QSignalSpy saved(m_linker.get(), &ActionLinker::mappingSaved);
+        UiWarnings warnings;
+        bind("Enregistrer", 3);
+        QVERIFY(m_linker->isSavePending());
+        QVERIFY(QFile::remove(path));
+        QVERIFY(folderDeleted ? QDir(profile.folder).removeRecursively() : QDir().mkdir(path));
+        QTRY_COMPARE(m_linker->session()->state(), State::Gone);
+        m_linker->flushSave();
+        bind("pan", 5); // nothing binds any more
+        m_linker->flushSave();
+
+        QVERIFY2(hint().startsWith(told), qPrintable(hint()));
+        QCOMPARE(bindings(), QStringList({"but_3:record", "but_5:zoom"}));
+        QCOMPARE(m_linker->pendingAction(), QString());
+        m_linker.reset(); // its last save is not written either
+        QCOMPARE(warnings.startingWith("Gamepad mapping not saved error=" + told).size(), 1);
+        QCOMPARE(saved.size(), 0);
+        QCOMPARE(QFileInfo::exists(profile.folder), !folderDeleted);
+        QVERIFY(folderDeleted || QDir(path).isEmpty());
+    }
+
+    // A document that cannot be read is never written, unless the user starts it again empty.
+    void damagedDocument_data()
+    {
+        QTest::addColumn<QByteArray>("damage"); // "folder": a folder in its place
+        QTest::addColumn<QString>("reason");
+        QTest::addColumn<bool>("startEmpty");
+        QTest::addColumn<QStringList>("written"); // the bridges after the save; empty: untouched
+        const QStringList recorded{"but_3:record"};
+        QTest::newRow("invalid JSON, kept")
+            << QByteArray("{,") << "Invalid JSON in %1 (" << false << QStringList();
+        QTest::newRow("invalid JSON, started again")
+            << QByteArray("{\"bridges\": [") << "Invalid JSON in %1 (" << true << recorded;
+        QTest::newRow("not an object, started again")
+            << QByteArray("[1]") << "Invalid JSON in %1 (not an object)" << true << recorded;
+        QTest::newRow("folder in its place, kept")
+            << QByteArray("folder") << "Cannot open %1" << false << QStringList();
+        QTest::newRow("folder in its place, started again")
+            << QByteArray("folder") << "Cannot open %1" << true << QStringList();
+    }
+    void damagedDocument()
+    {
+        QFETCH(QByteArray, damage);
+        QFETCH(QString, reason);
+        QFETCH(bool, startEmpty);
+        QFETCH(QStringList, written);
+        const GamepadProfileMeta profile = seedProfile();
+        const QString path = mappingDocumentPath(profile.folder);
+        QVERIFY(damage == "folder" ? QFile::remove(path) && QDir().mkdir(path)
+                                   : writeBytes(path, damage));
+        load(profile);
+        reason = reason.arg(path);
+        QCOMPARE(m_linker->session()->state(), State::LoadFailed);
+        QVERIFY2(hint().startsWith(reason), qPrintable(hint()));
+
+        const QString told = hint();
+        ScriptedDialogs dialogs;
+        dialogs.answerYes(startEmpty);
+        bind("Enregistrer", 3);
+        QCOMPARE(dialogs.prompts().size(), 1);
+        const ScriptedDialogSeam::Prompt question = dialogs.prompts().first();
+        QCOMPARE(question.kind, ScriptedDialogSeam::Kind::Question);
+        QCOMPARE(question.title, QString("Recommencer à vide"));
+        QCOMPARE(question.text, told + "\n\nRecommencer le mapping de « Pad » à vide ? Le "
+                                       "fichier sera remplacé à la première modification.");
+        QCOMPARE(m_linker->pendingAction(), QString());
+        QCOMPARE(bindings(), startEmpty ? QStringList{"but_3:record"} : QStringList());
+        if (!startEmpty) {
+            bind("pan", 5); // asks again, binds nothing again
+            QCOMPARE(dialogs.prompts().size(), 2);
+            QCOMPARE(bindings(), QStringList());
+            QVERIFY(hint().startsWith(reason));
+        }
+        m_linker->flushSave();
+        m_linker.reset();
+        if (damage == "folder")
+            QVERIFY(QDir(path).isEmpty());
+        else if (written.isEmpty())
+            QCOMPARE(readBytes(path), damage);
+        else
+            QCOMPARE(bridgesOnDisk(path), written);
+    }
+
+    // Saves refused by the disk keep the file and the edits; leaving asks, and each way out does
+    // what it says.
+    void failedWrites_data()
+    {
+        QTest::addColumn<int>("fault");
+        QTest::addColumn<QString>("reason");
+        QTest::addColumn<QString>("answer");
+        const QList<std::pair<Fault, QString>> faults = {
+            {ReadOnlyFolder, "Cannot write %1 (Permission denied)"},
+            {DiskFull, "Write failed for %1 (File too large)"}};
+        for (const auto &[fault, reason] : faults) {
+            for (const char *answer : {"Réessayer", "Abandonner les modifications", "Rester"})
+                QTest::addRow("%s, %s", fault == DiskFull ? "disk full" : "read-only folder",
+                              answer)
+                    << int(fault) << reason << QString(answer);
+        }
+    }
+    void failedWrites()
+    {
+        QFETCH(int, fault);
+        QFETCH(QString, reason);
+        QFETCH(QString, answer);
+        const GamepadProfileMeta profile = seedProfile(), next = seedProfile();
+        const QString path = mappingDocumentPath(profile.folder);
+        reason = reason.arg(path);
+        load(profile);
+        UiWarnings warnings;
+        ScriptedDialogs dialogs;
+        WriteFault under(Fault(fault), profile.folder);
+        QVERIFY(under.isOn());
+        bind("Enregistrer", 3);
+        m_linker->flushSave();
+        bind("pan", 5);
+        m_linker->flushSave();
+        const QString hintAfterFailures = hint();
+        const QStringList bindingsAfterFailures = bindings();
+        if (answer == "Réessayer")
+            under.lift();
+        dialogs.answerChoice(answer);
+        m_linker->loadGamepadSnapshot(next.id, next.name, {}, kOverlay, {}, next.folder);
+        under.lift();
+
+        QCOMPARE(hintAfterFailures, reason);
+        QCOMPARE(bindingsAfterFailures, QStringList({"but_3:record", "but_5:pan"}));
+        QCOMPARE(warnings.startingWith("Gamepad mapping not saved error=").size(), 1);
+        QCOMPARE(dialogs.prompts().size(), 1);
+        const ScriptedDialogSeam::Prompt leave = dialogs.prompts().first();
+        QCOMPARE(leave.title, QString("Modifications non enregistrées"));
+        QCOMPARE(leave.text, "Les modifications de le mapping de « Pad » ne sont pas "
+                             "enregistrées :\n" +
+                                 reason);
+        QCOMPARE(leave.items, QStringList({"Réessayer", "Abandonner les modifications", "Rester"}));
+        const bool stays = answer == "Rester";
+        QCOMPARE(m_linker->profileId(), stays ? profile.id : next.id);
+        QCOMPARE(hint(),
+                 stays ? reason : QString("Cliquez une action puis appuyez sur un bouton."));
+        QCOMPARE(bindings(), stays ? bindingsAfterFailures : QStringList{"but_5:zoom"});
+        if (answer == "Réessayer")
+            QCOMPARE(bridgesOnDisk(path), bindingsAfterFailures);
+        else
+            QCOMPARE(readBytes(path), kMapping);
+        QCOMPARE(warnings.startingWith("Gamepad mapping of profile Pad kept on screen").size(),
+                 int(stays));
+    }
+
+    // The document changed by another process after the load: the save asks first.
+    void changedElsewhereBeforeTheSave_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QStringList>("onDisk");
+        QTest::addColumn<QStringList>("shown");
+        const QStringList mine{"but_3:record", "but_5:zoom"}, theirs{"but_5:tilt"};
+        QTest::newRow("overwrite") << "Écraser" << mine << mine;
+        QTest::newRow("reload") << "Recharger" << theirs << theirs;
+        QTest::newRow("cancel") << "Annuler" << theirs << mine;
+    }
+    void changedElsewhereBeforeTheSave()
+    {
+        QFETCH(QString, answer);
+        const GamepadProfileMeta profile = seedProfile();
+        const QString path = mappingDocumentPath(profile.folder);
+        load(profile);
+        QSignalSpy saved(m_linker.get(), &ActionLinker::mappingSaved);
+        bind("Enregistrer", 3);
+        QVERIFY(writeBytes(path, kTheirs));
+        ScriptedDialogs dialogs;
+        dialogs.answerChoice(answer);
+        m_linker->flushSave();
+
+        QCOMPARE(dialogs.prompts().size(), 1);
+        const ScriptedDialogSeam::Prompt conflict = dialogs.prompts().first();
+        QCOMPARE(conflict.title, QString("Fichier modifié ailleurs"));
+        QVERIFY(conflict.text.startsWith(path + " a été modifié sur le disque"));
+        QCOMPARE(conflict.items, QStringList({"Écraser", "Recharger", "Annuler"}));
+        QTEST(bridgesOnDisk(path), "onDisk");
+        QTEST(bindings(), "shown");
+        QCOMPARE(saved.size(), int(answer == "Écraser"));
+        QCOMPARE(hint().contains("a été modifié ailleurs"), answer == "Annuler");
+        if (answer != "Écraser")
+            QCOMPARE(readBytes(path), kTheirs);
+    }
+
+    // Without edits of its own the panel takes what changed on disk, lazily: before the next
+    // binding, or when it is shown again.
+    void changedElsewhereWithoutEdits_data()
+    {
+        QTest::addColumn<bool>("byAnotherEditor"); // of this process, whose save it hears of
+        QTest::newRow("another editor's save, then a binding") << true;
+        QTest::newRow("another process's write, then shown again") << false;
+    }
+    void changedElsewhereWithoutEdits()
+    {
+        QFETCH(bool, byAnotherEditor);
+        const GamepadProfileMeta profile = seedProfile();
+        const QString path = mappingDocumentPath(profile.folder);
+        load(profile);
+        m_linker->hide();
+        DocumentSession editor(250, EditSession::Coalescing::RestartOnEdit);
+        editor.loaded(profile.folder, {path});
+        QVERIFY(writeBytes(path, kTheirs));
+        if (byAnotherEditor)
+            editor.noteOwnWrite();
+        QCoreApplication::processEvents();
+        QCOMPARE(bindings(), QStringList{"but_5:zoom"}); // not yet
+        ScriptedDialogs dialogs;
+        if (byAnotherEditor)
+            bind("Enregistrer", 3);
+        else
+            m_linker->show();
+        m_linker->flushSave();
+        const QStringList expected =
+            byAnotherEditor ? QStringList{"but_3:record", "but_5:tilt"} : QStringList{"but_5:tilt"};
+        QCOMPARE(bindings(), expected);
+        QVERIFY(dialogs.prompts().isEmpty());
+        if (byAnotherEditor)
+            QCOMPARE(bridgesOnDisk(path), expected);
+    }
+
 private:
+    void load(const GamepadProfileMeta &profile)
+    {
+        QVERIFY(!profile.id.isNull());
+        m_linker->loadGamepadSnapshot(profile.id, profile.name, {}, kOverlay, profile.imagePath(),
+                                      profile.folder);
+    }
+    void bind(const QString &label, int button)
+    {
+        choose(label);
+        m_linker->onInputButtonChanged(button, true);
+    }
+    // "key:action" for each bound slot of the overlay, sorted.
+    QStringList bindings() const
+    {
+        QStringList bound;
+        for (const OverlayNode &node : m_linker->overlay()->nodes()) {
+            for (const OverlaySlot &slot : node.sources) {
+                const QString action = bindingActionName(slot.binding);
+                if (!action.isEmpty())
+                    bound << slot.source.stringKey + ':' + action;
+            }
+        }
+        bound.sort();
+        return bound;
+    }
     QListWidget *list() const { return m_linker->findChild<QListWidget *>("mappingActionsList"); }
     QString hint() const { return m_linker->findChild<QLabel *>("mappingActionsHint")->text(); }
     void choose(const QString &label) // clicks the action's row
