@@ -318,12 +318,14 @@ void ActionLinker::refreshHint()
 
 void ActionLinker::bindPendingAction(const QString &inputKey)
 {
-    if (m_pending.isEmpty())
+    if (m_pending.isEmpty() || !m_overlayLoaded)
         return;
+    // Taken at once: a question below runs an event loop in which the controller goes on talking.
+    const QString action = m_pending;
+    cancelPending();
     reloadIfStale();
     if (m_overlayLoaded && mayBind())
-        m_overlay->bindActionToInput(m_pending, inputKey);
-    cancelPending();
+        m_overlay->bindActionToInput(action, inputKey);
 }
 
 // A read-only mapping binds nothing, unless the user starts a document that could not be read
