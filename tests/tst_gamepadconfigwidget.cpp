@@ -4,6 +4,7 @@
 #include "gamepadconfigwidget.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
+#include "scripteddialogseam.h"
 
 #include <QComboBox>
 #include <QLabel>
@@ -263,22 +264,115 @@ private slots:
         QVERIFY(!m_panel->editedCalibration().axes[2].invert);
     }
 
-    void measurementReplacesTheScopeBuffer()
+    // Drives the open measurement to its proposal: axis 0 rests at 54 and travels -70..100.
+    CalibrationMeasureDialog *measureAxisZero()
     {
         m_panel->openMeasurement();
         CalibrationMeasureDialog *dialog = m_panel->measureDialog();
-        QVERIFY(dialog);
+        if (!dialog)
+            return nullptr;
         CalibrationRecording::Presence present{true, true};
         for (qint64 t = 0; t <= CalibrationMeasureDialog::kRestDurationMs; t += 100)
             dialog->addSample(t, present, {54.0 + double(t / 100 % 3 - 1) * 3.0, 0.0});
         for (double x : {-70.0, 100.0, 54.0})
             dialog->addSample(3000, present, {x, 0.0});
         dialog->finishMotion();
+        return dialog;
+    }
+
+    // Only the measured fields land on the axis as it is when applied: an edit of the curve made
+    // while measuring stays.
+    void measurementMergesIntoTheCurrentSettings()
+    {
+        CalibrationMeasureDialog *dialog = measureAxisZero();
+        QVERIFY(dialog);
+        editAxis(0, [](Axis &a) {
+            a.curvePreset = GamepadCalibration::CurvePreset::Soft;
+            a.negativeRaw = -80.0;
+        });
+        editAxis(1, [](Axis &a) { a.outputScale = 3.0; });
+        dialog->accept();
+        const Axis &axis = m_panel->editedCalibration().axes[0];
+        QCOMPARE(axis.restRaw, 54.0);
+        QCOMPARE(axis.negativeRaw, -70.0);
+        QCOMPARE(axis.positiveRaw, 100.0);
+        QCOMPARE(axis.curvePreset, GamepadCalibration::CurvePreset::Soft);
+        QCOMPARE(m_panel->editedCalibration().axes[1].outputScale, 3.0);
+        QVERIFY(m_panel->isSavePending());
+        QTRY_VERIFY(!m_panel->measureDialog());
+    }
+
+    void measurementEndsWithItsController_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<QString>("message");
+        const QString unplugged = "La manette a été débranchée : mesure annulée.";
+        const QString changed = "La manette a changé : mesure annulée.";
+        QTest::newRow("unplugged") << "disconnect" << unplugged;
+        QTest::newRow("deleted") << "delete" << unplugged;
+        QTest::newRow("another controller") << "other" << changed;
+        QTest::newRow("renamed controller") << "rename" << changed;
+        QTest::newRow("another profile") << "profile" << "Le profil a changé : mesure annulée.";
+    }
+
+    void measurementEndsWithItsController()
+    {
+        QFETCH(QString, change);
+        ScriptedDialogs dialogs;
+        m_panel->openMeasurement();
+        QPointer<CalibrationMeasureDialog> dialog = m_panel->measureDialog();
+        QVERIFY(dialog && dialog->isVisible());
+        m_joysticks->backend.connectController(1, padIdentity("Other Pad"), 12, 0x0f);
+        ControlManette other(1);
+        other.poll();
+        if (change == "disconnect") {
+            m_joysticks->backend.disconnectController(0);
+            m_pad->poll();
+        } else if (change == "delete") {
+            m_pad.reset();
+        } else if (change == "other") {
+            m_panel->setDevice(&other);
+        } else if (change == "rename") {
+            m_joysticks->backend.setIdentification(0, padIdentity("Renamed Pad"));
+            m_pad->poll();
+        } else {
+            m_panel->setProfile(makeProfile(QStringLiteral("inherit")));
+        }
+        QTRY_COMPARE(dialogs.prompts().size(), 1);
+        QVERIFY(!m_panel->measureDialog());
+        QVERIFY(!dialog || !dialog->isVisible());
+        QCOMPARE(dialogs.prompts().first().kind, ScriptedDialogSeam::Kind::Information);
+        QCOMPARE(dialogs.prompts().first().title, QStringLiteral("Mesurer"));
+        QTEST(dialogs.prompts().first().text, "message");
+    }
+
+    // Measured in Base, the proposal is not applied to the profile's override: the dialog stays
+    // open until the user is back on Base.
+    void measurementAppliesToItsScopeOnly()
+    {
+        m_panel->setProfile(makeProfile(QStringLiteral("inherit")));
+        ScriptedDialogs dialogs;
+        CalibrationMeasureDialog *dialog = measureAxisZero();
+        QVERIFY(dialog);
+        auto *scopes = m_panel->findChild<QComboBox *>(QStringLiteral("scopeCombo"));
+        scopes->setCurrentIndex(GamepadConfigWidget::ProfileScope);
+        dialog->accept();
+        QCOMPARE(dialogs.prompts().size(), 1);
+        QCOMPARE(dialogs.prompts().first().kind, ScriptedDialogSeam::Kind::Warning);
+        QCOMPARE(dialogs.prompts().first().title, QStringLiteral("Mesurer"));
+        QCOMPARE(dialogs.prompts().first().text,
+                 QStringLiteral("Cette mesure a été prise pour la calibration Base : repassez sur "
+                                "« Base » pour l'appliquer."));
+        QCOMPARE(m_panel->measureDialog(), dialog);
+        QVERIFY(dialog->isVisible());
+        QCOMPARE(m_panel->editedCalibration().axes[0].restRaw, 0.0);
+
+        scopes->setCurrentIndex(GamepadConfigWidget::BaseScope);
         dialog->accept();
         QCOMPARE(m_panel->editedCalibration().axes[0].restRaw, 54.0);
-        QCOMPARE(m_panel->editedCalibration().axes[0].negativeRaw, -70.0);
-        QCOMPARE(m_panel->editedCalibration().axes[1], defaultCalibration(8, 32).axes[1]);
-        QVERIFY(m_panel->isSavePending());
+        QCOMPARE(dialogs.prompts().size(), 1);
+        m_panel->flushSave();
+        QCOMPARE(readJson(baseFile()).value("axes").toArray().at(0)["restRaw"].toDouble(), 54.0);
     }
 
     // The panel as a user sees it, for the eye: build/tests/calibration_panel.png.
