@@ -16,6 +16,7 @@
 #include "tagselectionbar.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QFrame>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -217,7 +218,7 @@ void GamepadDefinder::onListSelectionChanged(int row)
     }
     // A profile deleted elsewhere leaves the catalogue once its edits are settled; the rows
     // after it move up.
-    if (validRow(m_currentRow) && m_session->state() == EditSession::State::Gone) {
+    if (validRow(m_currentRow) && !QFileInfo(m_entries.at(m_currentRow).folder).isDir()) {
         m_entries.removeAt(m_currentRow);
         const QSignalBlocker blocker(m_list);
         delete m_list->takeItem(m_currentRow);

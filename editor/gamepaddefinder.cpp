@@ -63,9 +63,9 @@ QFrame#gamepadInspectorPanel QLabel, QFrame#gamepadQuickActionsPanel QLabel { co
 GamepadDefinder::GamepadDefinder(GamepadManager *manager, QWidget *parent)
     : QWidget(parent), m_manager(manager ? manager : GamepadManager::instance())
 {
+    buildSession();
     buildForm();
     m_tiles = new ProfileTiles(m_list, this);
-    buildSession();
     // The panels this window drives share the overlay's cell; the mode decides which one shows.
     m_calibration = new GamepadConfigWidget(this);
     m_calibration->hide();

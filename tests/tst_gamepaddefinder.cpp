@@ -226,18 +226,27 @@ private slots:
         QVERIFY2(saves.first() - secondChange >= 245, qPrintable(QString::number(saves.first())));
         QVERIFY(!w->isDirty());
 
+        // A document replaced by a folder can be written no more: leaving asks what becomes of
+        // the edits, and staying is the default.
         QVERIFY(QFile::remove(first.overlayPath()) && QDir().mkdir(first.overlayPath()));
         w->overlay()->renameNode(0, QStringLiteral("Edite"));
         w->profileList()->setCurrentRow(two);
         QCOMPARE(dialogs.prompts().size(), 1);
-        QCOMPARE(dialogs.prompts().first().kind, ScriptedDialogSeam::Kind::Critical);
-        QCOMPARE(dialogs.prompts().first().title, QStringLiteral("Sauvegarde"));
+        QCOMPARE(dialogs.prompts().first().kind, ScriptedDialogSeam::Kind::Choice);
+        QCOMPARE(dialogs.prompts().first().title, QStringLiteral("Modifications non enregistrées"));
+        QCOMPARE(dialogs.prompts().first().items,
+                 QStringList({"Enregistrer comme nouveau profil", "Abandonner les modifications",
+                              "Rester"}));
         QCOMPARE(w->currentRow(), one);
         QCOMPARE(w->profileList()->currentRow(), one);
         QVERIFY(w->isDirty());
+        QVERIFY(w->bannerText().contains("a été remplacé par autre chose qu’un fichier"));
         QVERIFY(QDir().rmdir(first.overlayPath()));
+        dialogs.answerChoice("Abandonner les modifications");
         w->profileList()->setCurrentRow(two);
         QCOMPARE(w->currentRow(), two);
+        QCOMPARE(w->profileList()->count(), 2); // its folder is still there
+        QVERIFY(!QFileInfo::exists(first.overlayPath()));
         QVERIFY(QDir(first.folder).removeRecursively());
         w->profileList()->setCurrentRow(one);
         QCOMPARE(dialogs.prompts().last().title, QStringLiteral("Chargement"));
