@@ -324,7 +324,7 @@ void ActionLinker::bindPendingAction(const QString &inputKey)
     const QString action = m_pending;
     cancelPending();
     reloadIfStale();
-    if (m_overlayLoaded && mayBind())
+    if (mayBind())
         m_overlay->bindActionToInput(action, inputKey);
 }
 

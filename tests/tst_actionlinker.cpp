@@ -18,6 +18,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -40,12 +41,6 @@ const QByteArray kMapping = R"({"timers": [")" + QByteArray(6000, 'x') + R"("], 
     {"src": {"stringKey": "BUT_5", "deviceType": "gamepade"}, "action": "zoom"}]})";
 const QByteArray kTheirs = R"({"bridges": [{"src": {"stringKey": "but_5"}, "action": "tilt"}]})";
 using State = EditSession::State;
-
-bool writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 QByteArray readBytes(const QString &path)
 {
@@ -71,44 +66,31 @@ GamepadProfileMeta seedProfile(const QByteArray &mapping = kMapping)
     meta.folder = userProfilesRoot() + '/' + meta.id.toString(QUuid::WithoutBraces);
     const bool written = QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr) &&
                          writeJsonFileAtomic(meta.overlayPath(), kOverlay, nullptr) &&
-                         writeBytes(mappingDocumentPath(meta.folder), mapping);
+                         writeFileAtomic(mappingDocumentPath(meta.folder), mapping, nullptr);
     return written ? meta : GamepadProfileMeta();
 }
 
-// The editors' warnings while it lives, passed on to the test's own handler.
-class UiWarnings
+// Scripted answers that also keep where each question was shown, and let the controller go on
+// talking while one is open.
+struct AskingDialogs : ScriptedDialogs
 {
-public:
-    UiWarnings() : m_previous(qInstallMessageHandler(&UiWarnings::record)) { s_current = this; }
-    ~UiWarnings()
+    bool question(QWidget *parent, const QString &title, const QString &text) override
     {
-        qInstallMessageHandler(m_previous);
-        s_current = nullptr;
+        parents << parent;
+        if (const std::function<void()> once = std::exchange(whileAsking, nullptr))
+            once();
+        return ScriptedDialogs::question(parent, title, text);
     }
-    QStringList startingWith(const QString &prefix) const
-    {
-        return m_lines.filter(QRegularExpression('^' + QRegularExpression::escape(prefix)));
-    }
-
-private:
-    static void record(QtMsgType type, const QMessageLogContext &context, const QString &text)
-    {
-        if (type == QtWarningMsg && qstrcmp(context.category, "kx.plugin.gamepad.ui") == 0)
-            s_current->m_lines << text;
-        s_current->m_previous(type, context, text);
-    }
-    static inline UiWarnings *s_current = nullptr;
-    QtMessageHandler m_previous;
-    QStringList m_lines;
+    QList<QWidget *> parents;
+    std::function<void()> whileAsking;
 };
 
 enum Fault { ReadOnlyFolder, DiskFull };
 
 // A write fault on this process until lifted. Root writes anywhere, so a read-only folder is
 // faced as an unprivileged user; the saved identity brings root back.
-class WriteFault
+struct WriteFault
 {
-public:
     WriteFault(Fault fault, const QString &folder) : m_folder(QFile::encodeName(folder))
     {
         getrlimit(RLIMIT_FSIZE, &m_saved);
@@ -128,8 +110,6 @@ public:
             chmod(m_folder.constData(), 0755);
         m_asNobody = m_limited = m_locked = false;
     }
-
-private:
     QByteArray m_folder;
     rlimit m_saved;
     bool m_limited = false, m_locked = false, m_asNobody = false;
@@ -179,14 +159,13 @@ private slots:
         // No folder given: the profile store finds it by id.
         m_linker->loadGamepadSnapshot(meta.id, "P", {" pad a "}, kOverlay, QString());
         QCOMPARE(actionOn("but_5"), QString("zoom"));
-        gone.reset();
-        m_linker->onDeviceSelectionChanged({"PAD A", ""});
-
         QSignalSpy saved(m_linker.get(), &ActionLinker::mappingSaved);
         choose("Enregistrer");
         m_joysticks->backend.setButton(1, 3, true);
         other.poll(); // a controller the profile does not link is not heard
         QCOMPARE(m_linker->pendingAction(), QString("record"));
+        gone.reset();
+        m_linker->onDeviceSelectionChanged({"PAD A", ""});
         m_joysticks->backend.setButton(0, 3, true);
         linked.poll();
         QCOMPARE(actionOn("but_3"), QString("record"));
@@ -239,11 +218,10 @@ private slots:
     void loadFailureIsLoggedAndNoProfileIsNeverSaved()
     {
         const QDir dir(m_profile->path());
-        QVERIFY(writeBytes(mappingDocumentPath(dir.path()), "{,"));
+        QVERIFY(writeFileAtomic(mappingDocumentPath(dir.path()), "{,", nullptr));
         const QString reason = "Invalid JSON in " + mappingDocumentPath(dir.path());
-        UiWarnings warnings;
+        warnsOnce("Gamepad mapping load failed error=" + reason);
         m_linker->loadGamepadSnapshot(QUuid::createUuid(), "P", {}, kOverlay, {}, dir.path());
-        QCOMPARE(warnings.startingWith("Gamepad mapping load failed error=" + reason).size(), 1);
         QVERIFY(hint().startsWith(reason));
 
         m_linker->loadGamepadSnapshot(QUuid(), "P", {}, kOverlay, {});
@@ -253,12 +231,18 @@ private slots:
         QCOMPARE(actionOn("but_3"), QString("pan"));
         QVERIFY(!m_linker->isSavePending());
         QCOMPARE(readBytes(mappingDocumentPath(dir.path())), QByteArray("{,"));
+        m_linker->loadGamepadSnapshot(QUuid(), "P", {}, {}, {});
+        choose("pan");
+        m_linker->onInputButtonChanged(3, true);
+        QCOMPARE(m_linker->pendingAction(), QString("pan")); // no overlay: nothing to bind to
     }
 
     // Rows: "#" a bold inert header, "-" another inert row, "label=name" an action; "?" marks a
     // wrong flag or tooltip.
     void listsVisibleActionsByGroup()
     {
+        const ActionLinker bare; // no services yet
+        QCOMPARE(bare.findChild<QListWidget *>()->findItems("Aucune action", {}).size(), 1);
         QCOMPARE(rows(), QString("#Caméra,Enregistrer=record,Zoom=zoom,#Tourelle,pan=pan,"
                                  "#Sans groupe,tilt=tilt")
                              .split(','));
@@ -280,6 +264,11 @@ private slots:
         QCOMPARE(hint(), QString("Appuyez sur un bouton pour mapper \"action3\"."));
         QCOMPARE(list()->selectedItems().size(), 1);
         QCOMPARE(m_linker->overlay()->objectName(), QString("iteractiveoverlay"));
+        const QLabel *title = m_linker->findChild<QLabel *>("mappingActionsTitle");
+        QVERIFY(title && title->text() == "Actions disponibles");
+        QVERIFY(title->geometry().bottom() < list()->geometry().top());
+        QVERIFY(list()->geometry().bottom() <
+                m_linker->findChild<QLabel *>("mappingActionsHint")->y());
         QVERIFY(m_linker->overlay()->isLocked());
         QVERIFY(m_linker->grab().save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/action_linker.png")));
 
@@ -309,7 +298,7 @@ private slots:
         told.replace("%1", profile.folder).replace("%2", path);
         load(profile);
         QSignalSpy saved(m_linker.get(), &ActionLinker::mappingSaved);
-        UiWarnings warnings;
+        warnsOnce("Gamepad mapping not saved error=" + told);
         bind("Enregistrer", 3);
         QVERIFY(m_linker->isSavePending());
         QVERIFY(QFile::remove(path));
@@ -323,7 +312,6 @@ private slots:
         QCOMPARE(bindings(), QStringList({"but_3:record", "but_5:zoom"}));
         QCOMPARE(m_linker->pendingAction(), QString());
         m_linker.reset(); // its last save is not written either
-        QCOMPARE(warnings.startingWith("Gamepad mapping not saved error=" + told).size(), 1);
         QCOMPARE(saved.size(), 0);
         QCOMPARE(QFileInfo::exists(profile.folder), !folderDeleted);
         QVERIFY(folderDeleted || QDir(path).isEmpty());
@@ -357,17 +345,19 @@ private slots:
         const GamepadProfileMeta profile = seedProfile();
         const QString path = mappingDocumentPath(profile.folder);
         QVERIFY(damage == "folder" ? QFile::remove(path) && QDir().mkdir(path)
-                                   : writeBytes(path, damage));
+                                   : writeFileAtomic(path, damage, nullptr));
         load(profile);
         reason = reason.arg(path);
         QCOMPARE(m_linker->session()->state(), State::LoadFailed);
         QVERIFY2(hint().startsWith(reason), qPrintable(hint()));
 
         const QString told = hint();
-        ScriptedDialogs dialogs;
+        AskingDialogs dialogs;
         dialogs.answerYes(startEmpty);
+        dialogs.whileAsking = [this] { m_linker->onInputButtonChanged(5, true); };
         bind("Enregistrer", 3);
         QCOMPARE(dialogs.prompts().size(), 1);
+        QCOMPARE(dialogs.parents, QList<QWidget *>{m_linker.get()});
         const ScriptedDialogSeam::Prompt question = dialogs.prompts().first();
         QCOMPARE(question.kind, ScriptedDialogSeam::Kind::Question);
         QCOMPARE(question.title, QString("Recommencer à vide"));
@@ -417,7 +407,11 @@ private slots:
         const QString path = mappingDocumentPath(profile.folder);
         reason = reason.arg(path);
         load(profile);
-        UiWarnings warnings;
+        warnsOnce("Gamepad mapping not saved error=" + reason);
+        const QString kept = "Gamepad mapping of profile Pad kept on screen";
+        if (answer == "Rester")
+            warnsOnce(kept);
+        QTest::failOnWarning(QRegularExpression('^' + kept));
         ScriptedDialogs dialogs;
         WriteFault under(Fault(fault), profile.folder);
         QVERIFY(under.isOn());
@@ -435,7 +429,6 @@ private slots:
 
         QCOMPARE(hintAfterFailures, reason);
         QCOMPARE(bindingsAfterFailures, QStringList({"but_3:record", "but_5:pan"}));
-        QCOMPARE(warnings.startingWith("Gamepad mapping not saved error=").size(), 1);
         QCOMPARE(dialogs.prompts().size(), 1);
         const ScriptedDialogSeam::Prompt leave = dialogs.prompts().first();
         QCOMPARE(leave.title, QString("Modifications non enregistrées"));
@@ -452,8 +445,6 @@ private slots:
             QCOMPARE(bridgesOnDisk(path), bindingsAfterFailures);
         else
             QCOMPARE(readBytes(path), kMapping);
-        QCOMPARE(warnings.startingWith("Gamepad mapping of profile Pad kept on screen").size(),
-                 int(stays));
     }
 
     // The document changed by another process after the load: the save asks first.
@@ -475,7 +466,7 @@ private slots:
         load(profile);
         QSignalSpy saved(m_linker.get(), &ActionLinker::mappingSaved);
         bind("Enregistrer", 3);
-        QVERIFY(writeBytes(path, kTheirs));
+        QVERIFY(writeFileAtomic(path, kTheirs, nullptr));
         ScriptedDialogs dialogs;
         dialogs.answerChoice(answer);
         m_linker->flushSave();
@@ -510,7 +501,7 @@ private slots:
         m_linker->hide();
         DocumentSession editor(250, EditSession::Coalescing::RestartOnEdit);
         editor.loaded(profile.folder, {path});
-        QVERIFY(writeBytes(path, kTheirs));
+        QVERIFY(writeFileAtomic(path, kTheirs, nullptr));
         if (byAnotherEditor)
             editor.noteOwnWrite();
         QCoreApplication::processEvents();
@@ -530,6 +521,13 @@ private slots:
     }
 
 private:
+    // The warning must come exactly once in this test function.
+    static void warnsOnce(const QString &start)
+    {
+        const QRegularExpression line('^' + QRegularExpression::escape(start));
+        QTest::ignoreMessage(QtWarningMsg, line);
+        QTest::failOnWarning(line);
+    }
     void load(const GamepadProfileMeta &profile)
     {
         QVERIFY(!profile.id.isNull());
