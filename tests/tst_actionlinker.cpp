@@ -507,17 +507,18 @@ private slots:
         QCoreApplication::processEvents();
         QCOMPARE(bindings(), QStringList{"but_5:zoom"}); // not yet
         ScriptedDialogs dialogs;
-        if (byAnotherEditor)
-            bind("Enregistrer", 3);
-        else
+        if (!byAnotherEditor) {
             m_linker->show();
+            QCOMPARE(bindings(), QStringList{"but_5:tilt"});
+        }
+        bind("Enregistrer", 3);
+        choose("pan"); // a second binding keeps the first
+        m_linker->onInputGateChanged("gate_1", true);
         m_linker->flushSave();
-        const QStringList expected =
-            byAnotherEditor ? QStringList{"but_3:record", "but_5:tilt"} : QStringList{"but_5:tilt"};
+        const QStringList expected{"but_3:record", "but_5:tilt", "gate_1:pan"};
         QCOMPARE(bindings(), expected);
+        QCOMPARE(bridgesOnDisk(path), expected);
         QVERIFY(dialogs.prompts().isEmpty());
-        if (byAnotherEditor)
-            QCOMPARE(bridgesOnDisk(path), expected);
     }
 
 private:
