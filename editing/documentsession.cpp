@@ -238,7 +238,8 @@ void DocumentSession::goneNow(const QString &path, bool announce)
     Q_EMIT stateChanged();
     if (news)
         qCWarning(lcGamepadUi).noquote() << "Gamepad documents gone error=" << message;
-    if (news && announce)
+    // Without edits nothing is lost: the editor shows the state, no one needs telling.
+    if (news && announce && m_session.hasUnsavedEdits())
         Q_EMIT failureAnnounced(message);
 }
 

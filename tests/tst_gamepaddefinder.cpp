@@ -1,4 +1,5 @@
 #include "gamepadconfigwidget.h"
+#include "documentsession.h"
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
 #include "interactiveoverlay.h"
@@ -48,6 +49,18 @@ class TestGamepadDefinder : public QObject
         auto w = std::make_unique<GamepadDefinder>(GamepadManager::instance());
         w->setRealGamepads({m_pad.get()});
         return w;
+    }
+
+    static bool writeBytes(const QString &path, const QByteArray &bytes)
+    {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    }
+
+    static QByteArray readBytes(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     static int rowOf(const GamepadDefinder &w, const QString &name)
@@ -253,6 +266,127 @@ private slots:
         QVERIFY(
             dialogs.prompts().last().text.startsWith("Impossible de charger la configuration : "));
         QCOMPARE(w->overlay()->nodeCount(), 0);
+    }
+
+    // A damaged overlay beside an intact mapping document: the profile is shown read-only, a
+    // click in Edit mode and a switch write nothing, and only an explicit start over edits it.
+    void damagedOverlayIsNeverSavedOver()
+    {
+        const GamepadProfileMeta broken = seed(QStringLiteral("Casse"), {"joy_0", "but_1"});
+        seed(QStringLiteral("Sain"));
+        QVERIFY(writeBytes(broken.overlayPath(), "{ \"nodes\": ["));
+        const QByteArray mapping = R"({"bridges": [{"src": {"stringKey": "but_1"}, "action": "zoom"}]})";
+        QVERIFY(writeBytes(broken.configPath(), mapping));
+        ScriptedDialogs dialogs;
+        auto w = window();
+        w->resize(900, 600);
+        w->show();
+        w->profileList()->setCurrentRow(rowOf(*w, "Casse"));
+        w->setMode(GamepadDefinder::EditMode);
+        QCOMPARE(dialogs.prompts().size(), 1);
+        QCOMPARE(dialogs.prompts().first().title, QStringLiteral("Chargement"));
+        QVERIFY(w->overlay()->isLocked());
+        QVERIFY(!w->findChild<QPushButton *>("gamepadAddNodeButton")->isEnabled());
+        QTest::mouseClick(w->overlay(), Qt::LeftButton);
+        QVERIFY(!w->isDirty());
+        w->profileList()->setCurrentRow(rowOf(*w, "Sain"));
+        QCOMPARE(readBytes(broken.overlayPath()), QByteArray("{ \"nodes\": ["));
+        QCOMPARE(readBytes(broken.configPath()), mapping);
+        QCOMPARE(dialogs.prompts().size(), 1); // nothing asked about edits that cannot exist
+
+        // Starting over is the user's choice, asked once; then the profile takes edits.
+        w->profileList()->setCurrentRow(rowOf(*w, "Casse"));
+        QVERIFY(w->bannerText().startsWith("Impossible de charger la configuration"));
+        auto *again = w->findChild<QPushButton *>("gamepadSessionButton");
+        QCOMPARE(again->text(), QStringLiteral("Réessayer"));
+        const QList<QPushButton *> buttons = w->findChildren<QPushButton *>("gamepadSessionButton");
+        QPushButton *startOver = nullptr;
+        for (QPushButton *button : buttons)
+            startOver = button->text() == "Recommencer à vide" ? button : startOver;
+        QVERIFY(startOver && startOver->isVisible());
+        dialogs.answerYes(false);
+        startOver->click();
+        QVERIFY(w->overlay()->isLocked());
+        dialogs.answerYes(true);
+        startOver->click();
+        QCOMPARE(dialogs.prompts().last().title, QStringLiteral("Recommencer à vide"));
+        QVERIFY(!w->overlay()->isLocked());
+        QVERIFY(w->bannerText().isEmpty());
+        w->findChild<QPushButton *>("gamepadAddNodeButton")->click();
+        QVERIFY(w->session()->flush());
+        QVERIFY(QJsonDocument::fromJson(readBytes(broken.overlayPath())).isObject());
+    }
+
+    // Profiles copied in or deleted by another program reach the open window; the open profile
+    // deleted elsewhere stays while it holds edits.
+    void catalogueFollowsTheFolders()
+    {
+        seed(QStringLiteral("Ouvert"), {"joy_0"});
+        ScriptedDialogs dialogs;
+        auto w = window();
+        QSignalSpy catalog(w.get(), &GamepadDefinder::profilesCatalogChanged);
+        w->profileList()->setCurrentRow(0);
+        const GamepadProfileMeta later = seed(QStringLiteral("Importe"));
+        QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 2, 5000);
+        QVERIFY(catalog.count() >= 1);
+        QCOMPARE(w->entries().at(w->currentRow()).name, QStringLiteral("Ouvert"));
+        QVERIFY(QDir(later.folder).removeRecursively());
+        QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 1, 5000);
+
+        w->overlay()->renameNode(0, QStringLiteral("Garde"));
+        QVERIFY(QDir(w->entries().first().folder).removeRecursively());
+        QTRY_COMPARE_WITH_TIMEOUT(w->session()->state(), EditSession::State::Gone, 5000);
+        QCOMPARE(w->profileList()->count(), 1);
+        QCOMPARE(w->profileList()->item(0)->text(), QStringLiteral("Ouvert (supprimé)"));
+        QVERIFY(w->bannerText().contains("a disparu"));
+        QCOMPARE(w->overlay()->node(0).title, QStringLiteral("Garde"));
+        QVERIFY(!QFileInfo::exists(w->entries().first().folder));
+
+        // Kept as a new profile: the edits and the picture land in a folder of their own.
+        const QList<QPushButton *> buttons = w->findChildren<QPushButton *>("gamepadSessionButton");
+        for (QPushButton *button : buttons) {
+            if (button->text() == "Enregistrer comme nouveau profil")
+                button->click();
+        }
+        QCOMPARE(w->entries().at(w->currentRow()).name, QStringLiteral("Ouvert (récupéré)"));
+        QVERIFY(readBytes(w->entries().at(w->currentRow()).overlayPath()).contains("\"Garde\""));
+        QVERIFY(QFileInfo::exists(w->entries().at(w->currentRow()).imagePath()));
+        QCOMPARE(w->session()->state(), EditSession::State::Clean);
+        QVERIFY(w->bannerText().isEmpty());
+    }
+
+    // The open profile deleted elsewhere without edits simply leaves the window.
+    void cleanProfileDeletedElsewhereLeaves()
+    {
+        seed(QStringLiteral("Seul"));
+        ScriptedDialogs dialogs;
+        auto w = window();
+        w->profileList()->setCurrentRow(0);
+        QVERIFY(QDir(w->entries().first().folder).removeRecursively());
+        QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 0, 5000);
+        QCOMPARE(w->currentRow(), -1);
+        QCOMPARE(w->session()->state(), EditSession::State::Clean);
+        QVERIFY(dialogs.prompts().isEmpty());
+    }
+
+    // A document of the open profile rewritten elsewhere is shown at once when nothing was edited.
+    void cleanProfileChangedElsewhereReloads()
+    {
+        const GamepadProfileMeta meta = seed(QStringLiteral("Vu"), {"joy_0"});
+        ScriptedDialogs dialogs;
+        auto w = window();
+        w->profileList()->setCurrentRow(0);
+        const QByteArray bytes = readBytes(meta.overlayPath());
+        QJsonObject document = QJsonDocument::fromJson(bytes).object();
+        QJsonArray nodes = document["nodes"].toArray();
+        QJsonObject first = nodes.at(0).toObject();
+        first["title"] = "Ailleurs";
+        nodes[0] = first;
+        document["nodes"] = nodes;
+        QVERIFY(writeJsonFileAtomic(meta.overlayPath(), document, nullptr));
+        QTRY_COMPARE_WITH_TIMEOUT(w->overlay()->node(0).title, QStringLiteral("Ailleurs"), 5000);
+        QVERIFY(!w->isDirty());
+        QVERIFY(dialogs.prompts().isEmpty());
     }
 
     void modesTable_data()
