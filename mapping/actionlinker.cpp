@@ -168,10 +168,7 @@ void ActionLinker::showSnapshot(const QJsonObject &overlay, const QString &image
     m_stale = false;
     m_imagePath = imagePath;
     // The picture first: the document's geometry is relative to the rectangle it occupies.
-    QPixmap picture;
-    if (!imagePath.isEmpty())
-        picture.load(imagePath);
-    m_overlay->setBackgroundPixmap(picture);
+    m_overlay->setBackgroundPixmap(QPixmap(imagePath));
     m_overlayLoaded = m_overlay->load(overlay);
     m_loadedOverlay = overlay;
     if (!m_overlayLoaded) {
