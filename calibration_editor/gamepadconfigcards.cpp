@@ -103,16 +103,18 @@ void GamepadConfigWidget::captureAxis(int axis, GamepadAxisCalibrationWidget::Ca
     editDone();
 }
 
-void GamepadConfigWidget::liveOutputs(std::array<double, kGamepadAxisCount> &outputs) const
+// The shown calibration applied to the live raw values: what the cards and gates preview.
+std::array<double, kGamepadAxisCount> GamepadConfigWidget::liveOutputs() const
 {
-    outputs.fill(0.0);
+    std::array<double, kGamepadAxisCount> outputs{};
     if (!m_device)
-        return;
+        return outputs;
     const InputProcessor &state = m_device->inputState();
     const GamepadCalibration &calibration = editedCalibration();
     for (int axis = 0; axis < kGamepadAxisCount; ++axis)
         outputs[size_t(axis)] =
             evaluateAxis(state.rawAxes()[size_t(axis)], calibration.axes[axis]).value;
+    return outputs;
 }
 
 void GamepadConfigWidget::captureGateCenter(int gate)
@@ -123,8 +125,7 @@ void GamepadConfigWidget::captureGateCenter(int gate)
     }
     if (!mayEdit() || gate < 0 || gate >= buffer().gates.size())
         return;
-    std::array<double, kGamepadAxisCount> outputs{};
-    liveOutputs(outputs);
+    const std::array<double, kGamepadAxisCount> outputs = liveOutputs();
     GamepadCalibration::GateSettings &settings = buffer().gates[gate];
     settings.centerX = outputs[size_t(settings.xAxis)];
     settings.centerY = outputs[size_t(settings.yAxis)];
@@ -287,8 +288,7 @@ void GamepadConfigWidget::updateLiveValues()
     if (layoutKey() != m_cardLayout)
         rebuildAxisCards();
     const InputProcessor &state = m_device->inputState();
-    std::array<double, kGamepadAxisCount> outputs{};
-    liveOutputs(outputs);
+    const std::array<double, kGamepadAxisCount> outputs = liveOutputs();
     for (GamepadAxisCalibrationWidget *card : std::as_const(m_axisCards)) {
         const size_t axis = size_t(card->axisIndex());
         card->setLiveValues(state.rawAxes()[axis], outputs[axis]);

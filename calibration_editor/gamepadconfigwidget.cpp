@@ -66,7 +66,6 @@ GamepadConfigWidget::GamepadConfigWidget(QWidget *parent) : QWidget(parent)
     setObjectName(QStringLiteral("gamepadConfigRoot"));
     setAttribute(Qt::WA_StyledBackground);
     setStyleSheet(calibrationEditorStyleSheet());
-    m_buffers.fill(defaultFullCalibration());
     createSessions();
     buildUi();
 

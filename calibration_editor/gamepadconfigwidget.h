@@ -136,7 +136,7 @@ private:
     void captureAxis(int axis, GamepadAxisCalibrationWidget::CaptureTarget target);
     void captureGateCenter(int gate);
     void removeGate(const QString &key);
-    void liveOutputs(std::array<double, kGamepadAxisCount> &outputs) const;
+    std::array<double, kGamepadAxisCount> liveOutputs() const;
     void clearCards();
     void addAxisCards(const GamepadCalibration &calibration, const QSet<int> &expanded);
     void addButtonCards(const GamepadCalibration &calibration, const QSet<int> &expanded);

@@ -264,6 +264,7 @@ private slots:
             QCOMPARE(status(), failure);
         } else {
             QVERIFY(!m_panel->hasUnsavedEdits());
+            QCOMPARE(status(), QStringLiteral("Pret"));
         }
         if ((leave == "panel closing" || leave == "scope") && answer != "Rester")
             QCOMPARE(shownGamma(), answer == "Réessayer" ? 2.5 : 1.5);
@@ -310,38 +311,44 @@ private slots:
     {
         QTest::addColumn<int>("scope");
         QTest::addColumn<QByteArray>("damage");
-        QTest::addColumn<bool>("bySwitching"); // reached by switching to Profil after the load
+        QTest::addColumn<QString>("when"); // damaged before the load, or after it; Profil reached
+                                           // at the load or by switching to it
         QTest::addColumn<bool>("startEmpty");
-        QTest::newRow("base, not JSON, start empty") << 0 << QByteArray("{ \"axes\": [") << false
+        QTest::newRow("base, not JSON, start empty") << 0 << QByteArray("{ \"axes\": [") << "load"
                                                      << true;
         QTest::newRow("base, other type, keep") << 0 << QByteArray("{\"type\": \"Overlay\"}")
-                                                << false << false;
+                                                << "load" << false;
         QTest::newRow("override, not an object, start empty") << 1 << QByteArray("[1, 2]")
-                                                              << false << true;
-        QTest::newRow("override, not JSON, keep") << 1 << QByteArray("{,}") << false << false;
+                                                              << "load" << true;
+        QTest::newRow("override, not JSON, keep") << 1 << QByteArray("{,}") << "load" << false;
         QTest::newRow("override reached by switching, start empty")
-            << 1 << QByteArray("{,}") << true << true;
-        QTest::newRow("override reached by switching, keep") << 1 << QByteArray("{,}") << true
+            << 1 << QByteArray("{,}") << "switch" << true;
+        QTest::newRow("override reached by switching, keep") << 1 << QByteArray("{,}") << "switch"
                                                              << false;
+        QTest::newRow("override damaged after the load, keep") << 1 << QByteArray("{,}")
+                                                               << "after load" << false;
     }
 
     void unreadableFileAtLoad()
     {
         QFETCH(int, scope);
         QFETCH(QByteArray, damage);
-        QFETCH(bool, bySwitching);
+        QFETCH(QString, when);
         QFETCH(bool, startEmpty);
         const QString path = scope == 0 ? baseFile() : overrideFile();
-        QVERIFY(writeBytes(path, damage));
-        m_profile.calibrationMode = scope == 1 && !bySwitching ? "override" : "inherit";
+        QVERIFY(when == "after load" ? writeGamma(path, 1.5) : writeBytes(path, damage));
+        m_profile.calibrationMode = scope == 1 && when == "load" ? "override" : "inherit";
         m_panel->setProfile(makeProfile("Regie", "inherit")); // away, then back: read again
         m_panel->setProfile(m_profile);
-        if (bySwitching)
+        if (when == "after load")
+            QVERIFY(writeBytes(path, damage));
+        if (when != "load")
             scopeCombo()->setCurrentIndex(1);
         QCOMPARE(m_panel->scope(), scope);
         QVERIFY2(status().startsWith("Calibration illisible dans " + path + " ("),
                  qPrintable(status()));
         QVERIFY(!cardsEnabled());
+        QVERIFY(!m_panel->findChild<QPushButton *>(QStringLiteral("addGateButton"))->isEnabled());
         QVERIFY(startEmptyOffered());
 
         // Every way of editing is refused; nothing reaches the file.
@@ -404,6 +411,43 @@ private slots:
         QCOMPARE(readBytes(overrideFile()), QByteArray("{,}"));
         QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::BaseScope));
         QVERIFY(status().startsWith("Calibration illisible dans " + overrideFile()));
+    }
+
+    // A profile folder that refuses writes: preparing the override fails, and so does deleting
+    // it; the panel stays where it was and says why.
+    void readOnlyProfileFolder_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::newRow("switching to Profil") << "switch";
+        QTest::newRow("copying the base to the profile") << "copy";
+        QTest::newRow("deleting the override") << "delete";
+    }
+
+    void readOnlyProfileFolder()
+    {
+        QFETCH(QString, action);
+        if (action == "delete")
+            scopeCombo()->setCurrentIndex(1); // prepares the override
+        const int scopeBefore = m_panel->scope();
+        ScriptedDialogs dialogs;
+        runUnder(ReadOnlyFolder, m_profile.folder, [&] {
+            if (action == "switch")
+                scopeCombo()->setCurrentIndex(1);
+            else if (action == "copy")
+                m_panel->copyBaseToProfile();
+            else
+                m_panel->deleteOverride();
+            return true;
+        });
+        QCOMPARE(m_panel->scope(), scopeBefore);
+        QCOMPARE(scopeCombo()->currentIndex(), scopeBefore);
+        QCOMPARE(m_panel->profile().calibrationMode, scopeBefore == 1 ? "override" : "inherit");
+        const QString said = action == "delete" ? "Impossible de supprimer " + overrideFile()
+                                                : "Impossible d'enregistrer " + overrideFile();
+        QVERIFY2(status().startsWith(said), qPrintable(status()));
+        QCOMPARE(QFileInfo::exists(overrideFile()), action == "delete");
+        QVERIFY(!m_panel->hasUnsavedEdits());
+        QVERIFY(dialogs.prompts().isEmpty());
     }
 
     void folderGoneUnderneath_data()

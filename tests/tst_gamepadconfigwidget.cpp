@@ -2,12 +2,14 @@
 #include "controlmanette.h"
 #include "gamepadbuttoncalibrationwidget.h"
 #include "gamepadconfigwidget.h"
+#include "inputprocessing.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
 #include "scripteddialogseam.h"
 
 #include <QComboBox>
 #include <QLabel>
+#include <QTableWidget>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -116,6 +118,10 @@ private slots:
         m_panel->updateLiveValues(); // values go into the cards, which stay
         QCOMPARE(m_panel->findChild<GamepadAxisCalibrationWidget *>(), card);
         QCOMPARE(card->findChild<QLabel *>(QStringLiteral("rawLabel"))->text(), "raw: 30.0");
+        const double out = evaluateAxis(30.0, m_panel->editedCalibration().axes[0]).value;
+        QVERIFY(out > 0.0);
+        QCOMPARE(card->findChild<QLabel *>(QStringLiteral("outputLabel"))->text(),
+                 "out: " + QString::number(out, 'f', 1));
         m_panel->addGate();
         m_panel->addGate();
         const auto gates = m_panel->findChildren<GamepadGateCalibrationWidget *>();
@@ -132,6 +138,12 @@ private slots:
         m_panel->findChild<QComboBox *>(QStringLiteral("scopeCombo"))->setCurrentIndex(1);
         QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::BaseScope));
         QCOMPARE(m_panel->findChild<QComboBox *>(QStringLiteral("scopeCombo"))->currentIndex(), 0);
+        for (auto action : {&GamepadConfigWidget::copyBaseToProfile,
+                            &GamepadConfigWidget::deleteOverride}) {
+            (m_panel.get()->*action)();
+            QCOMPARE(statusOf(*m_panel),
+                     QStringLiteral("Aucun profil selectionne pour creer un override."));
+        }
     }
 
     void profileScopeCreatesTheOverride()
@@ -300,6 +312,37 @@ private slots:
         QCOMPARE(m_panel->editedCalibration().axes[1].outputScale, 3.0);
         QVERIFY(m_panel->isSavePending());
         QTRY_VERIFY(!m_panel->measureDialog());
+    }
+
+    void reviewSaysWhatWasMeasured_data()
+    {
+        QTest::addColumn<bool>("moved");
+        QTest::addColumn<QString>("instructions");
+        QTest::newRow("axis moved") << true
+                                    << "Verifiez la proposition axe par axe puis cliquez sur "
+                                       "Appliquer.";
+        QTest::newRow("nothing moved") << false
+                                       << "Aucun axe n'a bouge : rien ne change. Recommencez la "
+                                          "mesure en bougeant les sticks et les gachettes.";
+    }
+
+    void reviewSaysWhatWasMeasured()
+    {
+        QFETCH(bool, moved);
+        m_panel->openMeasurement();
+        CalibrationMeasureDialog *dialog = m_panel->measureDialog();
+        QVERIFY(dialog);
+        auto *table = dialog->findChild<QTableWidget *>(QStringLiteral("measureTable"));
+        QVERIFY(!table->isVisible());
+        const CalibrationRecording::Presence present{true};
+        for (qint64 t = 0; t <= CalibrationMeasureDialog::kRestDurationMs; t += 500)
+            dialog->addSample(t, present, {0.0});
+        dialog->addSample(3000, present, {moved ? 90.0 : 5.0});
+        dialog->finishMotion();
+        QVERIFY(table->isVisible());
+        QTEST(dialog->findChild<QLabel *>(QStringLiteral("measureInstructions"))->text(),
+              "instructions");
+        QCOMPARE(table->item(0, 1)->text(), moved ? "Stick" : "inchange");
     }
 
     void measurementEndsWithItsController_data()
