@@ -81,12 +81,22 @@ void GamepadDefinder::onProfileRootsChanged()
     mergeCatalogue(readProfileEntries());
 }
 
-// A document of the open profile changed, or a copy under way in a root went on.
-void GamepadDefinder::onProfileFoldersChanged()
+// A document of the open profile changed (its own saves included: the check is cheap when the
+// files are as saved), or a copy under way in a root went on, which may complete a profile.
+void GamepadDefinder::onProfileFoldersChanged(const QStringList &paths)
 {
-    if (validRow(m_currentRow))
+    QStringList open;
+    if (validRow(m_currentRow)) {
         m_session->checkDisk();
-    onProfileRootsChanged();
+        open = documentPaths(m_entries.at(m_currentRow));
+        open << QDir::cleanPath(m_entries.at(m_currentRow).folder);
+    }
+    for (const QString &path : paths) {
+        if (!open.contains(path)) {
+            onProfileRootsChanged();
+            return;
+        }
+    }
 }
 
 // The catalogue as read from the folders, with the open profile kept where it is: by its folder,

@@ -186,7 +186,7 @@ private:
     void updateTile(int row);
     void rearmWatcher();
     void onProfileRootsChanged();
-    void onProfileFoldersChanged();
+    void onProfileFoldersChanged(const QStringList &paths);
     void mergeCatalogue(QList<GamepadProfileMeta> fresh);
 
     void refreshDevices();

@@ -28,7 +28,11 @@ ProfileFolderWatcher::ProfileFolderWatcher(QObject *parent) : QObject(parent)
         timer->setInterval(kSettleMs);
     }
     connect(&m_rootsTimer, &QTimer::timeout, this, &ProfileFolderWatcher::rootsChanged);
-    connect(&m_foldersTimer, &QTimer::timeout, this, &ProfileFolderWatcher::foldersChanged);
+    connect(&m_foldersTimer, &QTimer::timeout, this, [this] {
+        const QStringList changed = m_changed;
+        m_changed.clear();
+        Q_EMIT foldersChanged(changed);
+    });
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this,
             &ProfileFolderWatcher::onChange);
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &ProfileFolderWatcher::onChange);
@@ -74,8 +78,12 @@ QStringList ProfileFolderWatcher::watchedPaths() const
 
 void ProfileFolderWatcher::onChange(const QString &path)
 {
-    if (m_roots.contains(QDir::cleanPath(path)))
+    const QString clean = QDir::cleanPath(path);
+    if (m_roots.contains(clean)) {
         m_rootsTimer.start();
-    else
-        m_foldersTimer.start();
+        return;
+    }
+    if (!m_changed.contains(clean))
+        m_changed << clean;
+    m_foldersTimer.start();
 }

@@ -28,14 +28,15 @@ public:
 signals:
     // Something changed in a root: profiles may have come or gone.
     void rootsChanged();
-    // Something changed in a watched folder or file (not a root).
-    void foldersChanged();
+    // Something changed in these watched folders or files (not roots), in the order first heard.
+    void foldersChanged(const QStringList &paths);
 
 private:
     void onChange(const QString &path);
 
     QFileSystemWatcher m_watcher;
     QStringList m_roots;
+    QStringList m_changed;
     QTimer m_rootsTimer;
     QTimer m_foldersTimer;
 };

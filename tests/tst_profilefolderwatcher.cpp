@@ -33,11 +33,13 @@ private slots:
         QTest::addColumn<QString>("change");
         QTest::addColumn<int>("roots");
         QTest::addColumn<int>("folders");
-        QTest::newRow("a profile copied in") << "add" << 1 << 0;
-        QTest::newRow("the open profile deleted") << "remove" << 1 << 1;
-        QTest::newRow("a document rewritten in place") << "rewrite" << 0 << 1;
-        QTest::newRow("a document replaced by rename") << "replace" << 0 << 1;
-        QTest::newRow("a burst is one signal") << "burst" << 1 << 0;
+        QTest::addColumn<QStringList>("paths"); // relative to the profile folder
+        QTest::newRow("a profile copied in") << "add" << 1 << 0 << QStringList();
+        QTest::newRow("the open profile deleted") << "remove" << 1 << 1 << QStringList{"."};
+        QTest::newRow("a document rewritten in place")
+            << "rewrite" << 0 << 1 << QStringList{"overlay.json"};
+        QTest::newRow("a document replaced by rename") << "replace" << 0 << 1 << QStringList{"."};
+        QTest::newRow("a burst is one signal") << "burst" << 1 << 0 << QStringList();
     }
 
     void changes()
@@ -63,6 +65,14 @@ private slots:
         QTest::qWait(2 * ProfileFolderWatcher::kSettleMs);
         QTEST(int(rootSignals.count()), "roots");
         QTEST(int(folderSignals.count()), "folders");
+        QFETCH(QStringList, paths);
+        QStringList expected;
+        for (const QString &path : paths)
+            expected << QDir::cleanPath(m_profile + "/" + path);
+        const QStringList heard =
+            folderSignals.isEmpty() ? QStringList() : folderSignals.first().first().toStringList();
+        // Deleting a folder also tells of the files in it: the folder comes first.
+        QCOMPARE(heard.mid(0, expected.size()), expected);
     }
 
     // A root that does not exist yet is watched through the folder above it.
