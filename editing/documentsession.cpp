@@ -27,6 +27,16 @@ QString shown(const QString &path)
     return QDir::toNativeSeparators(path);
 }
 
+// "de « Pad »", "de la calibration…", but "du mapping…" and "des…": French contracts the article.
+QString ofSubject(const QString &subject)
+{
+    if (subject.startsWith(QLatin1String("le ")))
+        return QStringLiteral("du ") + subject.mid(3);
+    if (subject.startsWith(QLatin1String("les ")))
+        return QStringLiteral("des ") + subject.mid(4);
+    return QStringLiteral("de ") + subject;
+}
+
 QString heldMessage(const QString &path)
 {
     return QStringLiteral("%1 a été modifié ailleurs : vos modifications ne sont pas "
@@ -117,7 +127,7 @@ void DocumentSession::loadFailed(const QString &folder, const QStringList &paths
 {
     m_timer.stop();
     m_session.loadFailed(DocumentSet::take(folder, paths), path, message);
-    qCWarning(lcGamepadUi).noquote() << "Gamepad document load failed error=" << message;
+    qCWarning(lcGamepadUi).noquote() << QStringLiteral("Gamepad document load failed error=%1").arg(message);
     Q_EMIT stateChanged();
 }
 
@@ -237,7 +247,8 @@ void DocumentSession::goneNow(const QString &path, bool announce)
     m_timer.stop();
     Q_EMIT stateChanged();
     if (news)
-        qCWarning(lcGamepadUi).noquote() << "Gamepad documents gone error=" << message;
+        qCWarning(lcGamepadUi).noquote()
+            << QStringLiteral("Gamepad documents gone error=%1").arg(message);
     // Without edits nothing is lost: the editor shows the state, no one needs telling.
     if (news && announce && m_session.hasUnsavedEdits())
         Q_EMIT failureAnnounced(message);
@@ -286,7 +297,8 @@ bool DocumentSession::save(Attempt attempt)
         return true;
     }
     const bool news = m_session.saveFailed(result.path, result.message);
-    qCWarning(lcGamepadUi).noquote() << "Gamepad document save failed error=" << result.message;
+    qCWarning(lcGamepadUi).noquote()
+        << QStringLiteral("Gamepad document save failed error=%1").arg(result.message);
     Q_EMIT stateChanged();
     if (news && attempt != Attempt::Leaving)
         Q_EMIT failureAnnounced(result.message);
@@ -314,8 +326,8 @@ bool DocumentSession::requestLeave()
     while (m_session.hasUnsavedEdits()) {
         if (m_session.state() == EditSession::State::Gone)
             return leaveGone();
-        const QString text = QStringLiteral("Les modifications de %1 ne sont pas enregistrées :\n%2")
-                                 .arg(m_subject, stateMessage());
+        const QString text = QStringLiteral("Les modifications %1 ne sont pas enregistrées :\n%2")
+                                 .arg(ofSubject(m_subject), stateMessage());
         switch (dialogSeam().choose(m_dialogParent, leaveTitle(), text, leaveChoices(), Stay)) {
         case Retry:
             if (save(Attempt::Leaving))
@@ -337,8 +349,8 @@ bool DocumentSession::leaveGone()
     if (m_saveAsNew)
         choices.prepend(saveAsNewChoice());
     const QString text =
-        QStringLiteral("%1\nLes modifications de %2 ne sont enregistrées nulle part.")
-            .arg(stateMessage(), m_subject);
+        QStringLiteral("%1\nLes modifications %2 ne sont enregistrées nulle part.")
+            .arg(stateMessage(), ofSubject(m_subject));
     const int stay = int(choices.size()) - 1;
     const int choice = dialogSeam().choose(m_dialogParent, leaveTitle(), text, choices, stay);
     if (choice == stay)
@@ -376,12 +388,14 @@ bool DocumentSession::flushQuietly()
     const DiskCheck check = checkDocuments(m_session.documents());
     if (check.kind != DiskCheck::Unchanged) {
         qCWarning(lcGamepadUi).noquote()
-            << "Gamepad edits not saved: changed or gone elsewhere path=" << check.path;
+            << QStringLiteral("Gamepad edits not saved: changed or gone elsewhere path=%1")
+                   .arg(check.path);
         return false;
     }
     const SaveResult result = m_saver ? m_saver() : SaveResult();
     if (!result.ok) {
-        qCWarning(lcGamepadUi).noquote() << "Gamepad document save failed error=" << result.message;
+        qCWarning(lcGamepadUi).noquote()
+        << QStringLiteral("Gamepad document save failed error=%1").arg(result.message);
         return false;
     }
     const DocumentSet &written = m_session.documents();

@@ -435,7 +435,7 @@ private slots:
         QCOMPARE(dialogs.prompts().size(), 1);
         const ScriptedDialogSeam::Prompt leave = dialogs.prompts().first();
         QCOMPARE(leave.title, QString("Modifications non enregistrées"));
-        QCOMPARE(leave.text, "Les modifications de le mapping de « Pad » ne sont pas enregistrées "
+        QCOMPARE(leave.text, "Les modifications du mapping de « Pad » ne sont pas enregistrées "
                              ":\n" +
                                  reason);
         QCOMPARE(leave.items, QStringList({"Réessayer", "Abandonner les modifications", "Rester"}));

@@ -320,6 +320,33 @@ private slots:
         QTEST(editor.memory, "inMemory");
     }
 
+    // "de" before the subject's article contracts as French does.
+    void leaveTextNamesTheSubject_data()
+    {
+        QTest::addColumn<QString>("subject");
+        QTest::addColumn<QString>("named");
+        QTest::newRow("a name") << "« Doc »" << "Les modifications de « Doc » ne";
+        QTest::newRow("feminine") << "la calibration Base" << "Les modifications de la calibration";
+        QTest::newRow("masculine") << "le mapping de « P »" << "Les modifications du mapping de";
+        QTest::newRow("plural") << "les réglages" << "Les modifications des réglages ne";
+    }
+
+    void leaveTextNamesTheSubject()
+    {
+        QFETCH(QString, subject);
+        Editor editor(m_folder);
+        editor.session.setSubject(subject);
+        editor.load();
+        editor.failWith = "full";
+        editor.edit("mine");
+        editor.session.flush();
+        ScriptedDialogs dialogs;
+        editor.session.requestLeave();
+        QFETCH(QString, named);
+        const QString text = dialogs.prompts().value(0).text;
+        QVERIFY2(text.startsWith(named), qPrintable(text));
+    }
+
     // A retry that fails again asks again; the loop ends with the user's choice.
     void retryThatFailsAsksAgain()
     {

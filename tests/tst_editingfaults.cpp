@@ -7,6 +7,7 @@
 #include "interactiveoverlay.h"
 #include "jsonfile.h"
 #include "mappingdocument.h"
+#include "overlaybindings.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
 #include "scripteddialogseam.h"
@@ -345,7 +346,7 @@ public:
     {
         const QVector<OverlayNode> nodes = m_linker.overlay()->nodes();
         const QString action =
-            nodes.isEmpty() ? QString() : nodes.first().sources.first().binding["ref"].toString();
+            nodes.isEmpty() ? QString() : bindingActionName(nodes.first().sources.first().binding);
         return action == "zoom" ? "edit" : action == "tilt" ? "theirs" : "original";
     }
     QString disk() const override
