@@ -47,6 +47,9 @@ private slots:
         QTest::newRow("end never reached keeps its value")
             << Samples{0, 0.4} << Samples{0, 80} << false << true << false << 0.2 << 0.2 << 2.5
             << -90.0 << 80.0 << "+";
+        QTest::newRow("positive end never reached keeps its value")
+            << Samples{0, 0.4} << Samples{0, -80} << false << true << false << 0.2 << 0.2 << 2.5
+            << -80.0 << 100.0 << "-";
         QTest::newRow("noise beyond the limit")
             << Samples{-60, 60} << Samples{-100, 100} << false << true << false << 0.0 << 60.0
             << 50.0 << -100.0 << 100.0 << "-+";

@@ -9,8 +9,9 @@
 
 #include <QComboBox>
 #include <QLabel>
-#include <QTableWidget>
+#include <QPushButton>
 #include <QSignalSpy>
+#include <QTableWidget>
 #include <QtTest>
 
 #include <memory>
@@ -75,6 +76,26 @@ private:
         return baseCalibrationWritePath({QStringLiteral("Test Pad"), 0x45e, 0x28e});
     }
 
+    GamepadAxisCalibrationWidget *axisCard(int axis) const
+    {
+        const auto cards = m_panel->findChildren<GamepadAxisCalibrationWidget *>();
+        for (GamepadAxisCalibrationWidget *card : cards) {
+            if (card->axisIndex() == axis)
+                return card;
+        }
+        return nullptr;
+    }
+
+    QPushButton *button(const QString &text) const
+    {
+        const auto buttons = m_panel->findChildren<QPushButton *>();
+        for (QPushButton *candidate : buttons) {
+            if (candidate->text() == text)
+                return candidate;
+        }
+        return nullptr;
+    }
+
     QTemporaryDir m_home;
     std::unique_ptr<VirtualJoysticks> m_joysticks;
     std::unique_ptr<ControlManette> m_pad;
@@ -122,14 +143,89 @@ private slots:
         QVERIFY(out > 0.0);
         QCOMPARE(card->findChild<QLabel *>(QStringLiteral("outputLabel"))->text(),
                  "out: " + QString::number(out, 'f', 1));
+        card->setExpanded(true);
         m_panel->addGate();
         m_panel->addGate();
+        QVERIFY(axisCard(0)->isExpanded()); // the rebuilt cards stay as the user opened them
+        QVERIFY(!axisCard(1)->isExpanded());
         const auto gates = m_panel->findChildren<GamepadGateCalibrationWidget *>();
         QCOMPARE(gates.size(), 2);
         QCOMPARE(m_panel->editedCalibration().gates.at(1).key, QStringLiteral("gate_1"));
+        m_panel->flushSave();
+        GamepadCalibration::GateSettings gate = gates.at(1)->settings();
+        gate.radius = 20.0;
+        Q_EMIT gates.at(1)->settingsChanged(gate);
+        QVERIFY(m_panel->isSavePending());
         Q_EMIT gates.first()->deleteRequested();
         QTRY_COMPARE(m_panel->editedCalibration().gates.size(), 1);
         QCOMPARE(m_panel->editedCalibration().gates.at(0).key, QStringLiteral("gate_1"));
+        QCOMPARE(m_panel->editedCalibration().gates.at(0).radius, 20.0);
+    }
+
+    void aFreshPanelShowsNothingBound()
+    {
+        GamepadConfigWidget panel;
+        const auto meta = panel.findChildren<QLabel *>(QStringLiteral("metaLabel"));
+        QCOMPARE(meta.at(0)->text(), QStringLiteral("Aucune manette liee"));
+        QCOMPARE(meta.at(1)->text(), QStringLiteral("Aucun profil selectionne"));
+        QCOMPARE(panel.findChild<QLabel *>(QStringLiteral("sourceLabel"))->text(),
+                 QStringLiteral("Source: Defaut"));
+        QCOMPARE(statusOf(panel), QStringLiteral("Profil requis pour override"));
+    }
+
+    void capturesWriteTheLiveValue_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<bool>("connected");
+        for (const char *target : {"rest", "min", "max", "end", "gate centre"})
+            QTest::addRow("%s", target) << QString(target) << true;
+        QTest::newRow("rest, disconnected") << "rest" << false;
+        QTest::newRow("gate centre, disconnected") << "gate centre" << false;
+    }
+
+    void capturesWriteTheLiveValue()
+    {
+        QFETCH(QString, target);
+        QFETCH(bool, connected);
+        m_panel->addGate();
+        m_panel->flushSave();
+        m_joysticks->backend.setAxis(0, 0, 42.0);
+        m_joysticks->backend.setAxis(0, 1, -30.0);
+        if (!connected)
+            m_joysticks->backend.disconnectController(0);
+        m_pad->poll();
+        m_panel->updateLiveValues();
+        using Target = GamepadAxisCalibrationWidget::CaptureTarget;
+        const QMap<QString, Target> targets = {{"rest", Target::Rest},
+                                               {"min", Target::Negative},
+                                               {"max", Target::Positive},
+                                               {"end", Target::Active}};
+        const GamepadCalibration before = m_panel->editedCalibration();
+        if (target == "gate centre")
+            Q_EMIT m_panel->findChild<GamepadGateCalibrationWidget *>()->captureCenterRequested();
+        else
+            Q_EMIT axisCard(0)->captureRequested(targets.value(target));
+        QCOMPARE(m_panel->isSavePending(), connected);
+        if (!connected) {
+            QCOMPARE(m_panel->editedCalibration(), before);
+            QCOMPARE(statusOf(*m_panel), QStringLiteral("Deconnectee: captures off"));
+            return;
+        }
+        m_panel->flushSave();
+        const QJsonObject file = readJson(baseFile());
+        if (target == "gate centre") {
+            const QJsonObject gate = file.value("gates").toArray().at(0).toObject();
+            QCOMPARE(gate.value("centerX").toDouble(), evaluateAxis(42.0, before.axes[0]).value);
+            QCOMPARE(gate.value("centerY").toDouble(), evaluateAxis(-30.0, before.axes[1]).value);
+            return;
+        }
+        const QMap<QString, QString> fields = {
+            {"rest", "restRaw"}, {"min", "negativeRaw"}, {"max", "positiveRaw"}, {"end", "activeRaw"}};
+        QCOMPARE(file.value("axes").toArray().at(0)[fields.value(target)].toDouble(), 42.0);
+        const Axis shown = axisCard(0)->settings();
+        QCOMPARE(QList<double>({shown.restRaw, shown.negativeRaw, shown.positiveRaw, shown.activeRaw})
+                     .count(42.0),
+                 1);
     }
 
     void scopeNeedsAProfile()
@@ -176,6 +272,8 @@ private slots:
         QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::BaseScope));
         QCOMPARE(meta.last(), QVariantList({"inherit", "", quint32(0x45e), quint32(0x28e)}));
         QCOMPARE(saved.count(), 1);
+        QCOMPARE(m_panel->findChild<QLabel *>(QStringLiteral("sourceLabel"))->text(),
+                 QStringLiteral("Source: Defaut"));
         m_panel->copyBaseToProfile();
         QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::ProfileScope));
         QCOMPARE(m_panel->editedCalibration().axes[0].gamma, 1.0);
@@ -222,6 +320,19 @@ private slots:
         QCOMPARE(readBytes(outside), bytes);
     }
 
+    // An override named outside the profile folder is read but never written.
+    void overrideOutsideTheProfileIsNeverPrepared()
+    {
+        const QString outside = QDir(m_home.path()).filePath("elsewhere.json");
+        m_panel->setProfile(makeProfile(QStringLiteral("override"), outside));
+        auto *scopes = m_panel->findChild<QComboBox *>(QStringLiteral("scopeCombo"));
+        scopes->setCurrentIndex(0);
+        scopes->setCurrentIndex(1);
+        QCOMPARE(m_panel->scope(), int(GamepadConfigWidget::BaseScope));
+        QCOMPARE(statusOf(*m_panel), QStringLiteral("Chemin d'override invalide."));
+        QVERIFY(!QFile::exists(outside));
+    }
+
     void burstOfEditsWritesOnceAndReachesTheRuntime()
     {
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
@@ -244,6 +355,11 @@ private slots:
 
     void capturesNeedAConnectedController()
     {
+        QPushButton *captureRest = button(QStringLiteral("Capturer repos"));
+        QCOMPARE(captureRest->toolTip(), QStringLiteral("Capturer le repos de tous les axes.\n"
+                                                        "Utilise la position actuelle comme "
+                                                        "neutre."));
+        QVERIFY(captureRest->isEnabled() && button(QStringLiteral("Mesurer…"))->isEnabled());
         m_joysticks->backend.setAxis(0, 1, 54.0);
         m_pad->poll();
         m_panel->captureRestForAll();
@@ -258,6 +374,7 @@ private slots:
         QCOMPARE(m_panel->editedCalibration().axes[1].restRaw, 54.0);
         QVERIFY(!m_panel->measureDialog());
         QCOMPARE(statusOf(*m_panel), QStringLiteral("Deconnectee: captures off"));
+        QVERIFY(!captureRest->isEnabled() && !button(QStringLiteral("Mesurer…"))->isEnabled());
     }
 
     void controllerDeletedUnderThePanel()
@@ -279,7 +396,7 @@ private slots:
     // Drives the open measurement to its proposal: axis 0 rests at 54 and travels -70..100.
     CalibrationMeasureDialog *measureAxisZero()
     {
-        m_panel->openMeasurement();
+        button(QStringLiteral("Mesurer…"))->click();
         CalibrationMeasureDialog *dialog = m_panel->measureDialog();
         if (!dialog)
             return nullptr;
@@ -343,6 +460,9 @@ private slots:
         QTEST(dialog->findChild<QLabel *>(QStringLiteral("measureInstructions"))->text(),
               "instructions");
         QCOMPARE(table->item(0, 1)->text(), moved ? "Stick" : "inchange");
+        dialog->findChild<QPushButton *>(QStringLiteral("measureCancelButton"))->click();
+        QTRY_VERIFY(!m_panel->measureDialog());
+        QVERIFY(!m_panel->isSavePending());
     }
 
     void measurementEndsWithItsController_data()
@@ -416,6 +536,27 @@ private slots:
         QCOMPARE(dialogs.prompts().size(), 1);
         m_panel->flushSave();
         QCOMPARE(readJson(baseFile()).value("axes").toArray().at(0)["restRaw"].toDouble(), 54.0);
+    }
+
+    // A file that became unreadable while measuring takes no measurement either.
+    void measuringAScopeThatBecameUnreadable()
+    {
+        m_panel->openMeasurement();
+        CalibrationMeasureDialog *dialog = m_panel->measureDialog();
+        QVERIFY(dialog);
+        QFile base(baseFile());
+        QVERIFY(QDir().mkpath(QFileInfo(baseFile()).absolutePath()));
+        QVERIFY(base.open(QIODevice::WriteOnly) && base.write("{,}") == 3);
+        base.close();
+        m_panel->checkDisk();
+        ScriptedDialogs dialogs;
+        dialog->accept();
+        QCOMPARE(dialogs.prompts().size(), 1);
+        QCOMPARE(dialogs.prompts().first().title, QStringLiteral("Mesurer"));
+        QCOMPARE(dialogs.prompts().first().text, statusOf(*m_panel));
+        QVERIFY(statusOf(*m_panel).startsWith("Calibration illisible dans " + baseFile()));
+        QCOMPARE(m_panel->measureDialog(), dialog);
+        QCOMPARE(readBytes(baseFile()), QByteArray("{,}"));
     }
 
     // The panel as a user sees it, for the eye: build/tests/calibration_panel.png.
