@@ -209,51 +209,28 @@ private slots:
         QVERIFY(dialogs.prompts().isEmpty());
     }
 
-    void conflict_data()
+    // Declining to overwrite a file changed elsewhere holds the save: later edits wait for an
+    // explicit one, which asks again.
+    void heldSaveWaitsForAnExplicitOne()
     {
-        QTest::addColumn<QString>("answer");
-        QTest::addColumn<QByteArray>("onDisk");
-        QTest::addColumn<bool>("unsaved");
-        QTest::newRow("overwrite") << "Écraser" << QByteArray("mine") << false;
-        QTest::newRow("reload") << "Recharger" << QByteArray("theirs") << false;
-        QTest::newRow("cancel") << "Annuler" << QByteArray("theirs") << true;
-        QTest::newRow("closed without a choice") << "" << QByteArray("theirs") << true;
-    }
-
-    void conflict()
-    {
-        QFETCH(QString, answer);
         Editor editor(m_folder);
         editor.load();
         editor.edit("mine");
         QVERIFY(writeBytes(editor.path, "theirs"));
         ScriptedDialogs dialogs;
-        if (!answer.isEmpty())
-            dialogs.answerChoice(answer);
-        editor.session.flush();
-
+        dialogs.answerChoice("Annuler");
+        QVERIFY(!editor.session.flush());
+        QCOMPARE(dialogs.prompts().value(0).items,
+                 QStringList({"Écraser", "Recharger", "Annuler"}));
+        QVERIFY(editor.session.stateMessage().endsWith(
+            " a été modifié ailleurs : vos modifications ne sont pas enregistrées."));
+        editor.edit("mine 2");
+        QVERIFY(!editor.session.isSavePending());
+        QVERIFY(!editor.session.flush());
         QCOMPARE(dialogs.prompts().size(), 1);
-        const auto prompt = dialogs.prompts().first();
-        QCOMPARE(prompt.kind, ScriptedDialogSeam::Kind::Choice);
-        QCOMPARE(prompt.title, QString("Fichier modifié ailleurs"));
-        QVERIFY(prompt.text.startsWith(editor.path + " a été modifié sur le disque"));
-        QCOMPARE(prompt.items, QStringList({"Écraser", "Recharger", "Annuler"}));
-        QCOMPARE(prompt.current, 2);
-        QTEST(readBytes(editor.path), "onDisk");
-        QTEST(editor.session.hasUnsavedEdits(), "unsaved");
-        QCOMPARE(editor.memory, answer == "Recharger" ? QByteArray("theirs") : QByteArray("mine"));
-        if (editor.session.hasUnsavedEdits()) {
-            // Held: further edits wait for an explicit save, which asks again.
-            QCOMPARE(editor.session.state(), EditSession::State::SaveFailed);
-            QVERIFY(editor.session.stateMessage().contains("a été modifié ailleurs"));
-            editor.edit("mine 2");
-            QVERIFY(!editor.session.isSavePending());
-            QVERIFY(!editor.session.flush());
-            QCOMPARE(dialogs.prompts().size(), 1);
-            dialogs.answerChoice("Écraser");
-            QVERIFY(editor.session.saveNow());
-            QCOMPARE(readBytes(editor.path), QByteArray("mine 2"));
-        }
+        dialogs.answerChoice("Écraser");
+        QVERIFY(editor.session.saveNow());
+        QCOMPARE(readBytes(editor.path), QByteArray("mine 2"));
         QVERIFY(editor.announced.isEmpty()); // the user answered: nothing more to tell
     }
 
@@ -274,50 +251,6 @@ private slots:
         QVERIFY(editor.session.flush());
         QCOMPARE(readBytes(editor.path), QByteArray("c"));
         QCOMPARE(editor.session.stateMessage(), QString());
-    }
-
-    void leaving_data()
-    {
-        QTest::addColumn<QString>("answer");
-        QTest::addColumn<bool>("repaired"); // the disk accepts the retry
-        QTest::addColumn<bool>("mayLeave");
-        QTest::addColumn<QByteArray>("onDisk");
-        QTest::addColumn<QByteArray>("inMemory");
-        QTest::newRow("stay") << "Rester" << false << false << QByteArray("{\"v\": 1}")
-                              << QByteArray("mine");
-        QTest::newRow("no answer stays") << "" << false << false << QByteArray("{\"v\": 1}")
-                                         << QByteArray("mine");
-        QTest::newRow("discard reloads") << "Abandonner les modifications" << false << true
-                                         << QByteArray("{\"v\": 1}") << QByteArray("{\"v\": 1}");
-        QTest::newRow("retry succeeds") << "Réessayer" << true << true << QByteArray("mine")
-                                        << QByteArray("mine");
-    }
-
-    void leaving()
-    {
-        QFETCH(QString, answer);
-        QFETCH(bool, repaired);
-        Editor editor(m_folder);
-        editor.load();
-        editor.failWith = "Échec sauvegarde config : Read-only file system";
-        editor.edit("mine");
-        QVERIFY(!editor.session.flush());
-        ScriptedDialogs dialogs;
-        if (!answer.isEmpty())
-            dialogs.answerChoice(answer);
-        if (repaired)
-            editor.failWith.clear();
-        QTEST(editor.session.requestLeave(), "mayLeave");
-        QCOMPARE(dialogs.prompts().size(), 1);
-        const auto prompt = dialogs.prompts().first();
-        QCOMPARE(prompt.title, QString("Modifications non enregistrées"));
-        QCOMPARE(prompt.text, QString("Les modifications de « Doc » ne sont pas enregistrées :\n"
-                                      "Échec sauvegarde config : Read-only file system"));
-        QCOMPARE(prompt.items,
-                 QStringList({"Réessayer", "Abandonner les modifications", "Rester"}));
-        QCOMPARE(prompt.current, 2);
-        QTEST(readBytes(editor.path), "onDisk");
-        QTEST(editor.memory, "inMemory");
     }
 
     // "de" before the subject's article contracts as French does.
@@ -373,64 +306,6 @@ private slots:
         QVERIFY(editor.session.requestLeave());
         QVERIFY(dialogs.prompts().isEmpty());
         QCOMPARE(readBytes(editor.path), QByteArray("mine"));
-    }
-
-    void goneFolderIsNeverMadeAgain()
-    {
-        Editor editor(m_folder);
-        editor.load();
-        QSignalSpy states(&editor.session, &DocumentSession::stateChanged);
-        editor.edit("mine");
-        QVERIFY(QDir(m_folder).removeRecursively());
-        QVERIFY(!editor.session.flush());
-        QVERIFY(!editor.session.flush());
-        QVERIFY(!QFileInfo::exists(m_folder));
-        QCOMPARE(editor.saves, 0);
-        QCOMPARE(editor.session.state(), EditSession::State::Gone);
-        QCOMPARE(editor.announced.size(), 1);
-        QVERIFY(editor.announced.first().startsWith("Le dossier " + m_folder + " a disparu"));
-        QVERIFY(!editor.session.edited());
-        QVERIFY(editor.session.hasUnsavedEdits());
-        QVERIFY(states.count() >= 2);
-    }
-
-    void leavingGone_data()
-    {
-        QTest::addColumn<bool>("offerNew");
-        QTest::addColumn<QString>("answer");
-        QTest::addColumn<bool>("mayLeave");
-        QTest::addColumn<int>("savedAsNew");
-        QTest::newRow("save as new") << true << "Enregistrer comme nouveau profil" << true << 1;
-        QTest::newRow("discard") << true << "Abandonner les modifications" << true << 0;
-        QTest::newRow("stay") << true << "Rester" << false << 0;
-        QTest::newRow("without save as new") << false << "Abandonner les modifications" << true
-                                             << 0;
-    }
-
-    void leavingGone()
-    {
-        QFETCH(bool, offerNew);
-        QFETCH(QString, answer);
-        Editor editor(m_folder);
-        int savedAsNew = 0;
-        if (offerNew)
-            editor.session.setSaveAsNew([&savedAsNew] { return ++savedAsNew > 0; });
-        editor.load();
-        editor.edit("mine");
-        QVERIFY(QDir(m_folder).removeRecursively());
-        editor.session.checkDisk();
-        ScriptedDialogs dialogs;
-        dialogs.answerChoice(answer);
-        QTEST(editor.session.requestLeave(), "mayLeave");
-        QTEST(savedAsNew, "savedAsNew");
-        QStringList expected = {"Abandonner les modifications", "Rester"};
-        if (offerNew)
-            expected.prepend("Enregistrer comme nouveau profil");
-        QCOMPARE(dialogs.prompts().size(), 1);
-        QCOMPARE(dialogs.prompts().first().items, expected);
-        QVERIFY(dialogs.prompts().first().text.endsWith(
-            "Les modifications de « Doc » ne sont enregistrées nulle part."));
-        QVERIFY(!QFileInfo::exists(m_folder));
     }
 
     void startEmpty_data()
