@@ -9,6 +9,7 @@
 
 #include <QComboBox>
 #include <QLabel>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableWidget>
@@ -155,6 +156,12 @@ private slots:
         GamepadCalibration::GateSettings gate = gates.at(1)->settings();
         gate.radius = 20.0;
         Q_EMIT gates.at(1)->settingsChanged(gate);
+        QVERIFY(m_panel->isSavePending());
+        m_panel->flushSave();
+        auto *buttonCard = m_panel->findChild<GamepadButtonCalibrationWidget *>();
+        GamepadCalibration::ButtonSettings debounced = buttonCard->settings();
+        debounced.debounceMs = 40;
+        Q_EMIT buttonCard->settingsChanged(debounced);
         QVERIFY(m_panel->isSavePending());
         Q_EMIT gates.first()->deleteRequested();
         QTRY_COMPARE(m_panel->editedCalibration().gates.size(), 1);
@@ -451,6 +458,8 @@ private slots:
         QVERIFY(dialog);
         auto *table = dialog->findChild<QTableWidget *>(QStringLiteral("measureTable"));
         QVERIFY(!table->isVisible());
+        QCOMPARE(dialog->findChild<QProgressBar *>(QStringLiteral("measureProgress"))->maximum(),
+                 int(CalibrationMeasureDialog::kRestDurationMs));
         const CalibrationRecording::Presence present{true};
         for (qint64 t = 0; t <= CalibrationMeasureDialog::kRestDurationMs; t += 500)
             dialog->addSample(t, present, {0.0});
