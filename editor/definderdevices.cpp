@@ -195,11 +195,17 @@ void GamepadDefinder::syncCalibrationPanel()
 {
     if (!m_calibrationStale || m_mode != CalibrationMode)
         return;
-    m_calibrationStale = false;
-    if (m_calibration->device() != m_attached)
-        m_calibration->setDevice(m_attached);
     const GamepadProfileInfo info = currentProfileInfo();
-    if (!sameProfile(info, m_calibration->profile()))
+    const bool otherDevice = m_calibration->device() != m_attached;
+    const bool otherProfile = !sameProfile(info, m_calibration->profile());
+    // The panel may hold edits its user chose to keep: it stays as it is, and is asked again at
+    // the next change.
+    if ((otherDevice || otherProfile) && !m_calibration->requestLeave())
+        return;
+    m_calibrationStale = false;
+    if (otherDevice)
+        m_calibration->setDevice(m_attached);
+    if (otherProfile)
         m_calibration->setProfile(info);
     const QList<GateSourceOption> sources = twoAxisSources(*m_overlay);
     const QString signature = sourcesSignature(sources);

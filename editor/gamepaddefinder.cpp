@@ -105,10 +105,9 @@ GamepadDefinder::GamepadDefinder(GamepadManager *manager, QWidget *parent)
 GamepadDefinder::~GamepadDefinder()
 {
     // Edits of the last moments: the window is going away, so no question, only the log; a file
-    // changed elsewhere or a folder gone is left as it is. Closing the window asked already.
+    // changed elsewhere or a folder gone is left as it is. Closing the window asked already. The
+    // panels save theirs the same way as they go.
     m_session->flushQuietly();
-    m_calibration->flushSave();
-    m_linker->flushSave();
     // The children outlive this object's members: nothing they emit may reach it any more.
     const QList<QObject *> children = findChildren<QObject *>();
     for (QObject *child : children)
