@@ -268,13 +268,28 @@ private slots:
         QCOMPARE(w->overlay()->nodeCount(), 0);
     }
 
+    void damagedOverlayIsNeverSavedOver_data()
+    {
+        QTest::addColumn<bool>("outside");
+        QTest::newRow("damaged JSON") << false;
+        QTest::newRow("named outside the folder") << true;
+    }
+
     // A damaged overlay beside an intact mapping document: the profile is shown read-only, a
     // click in Edit mode and a switch write nothing, and only an explicit start over edits it.
+    // An overlay named outside the profile folder is never read nor written there.
     void damagedOverlayIsNeverSavedOver()
     {
-        const GamepadProfileMeta broken = seed(QStringLiteral("Casse"), {"joy_0", "but_1"});
+        QFETCH(bool, outside);
+        GamepadProfileMeta broken = seed(QStringLiteral("Casse"), {"joy_0", "but_1"});
         seed(QStringLiteral("Sain"));
         QVERIFY(writeBytes(broken.overlayPath(), "{ \"nodes\": ["));
+        const QString elsewhere = QFileInfo(broken.folder).dir().filePath("elsewhere.json");
+        QVERIFY(writeBytes(elsewhere, "{}"));
+        if (outside) {
+            broken.overlayFile = "../elsewhere.json";
+            QVERIFY(writeProfileMeta(&broken, nullptr));
+        }
         const QByteArray mapping = R"({"bridges": [{"src": {"stringKey": "but_1"}, "action": "zoom"}]})";
         QVERIFY(writeBytes(broken.configPath(), mapping));
         ScriptedDialogs dialogs;
@@ -290,15 +305,19 @@ private slots:
         QTest::mouseClick(w->overlay(), Qt::LeftButton);
         QVERIFY(!w->isDirty());
         w->profileList()->setCurrentRow(rowOf(*w, "Sain"));
-        QCOMPARE(readBytes(broken.overlayPath()), QByteArray("{ \"nodes\": ["));
+        QCOMPARE(readBytes(QDir(broken.folder).filePath("overlay.json")),
+                 QByteArray("{ \"nodes\": ["));
         QCOMPARE(readBytes(broken.configPath()), mapping);
+        QCOMPARE(readBytes(elsewhere), QByteArray("{}"));
         QCOMPARE(dialogs.prompts().size(), 1); // nothing asked about edits that cannot exist
+        if (outside) {
+            QVERIFY(QFile::remove(elsewhere));
+            return;
+        }
 
         // Starting over is the user's choice, asked once; then the profile takes edits.
         w->profileList()->setCurrentRow(rowOf(*w, "Casse"));
         QVERIFY(w->bannerText().startsWith("Impossible de charger la configuration"));
-        auto *again = w->findChild<QPushButton *>("gamepadSessionButton");
-        QCOMPARE(again->text(), QStringLiteral("Réessayer"));
         const QList<QPushButton *> buttons = w->findChildren<QPushButton *>("gamepadSessionButton");
         QPushButton *startOver = nullptr;
         for (QPushButton *button : buttons)
@@ -315,6 +334,7 @@ private slots:
         w->findChild<QPushButton *>("gamepadAddNodeButton")->click();
         QVERIFY(w->session()->flush());
         QVERIFY(QJsonDocument::fromJson(readBytes(broken.overlayPath())).isObject());
+        QVERIFY(QFile::remove(elsewhere));
     }
 
     // Profiles copied in or deleted by another program reach the open window; the open profile
