@@ -29,8 +29,10 @@ ProfileFolderWatcher::ProfileFolderWatcher(QObject *parent) : QObject(parent)
     }
     connect(&m_rootsTimer, &QTimer::timeout, this, &ProfileFolderWatcher::rootsChanged);
     connect(&m_foldersTimer, &QTimer::timeout, this, [this] {
-        const QStringList changed = m_changed;
+        // Sorted, so a folder comes before the files in it whatever order the kernel told them.
+        QStringList changed = m_changed;
         m_changed.clear();
+        changed.sort();
         Q_EMIT foldersChanged(changed);
     });
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this,

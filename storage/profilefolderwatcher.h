@@ -28,7 +28,7 @@ public:
 signals:
     // Something changed in a root: profiles may have come or gone.
     void rootsChanged();
-    // Something changed in these watched folders or files (not roots), in the order first heard.
+    // Something changed in these watched folders or files (not roots), sorted: a folder first.
     void foldersChanged(const QStringList &paths);
 
 private:
