@@ -177,7 +177,6 @@ private slots:
         QTest::qWait(50);
         e->mapping.onButtonChanged(6, true);
         QVERIFY(e->mapping.learnRemainingMs() < firstRemaining); // a restart would reset it
-        QCOMPARE(e->mapping.learnedButton(), 4);
         QTRY_COMPARE(changes, 1);
         QCOMPARE(e->overlay.sourceOf(pad, "Bouton").stringKey, "but_4");
 
