@@ -1,5 +1,6 @@
 #include "gamepadaxiscalibrationwidget.h"
 #include "gamepadbuttoncalibrationwidget.h"
+#include "gamepadgatecalibrationwidget.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -13,26 +14,6 @@
 using AxisSettings = GamepadCalibration::AxisSettings;
 using ButtonSettings = GamepadCalibration::ButtonSettings;
 using CaptureTarget = GamepadAxisCalibrationWidget::CaptureTarget;
-
-// "min..max by step" and the decimals or the suffix of the spin box `name` in `card`.
-static QString limits(const QWidget &card, const QString &name)
-{
-    if (auto *s = card.findChild<QDoubleSpinBox *>(name))
-        return QString::asprintf("%g..%g by %g, %d decimals", s->minimum(), s->maximum(),
-                                 s->singleStep(), s->decimals());
-    if (auto *s = card.findChild<QSpinBox *>(name))
-        return QString::asprintf("%d..%d by %d", s->minimum(), s->maximum(), s->singleStep()) +
-               s->suffix();
-    return QStringLiteral("missing");
-}
-
-// Changes a combo's index, a check box or a spin box through its setter, as the user would.
-static void edit(QWidget *control, double value)
-{
-    const bool combo = qobject_cast<QComboBox *>(control),
-               check = qobject_cast<QCheckBox *>(control);
-    QVERIFY(control->setProperty(combo ? "currentIndex" : check ? "checked" : "value", value));
-}
 
 // A row named after the control: the value to set and the record the card must then report.
 template <typename T, typename F> static void editRow(const char *control, double value, F change)
@@ -61,14 +42,27 @@ private slots:
         QTest::newRow("debounceSpin") << "0..5000 by 10 ms";
         QTest::newRow("repeatDelaySpin") << "0..60000 by 25 ms";
         QTest::newRow("repeatIntervalSpin") << "10..60000 by 10 ms";
+        QTest::newRow("gateCenterX") << "-100000..100000 by 1, 1 decimals";
+        QTest::newRow("gateCenterY") << "-100000..100000 by 1, 1 decimals";
+        QTest::newRow("gateRadius") << "0..200000 by 1, 1 decimals";
+        QTest::newRow("gateHysteresis") << "0..100000 by 0.5, 1 decimals";
     }
     void spinBoxLimits()
     {
-        const QString name = QTest::currentDataTag();
-        const GamepadAxisCalibrationWidget axis(0, AxisSettings());
-        const GamepadButtonCalibrationWidget button(0, ButtonSettings());
-        const QString found = limits(axis, name);
-        QTEST(found == "missing" ? limits(button, name) : found, "limits");
+        QWidget cards;
+        new GamepadAxisCalibrationWidget(0, AxisSettings(), {}, &cards);
+        new GamepadButtonCalibrationWidget(0, ButtonSettings(), &cards);
+        new GamepadGateCalibrationWidget(GamepadCalibration::GateSettings(), {}, {}, &cards);
+        const auto *spin = cards.findChild<QAbstractSpinBox *>(QTest::currentDataTag());
+        QVERIFY(spin);
+        const auto text = [spin](const char *name) {
+            return QString::number(spin->property(name).toDouble(), 'f',
+                                   QLocale::FloatingPointShortest);
+        };
+        QString found = text("minimum") + ".." + text("maximum") + " by " + text("singleStep");
+        if (spin->property("decimals").isValid())
+            found += ", " + text("decimals") + " decimals";
+        QTEST(found + spin->property("suffix").toString(), "limits");
     }
 
     // Shown settings never emit and show clamped to the editor's limits; typed values are
@@ -77,10 +71,7 @@ private slots:
     {
         GamepadAxisCalibrationWidget axis(0, AxisSettings());
         QSignalSpy axisSpy(&axis, &GamepadAxisCalibrationWidget::settingsChanged);
-        AxisSettings shown;
-        shown.mode = GamepadCalibration::AxisMode::Trigger;
-        shown.deadzoneRadius = 80;
-        axis.setSettings(shown);
+        axis.setSettings({true, GamepadCalibration::AxisMode::Trigger, 0, 80}); // a dead zone of 80
         QCOMPARE(axis.findChild<QDoubleSpinBox *>("deadzoneSpin")->value(), 50.0);
         QCOMPARE(axis.findChild<QComboBox *>("modeCombo")->currentIndex(), 1);
         QCOMPARE(axisSpy.count(), 0);
@@ -127,18 +118,21 @@ private slots:
     }
     void oneSignalPerEdit()
     {
-        const QString control = QTest::currentDataTag();
         QFETCH(double, value);
-        GamepadAxisCalibrationWidget axis(0, AxisSettings());
-        GamepadButtonCalibrationWidget button(0, ButtonSettings());
-        QSignalSpy axisSpy(&axis, &GamepadAxisCalibrationWidget::settingsChanged);
-        QSignalSpy buttonSpy(&button, &GamepadButtonCalibrationWidget::settingsChanged);
-        QWidget *axisControl = axis.findChild<QWidget *>(control);
-        edit(axisControl ? axisControl : button.findChild<QWidget *>(control), value);
+        QWidget cards;
+        auto *axis = new GamepadAxisCalibrationWidget(0, AxisSettings(), {}, &cards);
+        auto *button = new GamepadButtonCalibrationWidget(0, ButtonSettings(), &cards);
+        QSignalSpy axisSpy(axis, &GamepadAxisCalibrationWidget::settingsChanged);
+        QSignalSpy buttonSpy(button, &GamepadButtonCalibrationWidget::settingsChanged);
+        QWidget *edited = cards.findChild<QWidget *>(QTest::currentDataTag());
+        // As the user would: a combo's index, a check box or a spin box through its setter.
+        const bool combo = qobject_cast<QComboBox *>(edited),
+                   check = qobject_cast<QCheckBox *>(edited);
+        QVERIFY(edited->setProperty(combo ? "currentIndex" : check ? "checked" : "value", value));
         QCOMPARE(axisSpy.count() + buttonSpy.count(), 1);
-        QTEST((axisControl ? axisSpy : buttonSpy).at(0).at(0), "expected");
-        QCOMPARE(button.findChild<QLabel *>("summaryLabel")->text(),
-                 buttonSummaryText(button.settings()));
+        QTEST((axisSpy.isEmpty() ? buttonSpy : axisSpy).at(0).at(0), "expected");
+        QCOMPARE(button->findChild<QLabel *>("summaryLabel")->text(),
+                 buttonSummaryText(button->settings()));
     }
 
     // Fields: enabled, press, release, debounce, repeat on press, on release, delay, interval.
