@@ -8,18 +8,15 @@
 #include <QtTest>
 
 #include <csignal>
-#include <grp.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
 
 // Every writer of the program facing the same faults: a full disk, a read-only folder, a target
-// that is a symbolic link and links planted where a temporary file might go. Each write runs in a
-// forked child, so that a lowered file size limit or a dropped identity stays there. Then the
-// writer's and reader's own messages and the containment of names in a folder.
+// that is a symbolic link and links planted where a temporary file might go. Then the writer's and
+// reader's own messages and the containment of names in a folder.
 
 namespace {
 
@@ -32,8 +29,7 @@ const QByteArray kOld = "{\"old\": true}\n";
 // One writer, ready to write a document larger than kFileSizeLimit to `folder`/`file`.
 struct WriterCase
 {
-    QString folder;
-    QString file;
+    QString folder, file;
     std::function<bool(QString *)> write;
 };
 
@@ -53,82 +49,50 @@ WriterCase writerCase(const QString &writer, const QString &base)
     const QString folder = base + "/profile", name = QFileInfo(base).fileName();
     const QString path = folder + "/a.json";
     const QJsonObject big{{"t", kLong}};
-    if (writer == "writeJsonFileAtomic")
-        return {folder, "a.json", [=](QString *e) { return writeJsonFileAtomic(path, big, e); }};
-    if (writer == "writeLinkerJsonFileAtomic")
-        return {folder, "a.json",
-                [=](QString *e) { return writeLinkerJsonFileAtomic(path, big, e); }};
-    if (writer == "saveCalibrationFile")
-        return {folder, "a.json", [=](QString *e) {
-                    return saveCalibrationFile(path, {}, {kLong, 1, 2}, {}, e);
-                }};
-    if (writer == "writeProfileMeta")
-        return {folder, "meta.json", [=](QString *e) {
-                    GamepadProfileMeta meta;
-                    meta.folder = folder;
-                    meta.name = kLong;
-                    return writeProfileMeta(&meta, e);
-                }};
-    if (writer == "writeOverlayFile")
-        return {folder, "a.json", [=](QString *e) {
-                    OverlayDocument document;
-                    document.nodes << makeOverlayNode(ElementKind::Button, kLong);
-                    return writeOverlayFile(folder, "a.json", document, e);
-                }};
-    if (writer == "saveMappingDocument")
-        return {
-            folder, kMappingFileName, [=](QString *e) {
-                return saveMappingDocument(folder, {}, {{"b", quickMappingBinding(kLong)}}, {}, e);
-            }};
-    if (writer == "writeDeviceRegistry")
-        return {QFileInfo(deviceRegistryPath(name)).absolutePath(), "gamepads.json",
-                [=](QString *) {
-                    return writeDeviceRegistry(name, {{"gp:0", big}});
-                }};
-    // copyProfileToRoot: the copied picture is the document.
-    GamepadProfileInfo source;
+    GamepadProfileMeta meta;
+    meta.folder = folder;
+    meta.name = kLong;
+    OverlayDocument overlay;
+    overlay.nodes << makeOverlayNode(ElementKind::Button, kLong);
+    GamepadProfileInfo source; // copyProfileToRoot: the copied picture is the document
     source.folder = base + "/source/" + name;
-    writeBytes(source.folder + "/a.json", kLong.toUtf8());
-    return {userProfilesRoot() + '/' + name, "a.json", [=](QString *e) {
-                return !copyProfileToRoot(source, GamepadProfileKind::User, e).isEmpty();
-            }};
+    WriterCase w{folder, "a.json", [=](QString *e) { return writeJsonFileAtomic(path, big, e); }};
+    if (writer == "writeLinkerJsonFileAtomic")
+        w.write = [=](QString *e) { return writeLinkerJsonFileAtomic(path, big, e); };
+    if (writer == "saveCalibrationFile")
+        w.write = [=](QString *e) { return saveCalibrationFile(path, {}, {kLong, 1, 2}, {}, e); };
+    if (writer == "writeProfileMeta")
+        w = {folder, "meta.json", [=](QString *e) mutable { return writeProfileMeta(&meta, e); }};
+    if (writer == "writeOverlayFile")
+        w.write = [=](QString *e) { return writeOverlayFile(folder, "a.json", overlay, e); };
+    if (writer == "saveMappingDocument")
+        w = {folder, kMappingFileName, [=](QString *e) {
+                 return saveMappingDocument(folder, {}, {{"b", quickMappingBinding(kLong)}}, {}, e);
+             }};
+    if (writer == "writeDeviceRegistry")
+        w = {QFileInfo(deviceRegistryPath(name)).absolutePath(), "gamepads.json", [=](QString *) {
+                 return writeDeviceRegistry(name, {{"gp:0", big}});
+             }};
+    if (writer == "copyProfileToRoot" && writeBytes(source.folder + "/a.json", kLong.toUtf8()))
+        w = {userProfilesRoot() + '/' + name, "a.json", [=](QString *e) {
+                 return !copyProfileToRoot(source, GamepadProfileKind::User, e).isEmpty();
+             }};
+    return w;
 }
 
-bool dropPrivileges()
+// Runs the write under the fault and lifts the fault afterwards. Root writes anywhere, so a
+// read-only folder is faced as an unprivileged user; the saved identity brings root back.
+bool writeUnder(Fault fault, const WriterCase &writer, QString *error)
 {
-    return setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
-}
-
-// Runs the write in a child process under the fault; the child sends back "1" or "0" and the
-// error text.
-bool writeInChild(const WriterCase &writer, Fault fault, QString *error)
-{
-    int channel[2];
-    const pid_t child = pipe(channel) == 0 ? fork() : -1;
-    if (child == 0) {
-        close(channel[0]);
-        if (fault == DiskFullOverOld || fault == DiskFullNoFile) {
-            std::signal(SIGXFSZ, SIG_IGN);
-            const rlimit limit{kFileSizeLimit, kFileSizeLimit};
-            setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        QString text;
-        const bool written = (fault != ReadOnlyFolder || dropPrivileges()) && writer.write(&text);
-        const QByteArray reply = (written ? "1" : "0") + text.toUtf8();
-        _exit(::write(channel[1], reply.constData(), reply.size()) == reply.size() ? 0 : 4);
-    }
-    if (child < 0)
-        return false;
-    close(channel[1]);
-    QByteArray reply;
-    char buffer[4096];
-    for (ssize_t n; (n = read(channel[0], buffer, sizeof buffer)) > 0;)
-        reply.append(buffer, n);
-    close(channel[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    *error = QString::fromUtf8(reply.mid(1));
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0 && reply.startsWith('1');
+    rlimit saved;
+    getrlimit(RLIMIT_FSIZE, &saved);
+    const rlimit small{kFileSizeLimit, saved.rlim_max};
+    const bool limited = fault <= DiskFullNoFile && setrlimit(RLIMIT_FSIZE, &small) == 0;
+    const bool asNobody = fault == ReadOnlyFolder && geteuid() == 0 && seteuid(65534) == 0;
+    const bool written = writer.write(error);
+    if ((asNobody && seteuid(0) != 0) || (limited && setrlimit(RLIMIT_FSIZE, &saved) != 0))
+        qFatal("cannot lift the fault");
+    return written;
 }
 
 } // namespace
@@ -141,8 +105,10 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_home.isValid());
-        // The unprivileged child must reach the folders it is refused to write in.
+        // The unprivileged user must reach the folders it is refused to write in.
         QVERIFY(chmod(QFile::encodeName(m_home.path()).constData(), 0755) == 0);
+        umask(022);
+        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails instead
         qputenv("HOME", QFile::encodeName(m_home.path()));
         QStandardPaths::setTestModeEnabled(true);
         qApp->setProperty("kx.currentLogin", "tester");
@@ -159,18 +125,14 @@ private slots:
                                  "saveCalibrationFile", "writeProfileMeta",
                                  "writeDeviceRegistry", "writeOverlayFile",
                                  "saveMappingDocument", "copyProfileToRoot"};
-        const QList<std::pair<Fault, QString>> faults = {
-            {DiskFullOverOld, "File too large"},
-            {DiskFullNoFile, "File too large"},
-            {ReadOnlyFolder, "Permission denied"},
-            {LinkedTarget, "Too many levels of symbolic links"},
-            {PlantedTemporary, ""}};
+        const QStringList reasons{"File too large", "File too large", "Permission denied",
+                                  "Too many levels of symbolic links", ""};
         const char *names[] = {"disk full", "disk full, no file", "read-only folder",
                                "linked target", "planted links"};
         for (const char *writer : writers) {
-            for (const auto &[fault, reason] : faults)
+            for (int fault = DiskFullOverOld; fault <= PlantedTemporary; ++fault)
                 QTest::addRow("%s, %s", writer, names[fault])
-                    << QString(writer) << int(fault) << reason;
+                    << QString(writer) << fault << reasons[fault];
         }
     }
 
@@ -204,7 +166,7 @@ private slots:
             QVERIFY(chmod(folder.constData(), 0555) == 0);
 
         QString error;
-        const bool ok = writeInChild(w, Fault(fault), &error);
+        const bool ok = writeUnder(Fault(fault), w, &error);
         chmod(folder.constData(), 0755);
 
         QCOMPARE(ok, reason.isEmpty());
@@ -238,13 +200,11 @@ private slots:
     void keepsPermissions()
     {
         const QByteArray path = QFile::encodeName(m_home.filePath("mode.json"));
-        const mode_t savedMask = umask(022);
-        struct stat info;
+        struct stat info; // the umask is 022
         QVERIFY(writeJsonFileAtomic(path, QJsonObject{{"a", 1}}, nullptr));
         QVERIFY(stat(path.constData(), &info) == 0 && (info.st_mode & 07777) == 0644);
         QVERIFY(chmod(path.constData(), 0600) == 0 && writeFileAtomic(path, "{}", nullptr));
         QVERIFY(stat(path.constData(), &info) == 0 && (info.st_mode & 07777) == 0600);
-        umask(savedMask);
     }
 
     // The reader's messages; "*" stands for the parser's reason.

@@ -49,8 +49,9 @@ QByteArray encoded(const char *format)
     return buffer.open(QIODevice::WriteOnly) && image.save(&buffer, format) ? bytes : QByteArray();
 }
 
-// A profile whose "meta.json" is too large for the disk-full fault.
-GamepadProfileMeta seed(const QString &root, const QString &override = QString())
+// A profile "Pad" whose "meta.json" is too large for the disk-full fault; its override file
+// "calib.json" is not written.
+GamepadProfileMeta seed(const QString &root)
 {
     GamepadProfileMeta meta;
     meta.id = QUuid::createUuid();
@@ -58,8 +59,8 @@ GamepadProfileMeta seed(const QString &root, const QString &override = QString()
     meta.name = "Pad";
     meta.deviceNames = QStringList{"Pad X"};
     meta.otherKeys = {{"note", kLong}};
-    meta.calibrationMode = override.isNull() ? "inherit" : "override";
-    meta.calibrationOverrideFile = override;
+    meta.calibrationMode = "override";
+    meta.calibrationOverrideFile = "calib.json";
     const bool written = writeBytes(meta.folder + "/image.png", encoded("png")) &&
                          writeBytes(meta.folder + "/overlay.json", "{}") &&
                          writeBytes(meta.folder + "/configActionGamepad.json", "{\"old\": 1}") &&
@@ -138,13 +139,11 @@ private slots:
         for (const char *key : {"bridges", "onClose", "onStartup", "ref", "signals", "timers"})
             mapping.insert(key, QJsonArray());
         QCOMPARE(readJson(folder + "/configActionGamepad.json"), mapping);
-        const QJsonObject expected{{"name", "New"},
-                                   {"image", "image.png"},
-                                   {"calibrationMode", "inherit"},
-                                   {"createdAt", "2024-05-06T07:08:09Z"},
-                                   {"vendorId", "0x045e"},
-                                   {"productId", "0x028e"},
-                                   {"deviceNames", QJsonArray{"Pad X"}}};
+        // clang-format off
+        const QJsonObject expected{{"name", "New"}, {"image", "image.png"}, {"calibrationMode", "inherit"},
+            {"createdAt", "2024-05-06T07:08:09Z"}, {"vendorId", "0x045e"}, {"productId", "0x028e"},
+            {"deviceNames", QJsonArray{"Pad X"}}};
+        // clang-format on
         for (const QString &key : expected.keys())
             QCOMPARE(meta[key], expected[key]);
         QVERIFY2(changeProfileImage(&created, m_jpg, &error), qPrintable(error));
@@ -157,7 +156,7 @@ private slots:
     // The override goes with the copy; once its file is gone, a copy is left in "inherit".
     void duplicate()
     {
-        const GamepadProfileMeta source = seed(userProfilesRoot(), "calib.json");
+        const GamepadProfileMeta source = seed(userProfilesRoot());
         QVERIFY(writeBytes(source.folder + "/calib.json", "{\"c\": 1}"));
         for (const QString mode : {"override", "inherit"}) {
             GamepadProfileMeta copy;
