@@ -109,7 +109,6 @@ private slots:
     {
         QFETCH(QString, imageFile);
         QFETCH(QByteArray, image);
-        QFETCH(QString, stored);
         const QJsonObject overlay = overlayWithNodes(2);
         const GamepadProfileMeta source = seed(sources, "Mon pad", image, imageFile, overlay);
         const QJsonDocument json(buildExchangeDocument(source, overlay));
@@ -121,8 +120,8 @@ private slots:
         GamepadProfileMeta created;
         QString error;
         QVERIFY2(createProfileFromExchange(compact, &created, &error), qPrintable(error));
-        QCOMPARE(QStringList({created.name, created.imageFile}),
-                 QStringList({source.name, stored}));
+        QCOMPARE(created.name, source.name);
+        QTEST(created.imageFile, "stored");
         QCOMPARE(readBytes(created.imagePath()), image);
         QCOMPARE(QJsonDocument::fromJson(readBytes(created.overlayPath())).object(), overlay);
     }

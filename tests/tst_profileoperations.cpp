@@ -174,27 +174,25 @@ private slots:
         }
     }
 
+    // A shared profile; renaming one's own is the profile editor's test.
     void rename_data()
     {
         QTest::addColumn<QString>("newName");
-        QTest::addColumn<bool>("shared");
         QTest::addColumn<bool>("right");
-        QTest::newRow("blank") << " \t " << false << false;
-        QTest::newRow("own") << "  Neo " << false << false;
-        QTest::newRow("shared, no right") << "Neo" << true << false; // copied to the user first
-        QTest::newRow("shared, right") << "Neo" << true << true;
+        QTest::newRow("blank") << " \t " << true;
+        QTest::newRow("no right") << "Neo" << false; // copied to the user first
+        QTest::newRow("right") << "  Neo " << true;
     }
 
     void rename()
     {
         QFETCH(QString, newName);
-        QFETCH(bool, shared);
         QFETCH(bool, right);
         setHost("tester", right);
-        GamepadProfileMeta entry = seed(shared ? sharedProfilesRoot() : userProfilesRoot());
+        GamepadProfileMeta entry = seed(sharedProfilesRoot());
         const QString folder = entry.folder, meta = folder + "/meta.json";
         const QByteArray before = readBytes(meta);
-        const bool blank = newName.trimmed().isEmpty(), copied = shared && !right;
+        const bool blank = newName.trimmed().isEmpty(), copied = !right;
         QString error = "stale";
         QCOMPARE(renameProfile(&entry, newName, &error), !blank);
         QCOMPARE(error, blank ? QString() : QString("stale"));
@@ -205,42 +203,36 @@ private slots:
         QCOMPARE(readJson(local + "/meta.json")["name"].toString(), QString(blank ? "Pad" : "Neo"));
     }
 
+    // A user or shared profile removed with the right is the profile editor's own test.
     void deletion_data()
     {
         QTest::addColumn<QString>("where");
-        QTest::addColumn<bool>("right");
         QTest::addColumn<QString>("message"); // empty: removed; %1: the folder
-        QTest::newRow("user") << "user" << false << "";
-        QTest::newRow("shared, no right")
-            << "shared" << false << "Seul un admin peut supprimer un profil partage.";
-        QTest::newRow("shared, right") << "shared" << true << "";
-        QTest::newRow("link to outside") << "link" << false << ""; // the link goes, not its target
-        QTest::newRow("outside the roots") << "outside" << false << "Impossible de supprimer %1";
+        // clang-format off
+        QTest::newRow("shared, no right") << "shared" << "Seul un admin peut supprimer un profil partage.";
+        QTest::newRow("link to outside") << "link" << ""; // the link goes, not its target
+        QTest::newRow("outside the roots") << "outside" << "Impossible de supprimer %1";
+        // clang-format on
     }
 
     void deletion()
     {
         QFETCH(QString, where);
-        QFETCH(bool, right);
         QFETCH(QString, message);
-        setHost("tester", right);
-        const QString root = where == "user"     ? userProfilesRoot()
-                             : where == "shared" ? sharedProfilesRoot()
-                                                 : m_home.filePath("outside");
-        GamepadProfileMeta entry = seed(root);
+        GamepadProfileMeta entry =
+            seed(where == "shared" ? sharedProfilesRoot() : m_home.filePath("outside"));
         const QString target = entry.folder, link = userProfilesRoot() + "/link";
         const QMap<QString, QByteArray> files = snapshot(target);
         QVERIFY(where != "link" ||
                 (QDir().mkpath(userProfilesRoot()) && QFile::link(target, link) &&
                  readProfileMeta(link, &entry, nullptr)));
-        QCOMPARE(mayDeleteProfile(entry), where != "shared" || right);
+        QCOMPARE(mayDeleteProfile(entry), where != "shared");
         QString error;
         QCOMPARE(deleteProfileFolder(entry, &error), message.isEmpty());
         QCOMPARE(error, message.contains("%1") ? message.arg(entry.folder) : message);
         QCOMPARE(QFileInfo(entry.folder).exists() || QFileInfo(entry.folder).isSymLink(),
                  !message.isEmpty());
-        QCOMPARE(snapshot(target),
-                 where == "link" || !message.isEmpty() ? files : decltype(files)());
+        QCOMPARE(snapshot(target), files);
     }
 
     // A failing step leaves every file it did not write byte for byte.
