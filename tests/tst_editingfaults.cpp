@@ -15,10 +15,10 @@
 #include <QJsonDocument>
 #include <QLabel>
 #include <QListWidget>
-#include <QPainter>
 #include <QPushButton>
 #include <QtTest>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <sys/resource.h>
@@ -47,16 +47,16 @@ QByteArray readBytes(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// What a file holds, in the table's words: "missing", "folder", "damaged", or what the content
-// tags say ("original", "edit", "theirs").
-QString diskState(const QString &path, const std::function<QString(const QByteArray &)> &tag)
+// What a document holds, in the table's words: "missing", "folder", "damaged", or what `tag` says
+// of its content ("original", "edit", "theirs").
+QString diskState(const QString &path, const std::function<QString(const QJsonObject &)> &tag)
 {
     const QFileInfo info(path);
-    if (!info.exists())
-        return "missing";
-    if (info.isDir())
-        return "folder";
-    return tag(readBytes(path));
+    const QJsonDocument json = QJsonDocument::fromJson(readBytes(path));
+    return !info.exists()    ? "missing"
+           : info.isDir()    ? "folder"
+           : json.isObject() ? tag(json.object())
+                             : "damaged";
 }
 
 QString titlesTag(const QStringList &titles)
@@ -66,6 +66,11 @@ QString titlesTag(const QStringList &titles)
     if (titles.contains("Autre"))
         return "theirs";
     return titles.contains("Un") ? "original" : "empty";
+}
+
+GamepadDeviceIdentity identity(const ControlManette *pad)
+{
+    return {pad->name(), pad->vendorId(), pad->productId()};
 }
 
 // Runs `step` under the fault: as an unprivileged user in a read-only folder (root writes
@@ -85,21 +90,30 @@ bool runUnder(const QString &fault, const std::function<bool()> &step)
 
 } // namespace
 
-// One editor as the table drives it.
+// One editor as the table drives it: it edits profile "Un" and leaves for profile "Deux".
 class Subject
 {
 public:
+    Subject(ControlManette *pad, const GamepadProfileMeta &un, const GamepadProfileMeta &deux)
+        : pad(pad), un(un), deux(deux)
+    {
+    }
     virtual ~Subject() = default;
     virtual QString document() const = 0; // the file an edit lands in
     virtual void open() = 0;
     virtual bool edit() = 0; // one edit; false when the editor refused it
     virtual QString memory() const = 0;
     virtual QString disk() const = 0;
-    virtual void save() = 0; // the coalesced save, now
-    virtual bool leave() = 0; // to the other profile; true when it went
+    virtual void save() = 0;       // the coalesced save, now
+    virtual bool leave() = 0;      // to the other profile; true when it went
     virtual void startAgain() = 0; // the editor's own "Recommencer à vide", when it has one
     virtual QString status() const = 0;
     virtual void writeTheirs() = 0; // another process rewrites the document
+
+protected:
+    ControlManette *pad;
+    GamepadProfileMeta un;
+    GamepadProfileMeta deux;
 };
 
 class TestEditingFaults : public QObject
@@ -125,14 +139,13 @@ class TestEditingFaults : public QObject
                               {false, "gamepade", 0, 1, "but_0"});
         GamepadProfileMeta meta;
         QString title, error;
-        if (!createProfile({name, m_picture, {}, 0, 0, scratch.serialize()}, &meta, &title,
-                           &error))
+        if (!createProfile({name, m_picture, {}, 0, 0, scratch.serialize()}, &meta, &title, &error))
             qWarning() << "seed failed" << error;
         meta.calibrationMode = "override";
         writeProfileMeta(&meta, nullptr);
         saveCalibrationFile(QDir(meta.folder).filePath("calibration.override.json"),
                             defaultCalibration(kGamepadAxisCount, kGamepadButtonCount),
-                            GamepadDeviceIdentity{m_pad->name(), m_pad->vendorId(), m_pad->productId()}, meta.id.toString(QUuid::WithoutBraces), nullptr);
+                            identity(m_pad.get()), meta.id.toString(QUuid::WithoutBraces), nullptr);
         return meta;
     }
 
@@ -179,103 +192,88 @@ private slots:
     void faults();
 };
 
-// ---------------------------------------------------------------------------------------------
-// The three editors
-
 class ProfileEditorSubject : public Subject
 {
 public:
     ProfileEditorSubject(ControlManette *pad, const GamepadProfileMeta &un,
                          const GamepadProfileMeta &deux)
-        : m_un(un), m_deux(deux)
+        : Subject(pad, un, deux)
     {
-        m_window = std::make_unique<GamepadDefinder>(GamepadManager::instance());
-        m_window->setRealGamepads({pad});
+        m_window.setRealGamepads({pad});
     }
-    QString document() const override { return m_un.overlayPath(); }
+    QString document() const override { return un.overlayPath(); }
     void open() override
     {
-        m_window->profileList()->setCurrentRow(row(m_un));
-        m_window->setMode(GamepadDefinder::EditMode);
+        m_window.profileList()->setCurrentRow(row(un));
+        m_window.setMode(GamepadDefinder::EditMode);
     }
     bool edit() override
     {
-        auto *add = m_window->findChildren<QPushButton *>("gamepadAddNodeButton").value(2);
+        auto *add = m_window.findChildren<QPushButton *>("gamepadAddNodeButton").value(2);
         if (!add || !add->isEnabled())
             return false;
         add->click();
-        return m_window->overlay()->renameNode(m_window->overlay()->nodeCount() - 1, "Edite");
+        return m_window.overlay()->renameNode(m_window.overlay()->nodeCount() - 1, "Edite");
     }
     QString memory() const override
     {
         QStringList titles;
-        for (const OverlayNode &node : m_window->overlay()->nodes())
+        for (const OverlayNode &node : m_window.overlay()->nodes())
             titles << node.title;
         return titlesTag(titles);
     }
     QString disk() const override
     {
-        return diskState(document(), [](const QByteArray &bytes) {
-            const QJsonDocument json = QJsonDocument::fromJson(bytes);
-            if (!json.isObject())
-                return QString("damaged");
+        return diskState(document(), [](const QJsonObject &json) {
             QStringList titles;
             for (const QJsonValue &node : json["nodes"].toArray())
                 titles << node["title"].toString();
             return titlesTag(titles);
         });
     }
-    void save() override { m_window->session()->flush(); }
+    void save() override { m_window.session()->flush(); }
     bool leave() override
     {
-        m_window->profileList()->setCurrentRow(row(m_deux));
-        return m_window->currentRow() == row(m_deux);
+        m_window.profileList()->setCurrentRow(row(deux));
+        return m_window.currentRow() == row(deux);
     }
     void startAgain() override
     {
-        for (QPushButton *button : m_window->findChildren<QPushButton *>()) {
-            if (button->text() == "Recommencer à vide" && button->isVisibleTo(m_window.get()))
+        for (QPushButton *button : m_window.findChildren<QPushButton *>()) {
+            if (button->text() == "Recommencer à vide" && button->isVisibleTo(&m_window))
                 button->click();
         }
     }
-    QString status() const override { return m_window->bannerText(); }
+    QString status() const override { return m_window.bannerText(); }
     void writeTheirs() override
     {
         writeBytes(document(), readBytes(document()).replace("\"Un\"", "\"Autre\""));
     }
-    GamepadDefinder *window() const { return m_window.get(); }
 
 private:
     int row(const GamepadProfileMeta &meta) const
     {
-        for (int i = 0; i < m_window->entries().size(); ++i) {
-            if (m_window->entries().at(i).folder == meta.folder)
-                return i;
-        }
-        return -1;
+        const QList<GamepadProfileMeta> &all = m_window.entries();
+        return int(std::find_if(all.begin(), all.end(),
+                                [&](const auto &entry) { return entry.folder == meta.folder; }) -
+                   all.begin());
     }
 
-    GamepadProfileMeta m_un;
-    GamepadProfileMeta m_deux;
-    std::unique_ptr<GamepadDefinder> m_window;
+    GamepadDefinder m_window{GamepadManager::instance()};
 };
 
 class CalibrationSubject : public Subject
 {
 public:
-    CalibrationSubject(ControlManette *pad, const GamepadProfileMeta &un,
-                       const GamepadProfileMeta &deux)
-        : m_pad(pad), m_un(un), m_deux(deux)
-    {
-    }
+    using Subject::Subject;
     QString document() const override
     {
-        return QDir(m_un.folder).filePath("calibration.override.json");
+        return QDir(un.folder).filePath("calibration.override.json");
     }
     void open() override
     {
-        m_panel.setDevice(m_pad);
-        m_panel.setProfile(readProfileInfo(m_un.folder));
+        m_panel.setDevice(pad);
+        m_panel.setProfile(readProfileInfo(un.folder));
     }
     bool edit() override
     {
@@ -286,7 +284,7 @@ public:
     QString memory() const override { return tag(m_panel.editedCalibration().gates.size()); }
     QString disk() const override
     {
-        return diskState(document(), [this](const QByteArray &) {
+        return diskState(document(), [this](const QJsonObject &) {
             GamepadCalibration calibration;
             if (!loadCalibrationFile(document(), &calibration, nullptr, kGamepadAxisCount,
                                      kGamepadButtonCount))
@@ -297,8 +295,8 @@ public:
     void save() override { m_panel.flushSave(); }
     bool leave() override
     {
-        m_panel.setProfile(readProfileInfo(m_deux.folder));
-        return m_panel.profile().id == m_deux.id;
+        m_panel.setProfile(readProfileInfo(deux.folder));
+        return m_panel.profile().id == deux.id;
     }
     void startAgain() override { m_panel.offerStartEmpty(); }
     QString status() const override { return m_panel.statusText(); }
@@ -306,66 +304,55 @@ public:
     {
         GamepadCalibration theirs = defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
         theirs.gates = {defaultGateSettings(0), defaultGateSettings(1), defaultGateSettings(2)};
-        saveCalibrationFile(document(), theirs, GamepadDeviceIdentity{m_pad->name(), m_pad->vendorId(), m_pad->productId()}, QString(), nullptr);
+        saveCalibrationFile(document(), theirs, identity(pad), QString(), nullptr);
     }
 
 private:
+    // An edit adds a gate (two edits, two); another process writes three.
     static QString tag(qsizetype gates)
     {
-        // An edit adds a gate (two edits, two); another process writes three.
         return QStringList({"original", "edit", "edit", "theirs"}).value(int(gates), "other");
     }
 
-    ControlManette *m_pad;
-    GamepadProfileMeta m_un;
-    GamepadProfileMeta m_deux;
     GamepadConfigWidget m_panel;
 };
 
 class LinkerSubject : public Subject
 {
 public:
-    LinkerSubject(const GamepadProfileMeta &un, const GamepadProfileMeta &deux)
-        : m_un(un), m_deux(deux)
+    using Subject::Subject;
+    QString document() const override { return mappingDocumentPath(un.folder); }
+    void open() override
     {
         m_linker.setExternalServices({{"sharedActionCatalog", kCatalog}});
+        show(un);
     }
-    QString document() const override { return mappingDocumentPath(m_un.folder); }
-    void open() override { show(m_un); }
     bool edit() override
     {
         auto *list = m_linker.findChild<QListWidget *>("mappingActionsList");
-        for (int i = 0; i < list->count(); ++i) {
-            if (list->item(i)->data(Qt::UserRole).toString() == "zoom")
-                Q_EMIT list->itemClicked(list->item(i));
-        }
+        for (QListWidgetItem *item : list->findItems("zoom", Qt::MatchExactly))
+            Q_EMIT list->itemClicked(item);
         m_linker.onInputButtonChanged(0, true);
         return memory() == "edit";
     }
     QString memory() const override
     {
         const QVector<OverlayNode> nodes = m_linker.overlay()->nodes();
-        const QString action =
-            nodes.isEmpty() ? QString() : bindingActionName(nodes.first().sources.first().binding);
-        return action == "zoom" ? "edit" : action == "tilt" ? "theirs" : "original";
+        return tag(nodes.isEmpty() ? QString()
+                                   : bindingActionName(nodes.first().sources.first().binding));
     }
     QString disk() const override
     {
-        return diskState(document(), [](const QByteArray &bytes) {
-            const QJsonDocument json = QJsonDocument::fromJson(bytes);
-            if (!json.isObject())
-                return QString("damaged");
+        return diskState(document(), [](const QJsonObject &json) {
             const QByteArray bridges = QJsonDocument(json["bridges"].toArray()).toJson();
-            return QString(bridges.contains("zoom")   ? "edit"
-                           : bridges.contains("tilt") ? "theirs"
-                                                      : "original");
+            return tag(bridges.contains("zoom") ? "zoom" : bridges.contains("tilt") ? "tilt" : "");
         });
     }
     void save() override { m_linker.flushSave(); }
     bool leave() override
     {
-        show(m_deux);
-        return m_linker.profileId() == m_deux.id;
+        show(deux);
+        return m_linker.profileId() == deux.id;
     }
     void startAgain() override {} // the linker asks when an input is about to bind
     QString status() const override
@@ -375,12 +362,17 @@ public:
     void writeTheirs() override
     {
         InteractiveOverlay scratch;
-        scratch.load(overlayOf(m_un));
+        scratch.load(overlayOf(un));
         scratch.bindActionToInput("tilt", "but_0");
-        saveMappingDocument(m_un.folder, scratch.nodes(), {}, kCatalog);
+        saveMappingDocument(un.folder, scratch.nodes(), {}, kCatalog);
     }
 
 private:
+    // The edit binds "zoom" to the button; another process binds "tilt".
+    static QString tag(const QString &action)
+    {
+        return action == "zoom" ? "edit" : action == "tilt" ? "theirs" : "original";
+    }
     static QJsonObject overlayOf(const GamepadProfileMeta &meta)
     {
         return QJsonDocument::fromJson(readBytes(meta.overlayPath())).object();
@@ -391,8 +383,6 @@ private:
                                      meta.imagePath(), meta.folder);
     }
 
-    GamepadProfileMeta m_un;
-    GamepadProfileMeta m_deux;
     ActionLinker m_linker;
 };
 
@@ -402,11 +392,8 @@ std::unique_ptr<Subject> TestEditingFaults::subject(const QString &editor)
         return std::make_unique<ProfileEditorSubject>(m_pad.get(), m_un, m_deux);
     if (editor == "calibration panel")
         return std::make_unique<CalibrationSubject>(m_pad.get(), m_un, m_deux);
-    return std::make_unique<LinkerSubject>(m_un, m_deux);
+    return std::make_unique<LinkerSubject>(m_pad.get(), m_un, m_deux);
 }
-
-// ---------------------------------------------------------------------------------------------
-// The table
 
 void TestEditingFaults::faults_data()
 {
@@ -506,14 +493,14 @@ void TestEditingFaults::faults()
     // The way out runs with the fault still there, but a retry, which follows a repair.
     if (way == "Réessayer")
         chmod(QFile::encodeName(folder).constData(), 0755);
-    const bool left = runUnder(way == "Réessayer" ? QString() : fault, [&] {
-        return under->leave();
-    });
+    const bool left =
+        runUnder(way == "Réessayer" ? QString() : fault, [&] { return under->leave(); });
 
     QStringList prompts;
     for (const ScriptedDialogSeam::Prompt &prompt : dialogs.prompts()) {
-        static const QStringList kinds = {"text", "item", "open", "save", "folder", "information",
-                                          "warning", "critical", "question", "choice"};
+        static const QStringList kinds = {"text",     "item",        "open",    "save",
+                                          "folder",   "information", "warning", "critical",
+                                          "question", "choice"};
         prompts << kinds.value(int(prompt.kind)) + ":" + prompt.title;
     }
     QTEST(prompts.join(' '), "prompts");
@@ -523,8 +510,7 @@ void TestEditingFaults::faults()
 
     if (way == "Enregistrer comme nouveau profil") {
         GamepadProfileMeta recovered;
-        for (const GamepadProfileMeta &meta :
-             static_cast<ProfileEditorSubject *>(under.get())->window()->entries()) {
+        for (const GamepadProfileMeta &meta : readProfileEntries()) {
             if (meta.name == "Un (récupéré)")
                 recovered = meta;
         }
