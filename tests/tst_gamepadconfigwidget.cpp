@@ -24,7 +24,9 @@
 namespace {
 
 using Axis = GamepadCalibration::AxisSettings;
-using Target = GamepadAxisCalibrationWidget::CaptureTarget;
+using AxisCard = GamepadAxisCalibrationWidget;
+using ButtonCard = GamepadButtonCalibrationWidget;
+using GateCard = GamepadGateCalibrationWidget;
 
 // A profile named "Regie" that inherits the base.
 GamepadProfileInfo makeProfile()
@@ -99,21 +101,12 @@ class TestGamepadConfigWidget : public QObject
     }
     QString status() const { return label("hintLabel", 1); }
     QComboBox *scopeCombo() const { return m_panel->findChild<QComboBox *>("scopeCombo"); }
-    GamepadAxisCalibrationWidget *axisCard(int axis) const
-    {
-        for (auto *card : m_panel->findChildren<GamepadAxisCalibrationWidget *>()) {
-            if (card->axisIndex() == axis)
-                return card;
-        }
-        return nullptr;
-    }
+    // The pad has axes 0 to 3: their cards come in that order.
+    AxisCard *axisCard(int axis) const { return m_panel->findChildren<AxisCard *>().at(axis); }
     QPushButton *button(const QString &text) const
     {
-        for (QPushButton *candidate : m_panel->findChildren<QPushButton *>()) {
-            if (candidate->text() == text)
-                return candidate;
-        }
-        return nullptr;
+        const auto all = m_panel->findChildren<QPushButton *>();
+        return *std::find_if(all.begin(), all.end(), [&](auto *b) { return b->text() == text; });
     }
     // A card edit, as the card makes it: its copy changes, then it reports it.
     void editAxis(int axis, const std::function<void(Axis &)> &change)
@@ -173,21 +166,19 @@ private slots:
         QCOMPARE(status(), "Pret");
         QCOMPARE(label("sectionTitle"), "Axes");
         m_panel->addGate();
-        GamepadAxisCalibrationWidget *card = axisCard(0);
         m_joysticks->backend.setAxis(0, 0, 30.0);
         m_joysticks->backend.setAxis(0, 1, -30.0);
         m_joysticks->backend.setButton(0, 2, true);
         m_pad->poll();
-        QTRY_COMPARE(card->findChild<QLabel *>("rawLabel")->text(), "raw: 30.0");
-        QVERIFY(m_panel->findChild<GamepadGateCalibrationWidget *>()->isInside());
-        QCOMPARE(m_panel->findChildren<GamepadAxisCalibrationWidget *>().size(), 4);
-        const auto buttons = m_panel->findChildren<GamepadButtonCalibrationWidget *>();
+        QTRY_COMPARE(axisCard(0)->findChild<QLabel *>("rawLabel")->text(), "raw: 30.0");
+        QVERIFY(m_panel->findChild<GateCard *>()->isInside());
+        QCOMPARE(m_panel->findChildren<AxisCard *>().size(), 4);
+        const auto buttons = m_panel->findChildren<ButtonCard *>();
         QCOMPARE(buttons.size(), 12);
         QVERIFY(buttons.at(2)->isPressed() && !buttons.at(1)->isPressed());
         m_panel->resize(900, 1650);
-        const QImage image = m_panel->grab().toImage();
-        QVERIFY(image.save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/calibration_panel.png")));
-        QVERIFY(card->width() > 700); // the cards take the panel's width
+        QVERIFY(m_panel->grab().save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/calibration_panel.png")));
+        QVERIFY(axisCard(0)->width() > 700); // the cards take the panel's width
         m_joysticks->backend.disconnectController(0);
         m_pad->poll();
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | deconnectee");
@@ -202,10 +193,11 @@ private slots:
         QTest::addColumn<bool>("connected");
         for (const char *edit : {"axis", "button", "gate", "gate removed", "unplugged"})
             QTest::newRow(edit) << QString(edit) << true;
-        for (const char *capture : {"rest", "min", "max", "end", "gate centre", "all at rest"}) {
+        for (const char *capture : {"rest", "min", "max", "end", "gate centre", "all at rest"})
             QTest::addRow("capture %s", capture) << QString(capture) << true;
+        // The four axis captures share their look at the controller: one stands for them.
+        for (const char *capture : {"rest", "gate centre", "all at rest"})
             QTest::addRow("capture %s, disconnected", capture) << QString(capture) << false;
-        }
     }
 
     // An edit is saved once, shortly after (at once when the controller goes), and applied by the
@@ -225,29 +217,27 @@ private slots:
             m_joysticks->backend.disconnectController(0);
         m_pad->poll();
         m_panel->updateLiveValues();
-        const auto gates = m_panel->findChildren<GamepadGateCalibrationWidget *>();
-        auto *buttonCard = m_panel->findChildren<GamepadButtonCalibrationWidget *>().at(3);
+        const auto gates = m_panel->findChildren<GateCard *>();
         const GamepadCalibration before = m_panel->editedCalibration();
         GamepadCalibration expected = before;
-        Axis &axis = expected.axes[0];
-        const QMap<QString, QPair<Target, double *>> captures = {
-            {"rest", {Target::Rest, &axis.restRaw}},
-            {"min", {Target::Negative, &axis.negativeRaw}},
-            {"max", {Target::Positive, &axis.positiveRaw}},
-            {"end", {Target::Active, &axis.activeRaw}}};
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
-        if (edit == "axis" || edit == "unplugged") {
+        const int capture = QStringList{"rest", "min", "max", "end"}.indexOf(edit);
+        if (capture >= 0) {
+            Q_EMIT axisCard(0)->captureRequested(AxisCard::CaptureTarget(capture));
+            double Axis::*const field[] = {&Axis::restRaw, &Axis::negativeRaw, &Axis::positiveRaw,
+                                           &Axis::activeRaw};
+            expected.axes[0].*field[capture] = 42.0;
+        } else if (edit == "axis" || edit == "unplugged") {
             for (double scale : {0.2, 0.4, 0.5})
                 editAxis(1, [scale](Axis &a) { a.outputScale = scale; });
             expected.axes[1].outputScale = 0.5;
         } else if (edit == "button") {
-            GamepadCalibration::ButtonSettings settings = buttonCard->settings();
-            settings.debounceMs = expected.buttons[3].debounceMs = 40;
-            Q_EMIT buttonCard->settingsChanged(settings);
+            expected.buttons[3].debounceMs = 40;
+            Q_EMIT m_panel->findChildren<ButtonCard *>().at(3)->settingsChanged(
+                expected.buttons[3]);
         } else if (edit == "gate") {
-            GamepadCalibration::GateSettings gate = gates.at(1)->settings();
-            gate.radius = expected.gates[1].radius = 20.0;
-            Q_EMIT gates.at(1)->settingsChanged(gate);
+            expected.gates[1].radius = 20.0;
+            Q_EMIT gates.at(1)->settingsChanged(expected.gates[1]);
         } else if (edit == "gate removed") {
             Q_EMIT gates.first()->deleteRequested();
             expected.gates.removeFirst();
@@ -255,13 +245,10 @@ private slots:
             Q_EMIT gates.first()->captureCenterRequested();
             expected.gates[0].centerX = evaluateAxis(42.0, before.axes[0]).value;
             expected.gates[0].centerY = evaluateAxis(-30.0, before.axes[1]).value;
-        } else if (edit == "all at rest") {
-            m_panel->captureRestForAll();
-            axis.restRaw = 42.0;
-            expected.axes[1].restRaw = -30.0; // axis 5 is absent and keeps its rest
         } else {
-            Q_EMIT axisCard(0)->captureRequested(captures.value(edit).first);
-            *captures.value(edit).second = 42.0;
+            m_panel->captureRestForAll();
+            expected.axes[0].restRaw = 42.0;
+            expected.axes[1].restRaw = -30.0; // axis 5 is absent and keeps its rest
         }
         if (!connected) {
             QCOMPARE(m_panel->editedCalibration(), before);
@@ -279,10 +266,9 @@ private slots:
         QCOMPARE(onDisk(baseFile()), expected);
         QCOMPARE(m_pad->calibration(), expected);
         QCOMPARE(axisCard(0)->settings(), expected.axes[0]);
-        const auto shownGates = m_panel->findChildren<GamepadGateCalibrationWidget *>();
+        const auto shownGates = m_panel->findChildren<GateCard *>();
         QCOMPARE(shownGates.size(), expected.gates.size());
-        if (!shownGates.isEmpty())
-            QCOMPARE(shownGates.first()->settings(), expected.gates.first());
+        QCOMPARE(shownGates.first()->settings(), expected.gates.first());
         QVERIFY(axisCard(0)->isExpanded() && !axisCard(1)->isExpanded());
     }
 
@@ -368,17 +354,12 @@ private slots:
         const QByteArray bytes = readBytes(watched);
         QSignalSpy meta(m_panel.get(), &GamepadConfigWidget::profileCalibrationMetadataChanged);
         ScriptedDialogs dialogs;
-        const auto act = [&] {
-            if (action == "switch")
-                scopeCombo()->setCurrentIndex(1);
-            else if (action == "copy")
-                m_panel->copyBaseToProfile();
-            else if (action == "delete")
-                m_panel->deleteOverride();
-            else
-                editGamma(2.5);
-        };
-        readOnly(situation == "read-only" ? m_profile.folder : QString(), act);
+        const QMap<QString, std::function<void()>> acts = {
+            {"switch", [this] { scopeCombo()->setCurrentIndex(1); }},
+            {"copy", [this] { m_panel->copyBaseToProfile(); }},
+            {"delete", [this] { m_panel->deleteOverride(); }},
+            {"edit", [this] { editGamma(2.5); }}};
+        readOnly(situation == "read-only" ? m_profile.folder : QString(), acts[action]);
         QCOMPARE(m_panel->scope(), scope);
         QCOMPARE(scopeCombo()->currentIndex(), scope);
         QCOMPARE(m_panel->profile().calibrationMode, mode);
@@ -500,18 +481,14 @@ private slots:
         // Base starts from the defaults, Profil from the base; the file goes at the first edit.
         QCOMPARE(shownGamma(), startEmpty ? 1.0 + 0.5 * scope : shown.axes[0].gamma);
         QCOMPARE(readBytes(path), damage);
+        if (!startEmpty) {
+            scopeCombo()->setCurrentIndex(0);
+            QVERIFY(axisCard(0)->isEnabled() && !startAgain->isVisibleTo(m_panel.get()));
+        }
         editGamma(2.5);
         m_panel->flushSave();
-        if (startEmpty) {
-            QCOMPARE(gammaOnDisk(path), 2.5);
-            return;
-        }
-        scopeCombo()->setCurrentIndex(0);
-        QVERIFY(axisCard(0)->isEnabled() && !startAgain->isVisibleTo(m_panel.get()));
-        editGamma(3.0);
-        m_panel->flushSave();
-        QCOMPARE(gammaOnDisk(baseFile()), 3.0);
-        QCOMPARE(readBytes(path), damage);
+        QCOMPARE(gammaOnDisk(startEmpty ? path : baseFile()), 2.5);
+        QCOMPARE(readBytes(path) == damage, !startEmpty);
     }
 
     void measurementIsBound_data()
@@ -550,23 +527,18 @@ private slots:
         m_joysticks->backend.connectController(1, padIdentity("Other Pad"), 12, 0x0f);
         ControlManette other(1);
         other.poll();
-        if (change == "unplugged")
-            m_joysticks->backend.disconnectController(0);
-        if (change == "renamed")
-            m_joysticks->backend.setIdentification(0, padIdentity("Renamed Pad"));
-        m_pad->poll();
-        if (change == "deleted")
-            m_pad.reset();
-        if (change == "another controller")
-            m_panel->setDevice(&other);
-        if (change == "another profile")
-            m_panel->setProfile(makeProfile());
-        if (change == "another scope")
-            scopeCombo()->setCurrentIndex(1);
-        if (change == "unreadable") {
-            QVERIFY(writeBytes(baseFile(), "{,}"));
-            m_panel->checkDisk();
-        }
+        const QMap<QString, std::function<void()>> changes = {
+            {"unplugged", [this] { m_joysticks->backend.disconnectController(0); }},
+            {"renamed", [this] { m_joysticks->backend.setIdentification(0, padIdentity("R")); }},
+            {"deleted", [this] { m_pad.reset(); }},
+            {"another controller", [&] { m_panel->setDevice(&other); }},
+            {"another profile", [this] { m_panel->setProfile(makeProfile()); }},
+            {"another scope", [this] { scopeCombo()->setCurrentIndex(1); }},
+            {"unreadable", [this] { writeBytes(baseFile(), "{,}"); }}};
+        changes[change]();
+        if (m_pad)
+            m_pad->poll();
+        m_panel->checkDisk();
         const bool stays = change == "another scope" || change == "unreadable";
         if (stays)
             dialog->accept();
