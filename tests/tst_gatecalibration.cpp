@@ -86,6 +86,7 @@ private slots:
 
         combo->setCurrentIndex(2);
         QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed.at(0).at(0).value<Gate>(), gate("gate_0", "pad_right", 3, 4));
         card.findChild<QDoubleSpinBox *>("gateCenterX")->setValue(-12.5);
         card.findChild<QComboBox *>("gateFront")->setCurrentIndex(2);
         card.findChild<QCheckBox *>("gateInvert")->setChecked(true);
