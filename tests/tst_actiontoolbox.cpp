@@ -3,7 +3,6 @@
 #include <QComboBox>
 #include <QJsonDocument>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -40,7 +39,6 @@ private slots:
         m_parent->resize(600, 500);
         m_box = new ActionToolBox(m_parent);
         m_box->setCatalog(catalog());
-        m_box->move(10, 10);
         m_parent->show();
     }
     void cleanup() { delete m_parent; }
@@ -49,7 +47,6 @@ private slots:
     {
         QComboBox *actions = combo("actionToolBoxActions");
         QCOMPARE(actions->count(), 6); // none, Caméra, Zoom, snap, Sans groupe, rec
-        QCOMPARE(actions->itemText(4), "Sans groupe");
         QSignalSpy durty(m_box, &ActionToolBox::durty);
         QTest::keyClick(actions, Qt::Key_Down); // the group title cannot be chosen
         QCOMPARE(m_box->binding(), object(R"({"ref": "zoom", "action": "zoom"})"));
@@ -57,40 +54,33 @@ private slots:
         QVERIFY(m_box->binding().isEmpty());
         QCOMPARE(durty.count(), 2);
 
-        m_box->setBinding(object(R"({"action": "zoom"})"));
-        QTest::mouseClick(m_box->findChild<QPushButton *>("actionToolBoxEdit"), Qt::LeftButton);
-        QVERIFY(m_box->parametersShown());
         m_box->setBinding(object(R"({"ref": "ghost"})")); // unknown to the catalog: shown by name
-        QVERIFY(actions->currentText() == "ghost" && !m_box->parametersShown());
-        QCOMPARE(durty.count(), 2);
+        QCOMPARE(actions->currentText(), "ghost");
+        QCOMPARE(durty.count(), 2); // a binding given is no edit
     }
 
-    // A field stores what is typed with its parameter's type; the same value again is no change.
-    void typedTextIsStoredTyped()
-    {
-        m_box->setBinding(object(R"({"ref": "zoom", "action": "zoom"})"));
-        QSignalSpy durty(m_box, &ActionToolBox::durty);
-        param("on")->clear();
-        QTest::keyClicks(param("on"), "TRUE");
-        QTest::keyClick(param("on"), Qt::Key_Return);
-        QTest::keyClick(param("on"), Qt::Key_Return);
-        QCOMPARE(m_box->binding().value("args").toObject(), object(R"({"on": true})"));
-        QCOMPARE(durty.count(), 1);
-    }
-
-    void defaultChoiceRemovesArgument()
+    // Typed text is stored with its parameter's type, the same value again is no change; the
+    // default choice or an empty field removes the argument, and no empty "args" is left behind.
+    void editsStoreTypedArguments()
     {
         m_box->setBinding(object(R"({"ref": "zoom", "args": {"speed": 3, "gain": 0.25}})"));
         QSignalSpy durty(m_box, &ActionToolBox::durty);
         QTest::keyClick(combo("actionToolBoxParam_on"), Qt::Key_Down); // "true"
         QTest::keyClick(combo("actionToolBoxParam_on"), Qt::Key_Up);   // "<par défaut>"
-        for (const char *name : {"speed", "gain"}) {
+        QVERIFY(!m_box->binding().value("args").toObject().contains("on"));
+        param("on")->clear();
+        QTest::keyClicks(param("on"), "TRUE");
+        QTest::keyClick(param("on"), Qt::Key_Return);
+        QTest::keyClick(param("on"), Qt::Key_Return);
+        QCOMPARE(m_box->binding().value("args").toObject(),
+                 object(R"({"speed": 3, "gain": 0.25, "on": true})"));
+        for (const char *name : {"speed", "gain", "on"}) {
             param(name)->selectAll();
             QTest::keyClick(param(name), Qt::Key_Backspace);
             QTest::keyClick(param(name), Qt::Key_Return);
         }
-        QCOMPARE(durty.count(), 4);
-        QCOMPARE(m_box->binding(), object(R"({"ref": "zoom"})")); // no empty "args" left behind
+        QCOMPARE(durty.count(), 6);
+        QCOMPARE(m_box->binding(), object(R"({"ref": "zoom"})"));
     }
 
     // Focus passing through the fields is no edit: stored values keep their type and every digit.
@@ -99,7 +89,6 @@ private slots:
         QTest::addColumn<QString>("args");
         QTest::newRow("fraction in an int") << R"({"speed": 2.5})";
         QTest::newRow("seven digits") << R"({"gain": 1234567, "speed": 1234567})";
-        QTest::newRow("long fraction") << R"({"gain": 3.14159265358979})";
         QTest::newRow("texts") << R"j({"mode": "42", "on": "state(x)", "speed": "arg_0"})j";
     }
     void leavingFieldsChangesNothing()

@@ -8,16 +8,9 @@
 
 namespace {
 
-struct Run
+// gamepad-host as a user starts it (a home of its own, no display): its exit code, -1 on a crash.
+int runHost(QProcess &host, const QStringList &arguments, const QString &home)
 {
-    int code = -1;
-    QString out, err;
-};
-
-// gamepad-host as a user starts it, with a home of its own and no display.
-Run runHost(const QStringList &arguments, const QString &home)
-{
-    QProcess host;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
     env.insert("HOME", home);
@@ -25,21 +18,17 @@ Run runHost(const QStringList &arguments, const QString &home)
     host.setProcessEnvironment(env);
     host.start(QStringLiteral(GAMEPAD_HOST_EXE), arguments);
     const bool ended = host.waitForFinished(180000) && host.exitStatus() == QProcess::NormalExit;
-    return {ended ? host.exitCode() : -1, QString::fromLocal8Bit(host.readAllStandardOutput()),
-            QString::fromLocal8Bit(host.readAllStandardError())};
+    return ended ? host.exitCode() : -1;
 }
 
 // What a parse gave, in the words of the options table.
 QString summary(const HostOptions &o)
 {
+    const QString services = o.servicesPath == sampleServicesPath() ? "sample" : o.servicesPath;
     QStringList parts;
-    parts << (o.help ? "help" : "") << (o.addVirtual ? "virtual" : "")
-          << (o.verbose ? "verbose" : "")
+    parts << (o.addVirtual ? "virtual" : "") << (o.verbose ? "verbose" : "")
           << (o.pluginPath != defaultPluginPath() ? "plugin=" + o.pluginPath : "")
-          << (o.servicesPath.isEmpty()
-                  ? ""
-                  : "services=" + (o.servicesPath == sampleServicesPath() ? QString("sample")
-                                                                          : o.servicesPath))
+          << (services.isEmpty() ? "" : "services=" + services)
           << (o.screenshots() ? "shots=" + o.screenshotDir : "")
           << (o.simulatedPoseMs() == kScreenshotPoseMs ? "pose" : "");
     parts.removeAll(QString());
@@ -109,29 +98,30 @@ private slots:
         QFETCH(QStringList, arguments);
         QFETCH(int, code);
         QFETCH(QString, error);
-        const Run run = runHost(arguments, m_home.path());
-        QCOMPARE(run.code, code);
-        QVERIFY2(run.err.contains(error), qPrintable(run.err));
+        QProcess host;
+        QCOMPARE(runHost(host, arguments, m_home.path()), code);
+        const QString err = host.readAllStandardError();
+        QVERIFY2(err.contains(error), qPrintable(err));
     }
 
     void screenshots()
     {
         const QString dir = m_home.filePath("shots/nested");
-        const Run run = runHost({"--screenshot", dir}, m_home.filePath("home"));
-        QVERIFY2(run.code == kHostExitSuccess, qPrintable(run.err));
+        QProcess host;
+        QVERIFY2(runHost(host, {"--screenshot", dir}, m_home.filePath("home")) == kHostExitSuccess,
+                 host.readAllStandardError());
         QStringList expected;
         for (const QString &name : screenshotFileNames())
             expected << QDir(dir).filePath(name);
-        QCOMPARE(run.out.split('\n', Qt::SkipEmptyParts), expected);
+        QCOMPARE(QString(host.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts), expected);
         for (const QString &path : expected) {
             const QImage image(path);
             QCOMPARE(image.size(),
                      path.endsWith("devices.png") ? kDevicesShotSize : kConfigurationShotSize);
-            // Not an empty window: the cards and panels are drawn.
             QVERIFY(image.pixel(image.width() / 4, image.height() / 4) !=
                     image.pixel(image.width() / 2, image.height() / 2));
         }
-        // The run used a home of its own: nothing of the plug-in landed in the one it was given.
+        // Nothing of the plug-in landed in the home it was given: the run used one of its own.
         QVERIFY(!QFileInfo::exists(m_home.filePath("home/data")));
     }
 
