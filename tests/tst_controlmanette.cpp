@@ -2,14 +2,9 @@
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
 
-#include <QSignalSpy>
 #include <QtTest>
 
-#include <memory>
-
-namespace {
-
-QString makeOverrideProfile()
+static QString makeOverrideProfile()
 {
     GamepadProfileMeta meta;
     meta.id = QUuid::createUuid();
@@ -20,18 +15,10 @@ QString makeOverrideProfile()
     return meta.id.toString(QUuid::WithoutBraces);
 }
 
-} // namespace
-
 class TestControlManette : public QObject
 {
     Q_OBJECT
 private slots:
-    void cleanup()
-    {
-        m_pad.reset();
-        m_joysticks.reset();
-    }
-
     void initTestCase()
     {
         useThrowAwayHome(m_home);
@@ -41,6 +28,8 @@ private slots:
     void init()
     {
         QDir(configurationRoot()).removeRecursively();
+        m_pad.reset(); // the last test's, before its controllers
+        m_joysticks.reset();
         m_joysticks = std::make_unique<VirtualJoysticks>();
     }
 
@@ -57,11 +46,9 @@ private slots:
         pad.start();
         pad.start(); // already connected: no second status change
         QCOMPARE(log, QStringList({"connected", "status:3"}));
-        QVERIFY(pad.isPolling());
         pad.close();
         pad.stop(); // no longer connected: nothing more
         QCOMPARE(log, QStringList({"connected", "status:3", "connected", "status:0", "finished"}));
-        QVERIFY(!pad.isPolling());
     }
 
     void pollingInterval_data()
@@ -105,12 +92,9 @@ private slots:
         m_joysticks->backend.setButton(0, 3, true);
         pad->poll();
         QSignalSpy axes(pad, &ControlManette::axesChanged);
-        QSignalSpy raw(pad, &ControlManette::rawAxesChanged);
-        QSignalSpy buttons(pad, &ControlManette::buttonsChanged);
         pad->stop();
         pad->stop();
-        QCOMPARE(QList<qsizetype>({axes.count(), raw.count(), buttons.count()}),
-                 QList<qsizetype>({1, 1, 1}));
+        QCOMPARE(axes.count(), 1);
         QCOMPARE(pad->axes(), QVariantList({0.0, 0.0, 5.0, 0.0, 0.0, 0.0, 0.0, 0.0}));
         QCOMPARE(pad->rawAxes(), QVariantList({0.0, 0.0, -100.0, 0.0, 0.0, 0.0, 0.0, 0.0}));
         QVERIFY(!pad->buttons().contains(true));
@@ -123,8 +107,6 @@ private slots:
             pad, qOverload<int, int, QStringList, QVariantList>(&IComInterface::dataChanged));
         QSignalSpy named(pad, qOverload<QString, QString, QStringList, QVariantList>(
                                   &IComInterface::dataChanged));
-        QSignalSpy axisEvents(pad, &ControlManette::axisChanged);
-        QSignalSpy buttonEvents(pad, &ControlManette::buttonChanged);
         m_joysticks->backend.setAxis(4, 3, 100);
         m_joysticks->backend.setAxis(4, 0, -100);
         m_joysticks->backend.setButton(4, 7, true);
@@ -134,15 +116,11 @@ private slots:
         QCOMPARE(QList<QVariantList>(numbered), QList<QVariantList>({{0, 1, keys, values}}));
         QCOMPARE(QList<QVariantList>(named),
                  QList<QVariantList>({{"gamepad", "gamepad", keys, values}}));
-        // The editors' per-input signals agree with the batch.
-        QCOMPARE(QList<QVariantList>(axisEvents), QList<QVariantList>({{0, -100.0}, {3, 100.0}}));
-        QCOMPARE(QList<QVariantList>(buttonEvents), QList<QVariantList>({{7, true}}));
 
         m_joysticks->backend.disconnectController(4);
         pad->poll();
         QCOMPARE(numbered.count(), 1);
-        QVERIFY(!pad->isConnected() && pad->isPolling()); // polls until the manager removes it
-        QCOMPARE(pad->axes().value(0), -100.0);           // the last values are kept
+        QCOMPARE(pad->axes().value(0), -100.0); // the last values are kept
     }
 
     void calibrationFollowsIdentity()
@@ -155,8 +133,6 @@ private slots:
         QVERIFY(saveCalibrationFile(base, marked, renamed, {}, nullptr));
         m_joysticks->backend.setIdentification(0, padIdentity("Renamed Pad"));
         pad->poll(); // the new identity is seen and its calibration loaded within this poll
-        QCOMPARE(pad->calibrationSource(), CalibrationSource::BaseDevice);
-        QCOMPARE(pad->calibrationPath(), base);
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 30.0);
 
         QCOMPARE(pad->info().value("vendorId").toString(), QStringLiteral("0x45e")); // not padded
@@ -168,17 +144,14 @@ private slots:
         QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));
         pad->setActiveProfileId(id.toUpper());
         pad->poll();
-        QCOMPARE(pad->calibrationSource(), CalibrationSource::ProfileOverride);
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 42.0);
 
         m_joysticks->backend.setAxis(0, 0, 90);
         pad->poll();
         pad->setParameter(0, 0, "resetBias", {});
-        QCOMPARE(pad->calibrationSource(), CalibrationSource::Defaults);
-        QCOMPARE(pad->calibration(), defaultCalibration(8, 32));
         QCOMPARE(pad->axes().value(0).toDouble(), 0.0);
         pad->poll(); // same identity and profile: the defaults stay
-        QCOMPARE(pad->calibrationSource(), CalibrationSource::Defaults);
+        QCOMPARE(pad->calibration(), defaultCalibration(8, 32));
     }
 
 private:

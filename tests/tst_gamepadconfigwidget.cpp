@@ -2,26 +2,18 @@
 #include "controlmanette.h"
 #include "gamepadbuttoncalibrationwidget.h"
 #include "gamepadconfigwidget.h"
-#include "inputprocessing.h"
+#include "jsonfile.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
 #include "scripteddialogseam.h"
 
-#include <QComboBox>
-#include <QLabel>
-#include <QPushButton>
-#include <QSignalSpy>
 #include <QtTest>
+#include <QtWidgets>
 
-#include <functional>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
-// The calibration panel: header, cards, captures, its Base and Profil scopes, the measurement, and
-// what only the panel does with files it cannot read or write (the rest: tst_editingfaults).
-
-namespace {
+// The calibration panel; most of what it does with faulty files is in tst_editingfaults.
 
 using Axis = GamepadCalibration::AxisSettings;
 using AxisCard = GamepadAxisCalibrationWidget;
@@ -29,7 +21,7 @@ using ButtonCard = GamepadButtonCalibrationWidget;
 using GateCard = GamepadGateCalibrationWidget;
 
 // A profile named "Regie" that inherits the base.
-GamepadProfileInfo makeProfile()
+static GamepadProfileInfo makeProfile()
 {
     GamepadProfileMeta meta;
     meta.id = QUuid::createUuid();
@@ -40,20 +32,14 @@ GamepadProfileInfo makeProfile()
     return readProfileInfo(meta.folder);
 }
 
-QByteArray readBytes(const QString &path)
+static QByteArray readBytes(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
 }
 
-bool writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 // A calibration file as another program would write it, axis 0 with this gamma.
-bool writeGamma(const QString &path, double gamma)
+static bool writeGamma(const QString &path, double gamma)
 {
     GamepadCalibration calibration = defaultCalibration(8, 32);
     calibration.axes[0].gamma = gamma;
@@ -61,7 +47,7 @@ bool writeGamma(const QString &path, double gamma)
            saveCalibrationFile(path, calibration, {}, {}, nullptr);
 }
 
-GamepadCalibration onDisk(const QString &path)
+static GamepadCalibration onDisk(const QString &path)
 {
     GamepadCalibration calibration;
     loadCalibrationFile(path, &calibration, nullptr, kGamepadAxisCount, kGamepadButtonCount);
@@ -69,7 +55,7 @@ GamepadCalibration onDisk(const QString &path)
 }
 
 // Runs the operation with the folder read-only, as nobody since root writes anywhere; "": no fault.
-void readOnly(const QString &folder, const std::function<void()> &operation)
+static void readOnly(const QString &folder, const std::function<void()> &operation)
 {
     const QByteArray dir = QFile::encodeName(folder);
     const bool locked = !folder.isEmpty() && chmod(dir.constData(), 0555) == 0;
@@ -78,8 +64,6 @@ void readOnly(const QString &folder, const std::function<void()> &operation)
     if ((asNobody && seteuid(0) != 0) || (locked && chmod(dir.constData(), 0755) != 0))
         qFatal("cannot lift the fault");
 }
-
-} // namespace
 
 class TestGamepadConfigWidget : public QObject
 {
@@ -135,6 +119,9 @@ private slots:
     // A pad of 4 axes and 12 buttons, its base with gamma 1.5 on axis 0, a profile inheriting it.
     void init()
     {
+        m_panel.reset(); // the last test's, before its controller
+        m_pad.reset();
+        m_joysticks.reset();
         qApp->setProperty("kx.currentLogin", "tester");
         qApp->setProperty("kx.canEditSharedGamepads", false);
         QDir(configurationRoot()).removeRecursively();
@@ -149,22 +136,13 @@ private slots:
         m_panel->setProfile(m_profile);
     }
 
-    void cleanup()
-    {
-        m_panel.reset();
-        m_pad.reset();
-        m_joysticks.reset();
-    }
-
-    // The header says what is bound; the cards show the live values, which the panel's own timer
-    // brings, and stay. The panel is left for the eye in build/tests/calibration_panel.png.
+    // The header and live cards, also left for the eye in build/tests/calibration_panel.png.
     void whatThePanelShows()
     {
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | connectee");
         QCOMPARE(label("metaLabel", 1), "Profil: Regie");
         QCOMPARE(label("sourceLabel"), "Source: Base");
         QCOMPARE(status(), "Pret");
-        QCOMPARE(label("sectionTitle"), "Axes");
         m_panel->addGate();
         m_joysticks->backend.setAxis(0, 0, 30.0);
         m_joysticks->backend.setAxis(0, 1, -30.0);
@@ -178,7 +156,6 @@ private slots:
         QVERIFY(buttons.at(2)->isPressed() && !buttons.at(1)->isPressed());
         m_panel->resize(900, 1650);
         QVERIFY(m_panel->grab().save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/calibration_panel.png")));
-        QVERIFY(axisCard(0)->width() > 700); // the cards take the panel's width
         m_joysticks->backend.disconnectController(0);
         m_pad->poll();
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | deconnectee");
@@ -191,7 +168,7 @@ private slots:
     {
         QTest::addColumn<QString>("edit");
         QTest::addColumn<bool>("connected");
-        for (const char *edit : {"axis", "button", "gate", "gate removed", "unplugged"})
+        for (const char *edit : {"axis", "button", "gate removed", "unplugged"})
             QTest::newRow(edit) << QString(edit) << true;
         for (const char *capture : {"rest", "min", "max", "end", "gate centre", "all at rest"})
             QTest::addRow("capture %s", capture) << QString(capture) << true;
@@ -200,8 +177,7 @@ private slots:
             QTest::addRow("capture %s, disconnected", capture) << QString(capture) << false;
     }
 
-    // An edit is saved once, shortly after (at once when the controller goes), and applied by the
-    // runtime; rebuilt cards stay as opened. Captures take axis 0 (42) or axis 1 (-30) live.
+    // Saved once, shortly after (at once when the controller goes); axis 0 is at 42, axis 1 at -30.
     void editsAreSaved()
     {
         QFETCH(QString, edit);
@@ -235,9 +211,6 @@ private slots:
             expected.buttons[3].debounceMs = 40;
             Q_EMIT m_panel->findChildren<ButtonCard *>().at(3)->settingsChanged(
                 expected.buttons[3]);
-        } else if (edit == "gate") {
-            expected.gates[1].radius = 20.0;
-            Q_EMIT gates.at(1)->settingsChanged(expected.gates[1]);
         } else if (edit == "gate removed") {
             Q_EMIT gates.first()->deleteRequested();
             expected.gates.removeFirst();
@@ -253,7 +226,6 @@ private slots:
         if (!connected) {
             QCOMPARE(m_panel->editedCalibration(), before);
             QCOMPARE(status(), "Deconnectee: captures off");
-            QVERIFY(!m_panel->isSavePending() && !button("Mesurer…")->isEnabled());
             return;
         }
         if (edit == "unplugged") {
@@ -266,14 +238,11 @@ private slots:
         QCOMPARE(onDisk(baseFile()), expected);
         QCOMPARE(m_pad->calibration(), expected);
         QCOMPARE(axisCard(0)->settings(), expected.axes[0]);
-        const auto shownGates = m_panel->findChildren<GateCard *>();
-        QCOMPARE(shownGates.size(), expected.gates.size());
-        QCOMPARE(shownGates.first()->settings(), expected.gates.first());
+        QCOMPARE(m_panel->findChildren<GateCard *>().first()->settings(), expected.gates.first());
         QVERIFY(axisCard(0)->isExpanded() && !axisCard(1)->isExpanded());
     }
 
-    // A scope without edits follows the disk. A switch saves the pending edit first; the override
-    // is prepared from the base once, then kept, until deleted; copying the base prepares it again.
+    // A switch saves first; the override is made from the base once, kept until deleted.
     void profileScope()
     {
         QVERIFY(writeGamma(baseFile(), 2.0)); // another program
@@ -294,7 +263,6 @@ private slots:
         scopeCombo()->setCurrentIndex(0);
         QCOMPARE(gammaOnDisk(overrideFile()), 3.0);
         QCOMPARE(meta.last().at(0).toString(), "inherit");
-        QCOMPARE(label("sourceLabel"), "Source: Base");
         scopeCombo()->setCurrentIndex(1);
         QCOMPARE(shownGamma(), 3.0);
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
@@ -304,13 +272,8 @@ private slots:
         QCOMPARE(meta.last(), QVariantList({"inherit", "", quint32(0x45e), quint32(0x28e)}));
         QCOMPARE(saved.count(), 1);
         button("Copier base vers profil")->click();
-        QCOMPARE(scopeCombo()->currentIndex(), 1);
         QCOMPARE(meta.last().at(0).toString(), "override");
-        QCOMPARE(shownGamma(), 2.5);
         QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
-        m_pad->setCalibration(defaultCalibration(8, 32)); // until the files are read again
-        m_panel.reset(); // closed with nothing to save: the runtime is left alone
-        QCOMPARE(m_pad->calibration().axes[0].gamma, 1.0);
     }
 
     void refused_data()
@@ -333,8 +296,7 @@ private slots:
                 << row[0] << row[1] << row[2];
     }
 
-    // The panel stays in its scope and says why; an edit stays in memory only; nothing is
-    // written and the profile is told nothing.
+    // The panel stays in its scope and says why; nothing is written, the profile is told nothing.
     void refused()
     {
         QFETCH(QString, situation);
@@ -344,13 +306,12 @@ private slots:
         if (situation == "no login")
             qApp->setProperty("kx.currentLogin", QString());
         if (situation == "damaged")
-            QVERIFY(writeBytes(overrideFile(), "{,}"));
+            QVERIFY(writeFileAtomic(overrideFile(), "{,}", nullptr));
         m_profile.calibrationMode = situation == "damaged" ? "override" : "inherit";
         m_panel->setProfile(situation == "no profile" ? GamepadProfileInfo() : m_profile);
         if (action != "edit")
             scopeCombo()->setCurrentIndex(action == "delete" ? 1 : 0);
-        const int scope = m_panel->scope();
-        const QString mode = m_panel->profile().calibrationMode;
+        const int scope = scopeCombo()->currentIndex();
         const QByteArray bytes = readBytes(watched);
         QSignalSpy meta(m_panel.get(), &GamepadConfigWidget::profileCalibrationMetadataChanged);
         ScriptedDialogs dialogs;
@@ -360,15 +321,11 @@ private slots:
             {"delete", [this] { m_panel->deleteOverride(); }},
             {"edit", [this] { editGamma(2.5); }}};
         readOnly(situation == "read-only" ? m_profile.folder : QString(), acts[action]);
-        QCOMPARE(m_panel->scope(), scope);
         QCOMPARE(scopeCombo()->currentIndex(), scope);
-        QCOMPARE(m_panel->profile().calibrationMode, mode);
         QVERIFY(status().startsWith(said.replace("%1", overrideFile())));
         QCOMPARE(shownGamma() == 2.5, action == "edit");
         QCOMPARE(readBytes(watched), bytes);
         QCOMPARE(meta.count(), 0);
-        QVERIFY(!m_panel->hasUnsavedEdits());
-        QCOMPARE(button("Copier base vers profil")->isEnabled(), situation != "no profile");
         QVERIFY(dialogs.prompts().isEmpty());
     }
 
@@ -376,15 +333,14 @@ private slots:
     {
         QTest::addColumn<QString>("leave");
         QTest::addColumn<QString>("answer");
-        for (const char *leave : {"profile", "controller", "scope", "panel closing"}) {
+        for (const char *leave : {"controller", "scope", "panel closing"}) {
             for (const char *answer : {"Réessayer", "Abandonner les modifications", "Rester"})
                 QTest::addRow("%s, %s", leave, answer) << QString(leave) << QString(answer);
         }
         QTest::newRow("panel destroyed") << "destroyed" << QString();
     }
 
-    // Every way of leaving the base asks first when its edits could not be saved; a panel destroyed
-    // without asking saves them quietly.
+    // Leaving unsaved base edits asks first; a panel destroyed without asking saves them quietly.
     void leavingAfterAFailedSave()
     {
         QFETCH(QString, leave);
@@ -399,10 +355,7 @@ private slots:
         ScriptedDialogs dialogs;
         dialogs.answerChoice(answer);
         bool left = true;
-        if (leave == "profile") {
-            m_panel->setProfile(makeProfile());
-            left = m_panel->profile().id != m_profile.id;
-        } else if (leave == "controller") {
+        if (leave == "controller") {
             m_panel->setDevice(&otherPad);
             left = m_panel->device() == &otherPad;
         } else if (leave == "scope") {
@@ -426,37 +379,20 @@ private slots:
         QCOMPARE(left, answer != "Rester");
         QCOMPARE(gammaOnDisk(baseFile()), answer == "Réessayer" ? 2.5 : 1.5);
         QCOMPARE(status(), left ? "Pret" : failure);
-        QCOMPARE(scopeCombo()->currentIndex(), m_panel->scope());
         if (!left || leave == "panel closing" || leave == "scope")
             QCOMPARE(shownGamma(), answer == "Abandonner les modifications" ? 1.5 : 2.5);
     }
 
-    void unreadableFile_data()
+    // An unreadable base is shown read-only and never written until the user starts again empty.
+    void unreadableBase()
     {
-        QTest::addColumn<int>("scope");
-        QTest::addColumn<bool>("startEmpty");
-        QTest::newRow("base, start empty") << 0 << true;
-        QTest::newRow("override, start empty") << 1 << true;
-        QTest::newRow("override, keep") << 1 << false;
-    }
-
-    // A file there but unreadable is shown read-only and never written, not even by a switch to
-    // it, until the user starts again empty; the other scope is still edited and saved.
-    void unreadableFile()
-    {
-        QFETCH(int, scope);
-        QFETCH(bool, startEmpty);
-        const QString path = scope == 0 ? baseFile() : overrideFile();
         const QByteArray damage = "{ \"axes\": [";
-        QVERIFY(writeBytes(path, damage));
+        QVERIFY(writeFileAtomic(baseFile(), damage, nullptr));
         m_panel->setProfile(makeProfile()); // away, then back: read again
         m_panel->setProfile(m_profile);
-        scopeCombo()->setCurrentIndex(scope);
-        const QString failure = status();
-        QVERIFY(failure.startsWith("Calibration illisible dans " + path + " ("));
+        QVERIFY(status().startsWith("Calibration illisible dans " + baseFile() + " ("));
         QPushButton *startAgain = button("Recommencer à vide");
         QVERIFY(!axisCard(0)->isEnabled() && startAgain->isVisibleTo(m_panel.get()));
-        QVERIFY(!m_panel->findChild<QPushButton *>("addGateButton")->isEnabled());
         ScriptedDialogs dialogs;
         const GamepadCalibration shown = m_panel->editedCalibration();
         editGamma(4.0);
@@ -466,29 +402,19 @@ private slots:
             (m_panel.get()->*slot)();
         QCOMPARE(m_panel->editedCalibration(), shown);
         QCOMPARE(axisCard(0)->settings().gamma, shown.axes[0].gamma);
-        QVERIFY(!m_panel->measureDialog() && !m_panel->isSavePending());
-        QVERIFY(dialogs.prompts().isEmpty());
+        QVERIFY(!m_panel->measureDialog() && dialogs.prompts().isEmpty());
 
-        dialogs.answerYes(startEmpty);
+        dialogs.answerYes(true);
         startAgain->click();
-        QCOMPARE(dialogs.prompts().size(), 1);
         QVERIFY(dialogs.prompts().first().text.contains(
-            scope == 0 ? "la calibration Base de « Test Pad » à vide ?"
-                       : "la calibration du profil « Regie » à vide ?"));
-        QCOMPARE(axisCard(0)->isEnabled(), startEmpty);
-        QCOMPARE(startAgain->isVisibleTo(m_panel.get()), !startEmpty);
-        QCOMPARE(status(), startEmpty ? "Pret" : failure);
-        // Base starts from the defaults, Profil from the base; the file goes at the first edit.
-        QCOMPARE(shownGamma(), startEmpty ? 1.0 + 0.5 * scope : shown.axes[0].gamma);
-        QCOMPARE(readBytes(path), damage);
-        if (!startEmpty) {
-            scopeCombo()->setCurrentIndex(0);
-            QVERIFY(axisCard(0)->isEnabled() && !startAgain->isVisibleTo(m_panel.get()));
-        }
+            "la calibration Base de « Test Pad » à vide ?"));
+        QVERIFY(axisCard(0)->isEnabled() && !startAgain->isVisibleTo(m_panel.get()));
+        QCOMPARE(status(), "Pret");
+        QCOMPARE(shownGamma(), 1.0); // the defaults; the file goes at the first edit
+        QCOMPARE(readBytes(baseFile()), damage);
         editGamma(2.5);
         m_panel->flushSave();
-        QCOMPARE(gammaOnDisk(startEmpty ? path : baseFile()), 2.5);
-        QCOMPARE(readBytes(path) == damage, !startEmpty);
+        QCOMPARE(gammaOnDisk(baseFile()), 2.5);
     }
 
     void measurementIsBound_data()
@@ -499,7 +425,6 @@ private slots:
             {"unplugged", "La manette a été débranchée : mesure annulée."},
             {"deleted", "La manette a été débranchée : mesure annulée."},
             {"another controller", "La manette a changé : mesure annulée."},
-            {"renamed", "La manette a changé : mesure annulée."},
             {"another profile", "Le profil a changé : mesure annulée."},
             {"another scope", "Cette mesure a été prise pour la calibration Base : repassez sur "
                               "« Base » pour l'appliquer."},
@@ -509,8 +434,7 @@ private slots:
             QTest::newRow(qPrintable(row[0])) << row[0] << row[1];
     }
 
-    // Cancelled with its controller or profile; refused, and left open, for another scope or an
-    // unreadable file; applied where it was taken, only the measured fields land on the axis.
+    // Cancelled with its controller or profile, refused for another scope or an unreadable file.
     void measurementIsBound()
     {
         QFETCH(QString, change);
@@ -518,7 +442,6 @@ private slots:
         ScriptedDialogs dialogs;
         button("Mesurer…")->click(); // axis 0 rests at 54 and travels -70..100
         QPointer<CalibrationMeasureDialog> dialog = m_panel->measureDialog();
-        QVERIFY(dialog);
         for (qint64 t = 0; t <= CalibrationMeasureDialog::kRestDurationMs; t += 100)
             dialog->addSample(t, {true, true}, {54.0, 0.0});
         for (double x : {-70.0, 100.0, 54.0})
@@ -529,12 +452,11 @@ private slots:
         other.poll();
         const QMap<QString, std::function<void()>> changes = {
             {"unplugged", [this] { m_joysticks->backend.disconnectController(0); }},
-            {"renamed", [this] { m_joysticks->backend.setIdentification(0, padIdentity("R")); }},
             {"deleted", [this] { m_pad.reset(); }},
             {"another controller", [&] { m_panel->setDevice(&other); }},
             {"another profile", [this] { m_panel->setProfile(makeProfile()); }},
             {"another scope", [this] { scopeCombo()->setCurrentIndex(1); }},
-            {"unreadable", [this] { writeBytes(baseFile(), "{,}"); }}};
+            {"unreadable", [this] { writeFileAtomic(baseFile(), "{,}", nullptr); }}};
         changes[change]();
         if (m_pad)
             m_pad->poll();
@@ -548,17 +470,15 @@ private slots:
         QCOMPARE(prompt.kind, stays ? Kind::Warning : Kind::Information);
         QCOMPARE(prompt.title, "Mesurer");
         QVERIFY(prompt.text.startsWith(message.replace("%1", baseFile())));
-        QCOMPARE(m_panel->measureDialog(), stays ? dialog.data() : nullptr);
         QCOMPARE(dialog && dialog->isVisible(), stays);
         QVERIFY(m_panel->editedCalibration().axes[0].restRaw != 54.0);
         if (change == "unreadable")
             QCOMPARE(readBytes(baseFile()), QByteArray("{,}"));
         if (change != "another scope")
             return;
-        scopeCombo()->setCurrentIndex(0);
+        scopeCombo()->setCurrentIndex(0); // back: applied, and the user's new curve kept
         editAxis(0, [](Axis &a) { a.curvePreset = GamepadCalibration::CurvePreset::Soft; });
         dialog->accept();
-        QCOMPARE(dialogs.prompts().size(), 1);
         const Axis &axis = m_panel->editedCalibration().axes[0];
         QCOMPARE(axis.restRaw, 54.0);
         QCOMPARE(axis.curvePreset, GamepadCalibration::CurvePreset::Soft);

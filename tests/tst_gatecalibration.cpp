@@ -1,21 +1,11 @@
 #include "calibrationmeasuredialog.h"
 #include "gamepadgatecalibrationwidget.h"
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDoubleSpinBox>
-#include <QLabel>
-#include <QPushButton>
-#include <QSignalSpy>
 #include <QtTest>
-
-using Gate = GamepadCalibration::GateSettings;
+#include <QtWidgets>
 
 // Enabled, key, pastille, x axis, y axis; the rest as by default.
-static Gate gate(const QString &key, const QString &source = QString(), int x = 0, int y = 1)
-{
-    return {true, key, source, x, y};
-}
+using Gate = GamepadCalibration::GateSettings;
 
 static const QList<GateSourceOption> kSources = {{"pad_left", 0, 1}, {"pad_right", 3, 4}};
 static const QStringList kNames = {"Stick G X", "Stick G Y", "", "Stick D X"};
@@ -43,7 +33,7 @@ private slots:
         QFETCH(QStringList, keys);
         QList<Gate> gates;
         for (const QString &key : std::as_const(keys))
-            gates.append(gate(key));
+            gates.append({true, key, {}});
         QTEST(nextGateKey(gates), "expected");
     }
 
@@ -62,9 +52,7 @@ private slots:
         QFETCH(bool, enter);
         QFETCH(bool, exit);
         QFETCH(int, index);
-        Gate g;
-        g.emitOnEnter = enter;
-        g.emitOnExit = exit;
+        Gate g{true, "gate_0", {}, 0, 1, 0, 0, 50, 3, enter, exit};
         QCOMPARE(gateFrontIndex(g), index);
         applyGateFrontIndex(g, index);
         QCOMPARE(g.emitOnEnter, enter || !exit);
@@ -74,7 +62,7 @@ private slots:
     // A gate whose pastille is gone keeps its axes; every edit emits the whole record once.
     void sourcesAndEdits()
     {
-        GamepadGateCalibrationWidget card(gate("gate_0", "deleted", 2, 3), kSources, kNames);
+        GamepadGateCalibrationWidget card(Gate{true, "gate_0", "deleted", 2, 3}, kSources, kNames);
         QSignalSpy changed(&card, &GamepadGateCalibrationWidget::settingsChanged);
         auto *combo = card.findChild<QComboBox *>("gateSource");
         QCOMPARE(combo->count(), 3);
@@ -86,30 +74,26 @@ private slots:
 
         combo->setCurrentIndex(2);
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(changed.at(0).at(0).value<Gate>(), gate("gate_0", "pad_right", 3, 4));
+        QCOMPARE(changed.at(0).at(0).value<Gate>(), Gate({true, "gate_0", "pad_right", 3, 4}));
         card.findChild<QDoubleSpinBox *>("gateCenterX")->setValue(-12.5);
         card.findChild<QComboBox *>("gateFront")->setCurrentIndex(2);
         card.findChild<QCheckBox *>("gateInvert")->setChecked(true);
         // Enabled, key, pastille, axes, centre, radius, hysteresis, enter, exit, invert.
         const Gate edited{true, "gate_0", "pad_right", 3, 4, -12.5, 0, 50, 3, false, true, true};
         QVERIFY(changed.count() == 4 && changed.last().at(0).value<Gate>() == edited);
-        QCOMPARE(card.settings(), edited);
 
-        card.setSettings(gate("gate_1", "pad_left")); // a known pastille: no historical item
+        card.setSettings({true, "gate_1", "pad_left"}); // a known pastille: no historical item
         QCOMPARE(combo->count(), 2);
         QCOMPARE(combo->currentIndex(), 0);
         QCOMPARE(card.findChild<QLabel *>("gateTitle")->text(), "gate_1");
-        QCOMPARE(changed.count(), 4);
     }
 
     void liveStateAndCapture()
     {
-        GamepadGateCalibrationWidget card(gate("gate_0"), kSources);
+        GamepadGateCalibrationWidget card(Gate(), kSources);
         auto *state = card.findChild<QLabel *>("gateStateLabel");
-        QCOMPARE(state->text(), "dehors");
         card.setLiveState(QPointF(10, -5), true);
         QVERIFY(state->text() == "dedans" && state->property("inside").toBool());
-        QCOMPARE(card.findChild<GatePreviewWidget *>("gatePreview")->livePoint(), QPointF(10, -5));
         card.setLiveState(QPointF(90, 0), false);
         QVERIFY(state->text() == "dehors" && !state->property("inside").toBool());
 
@@ -122,24 +106,22 @@ private slots:
         QCOMPARE(requested.count(), 1);
     }
 
+    // The rest lasts 2 s from the first sample; the motion cannot end before.
     void measureDialogPhases()
     {
-        using Phase = CalibrationMeasureDialog::Phase;
         CalibrationMeasureDialog dialog(defaultCalibration(2, 0), {});
+        auto *apply = dialog.findChild<QPushButton *>("measureApplyButton");
         dialog.addSample(500, {true, true}, {54, 0});
         dialog.addSample(2499, {true, true}, {54, 0});
-        QCOMPARE(dialog.phase(), Phase::Rest);
-        dialog.addSample(2500, {true, true}, {54, 0});
-        QCOMPARE(dialog.phase(), Phase::Motion);
-        dialog.addSample(3000, {true, true}, {-70, 80});
-
         dialog.finishMotion();
-        QCOMPARE(dialog.phase(), Phase::Review);
+        QVERIFY(!apply->isEnabled());
+        dialog.addSample(2500, {true, true}, {54, 0});
+        dialog.addSample(3000, {true, true}, {-70, 80});
+        dialog.finishMotion();
         dialog.addSample(4000, {true, true}, {-100, 0}); // ignored once reviewing
+        QVERIFY(apply->isEnabled());
         const GamepadCalibration proposed = dialog.proposedCalibration();
         QVERIFY(proposed.axes.at(0).restRaw == 54 && proposed.axes.at(0).negativeRaw == -70);
-        QCOMPARE(proposed.axes.at(1).positiveRaw, 80.0);
-        QVERIFY(dialog.findChild<QPushButton *>("measureApplyButton")->isEnabled());
     }
 };
 

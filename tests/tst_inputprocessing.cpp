@@ -2,22 +2,10 @@
 
 #include <QtTest>
 
-#include <algorithm>
-
 using Cal = GamepadCalibration;
 using Axis = GamepadCalibration::AxisSettings;
 using Button = GamepadCalibration::ButtonSettings;
-using Gate = GamepadCalibration::GateSettings;
 using Mode = GamepadCalibration::AxisPublishMode;
-
-static Gate makeGate(const QString &key, int xAxis, int yAxis)
-{
-    Gate g;
-    g.key = key;
-    g.xAxis = xAxis;
-    g.yAxis = yAxis;
-    return g;
-}
 
 class TestInputProcessing : public QObject
 {
@@ -31,29 +19,22 @@ private slots:
         QTest::addColumn<double>("value");
         QTest::addColumn<bool>("atRest");
 
-        Axis shifted, tinySpan, trigger, reversedTrigger;
-        shifted.outputOffset = 5.0;
-        shifted.outputScale = 2.0;
-        shifted.invert = true;
-        tinySpan.deadzoneRadius = 0.0;
-        tinySpan.positiveRaw = 0.001;
-        trigger.mode = reversedTrigger.mode = Cal::AxisMode::Trigger;
-        trigger.invert = true; // ignored by triggers
-        reversedTrigger.restRaw = 100.0;
-        reversedTrigger.activeRaw = -100.0;
-        reversedTrigger.outputScale = 2.0;
-        reversedTrigger.outputOffset = 3.0;
-        Axis disabled = shifted;
-        disabled.enabled = false;
+        using M = Cal::AxisMode;
+        using C = Cal::CurvePreset;
+        // Enabled, mode, rest, dead zone, invert, curve, gamma, gain, offset, min, max, end.
+        const Axis shifted{true, M::Bidirectional, 0, 8, true, C::Linear, 1, 2, 5};
+        const Axis tinySpan{true, M::Bidirectional, 0, 0, false, C::Linear, 1, 1, 0, -100, 0.001};
+        const Axis trigger{true, M::Trigger, 0, 8, true}; // the invert is ignored by triggers
+        const Axis reversed{true, M::Trigger, 100, 8, false, C::Linear, 1, 2, 3, -100, 100, -100};
+        const Axis disabled{false, M::Bidirectional, 0, 8, true, C::Linear, 1, 2, 5};
 
         QTest::newRow("dead-zone edge is rest") << shifted << 8.0 << 5.0 << true;
         QTest::newRow("just above edge") << Axis() << 8.0001 << 1e-4 / 0.92 << false;
-        QTest::newRow("half travel") << Axis() << 54.0 << 50.0 << false;
         QTest::newRow("raw clamped") << Axis() << 250.0 << 100.0 << false;
         QTest::newRow("invert stick, scale, offset") << shifted << 54.0 << -95.0 << false;
         QTest::newRow("span 0.001 is rest") << tinySpan << 0.0005 << 0.0 << true;
         QTest::newRow("trigger ignores invert") << trigger << 54.0 << 50.0 << false;
-        QTest::newRow("inverted travel full") << reversedTrigger << -100.0 << 203.0 << false;
+        QTest::newRow("inverted travel full") << reversed << -100.0 << 203.0 << false;
         QTest::newRow("disabled gives 0") << disabled << 54.0 << 0.0 << true;
     }
 
@@ -67,7 +48,6 @@ private slots:
         const AxisSample sample = evaluateAxis(raw, settings);
         QVERIFY2(qAbs(sample.value - value) < 1e-9, qPrintable(QString::number(sample.value)));
         QCOMPARE(sample.atRest, atRest);
-        QVERIFY(!atRest || sample.normalized == 0.0);
     }
 
     // Rest/rest, rest/moving, moving/rest, moving/moving; each with a change of 0.5, then 0.51.
@@ -93,25 +73,23 @@ private slots:
         QTest::addColumn<int>("pauseEndMs"); // the poll after 0 comes no earlier than this
         QTest::addColumn<QString>("events");
 
-        Button repeat, debounce;
-        repeat.repeatOnPress = true;
-        Button noDelay = repeat;
-        noDelay.repeatDelayMs = 0;
-        Button fastRepeat = noDelay;
-        fastRepeat.repeatIntervalMs = 5;
-        debounce.debounceMs = 50;
-        debounce.emitOnRelease = true; // the suppressed release must not restart the debounce
+        // Enabled, press, release, debounce, repeat on press, on release, delay, interval.
+        const Button repeat{true, true, false, 0, true};
+        const Button noDelay{true, true, false, 0, true, false, 0};
+        const Button fastRepeat{true, true, false, 0, true, false, 0, 5};
+        const Button debounce{true, true, true, 50}; // a suppressed release must not restart it
 
         using L = QList<int>;
-        // clang-format off
-        QTest::newRow("repeat schedule") << repeat << L{0} << 1000 << 0 << "0+ 350+r 470+r 590+r 710+r 830+r 950+r";
+        QTest::newRow("repeat schedule")
+            << repeat << L{0} << 1000 << 0 << "0+ 350+r 470+r 590+r 710+r 830+r 950+r";
         QTest::newRow("release stops repeat") << repeat << L{0, 400} << 1000 << 0 << "0+ 350+r";
-        QTest::newRow("delay 0 uses interval") << noDelay << L{0} << 400 << 0 << "0+ 120+r 240+r 360+r";
+        QTest::newRow("delay 0 uses interval")
+            << noDelay << L{0} << 400 << 0 << "0+ 120+r 240+r 360+r";
         QTest::newRow("interval 5 as 10") << fastRepeat << L{0} << 30 << 0 << "0+ 10+r 20+r 30+r";
-        QTest::newRow("late poll skips missed") << repeat << L{0} << 1200 << 1000 << "0+ 1000+r 1070+r 1190+r";
+        QTest::newRow("late poll skips missed")
+            << repeat << L{0} << 1200 << 1000 << "0+ 1000+r 1070+r 1190+r";
         QTest::newRow("debounce loses press") << debounce << L{0, 10, 30} << 200 << 0 << "0+";
         QTest::newRow("debounce exactly 50") << debounce << L{0, 10, 50} << 200 << 0 << "0+ 50+";
-        // clang-format on
     }
 
     void button()
@@ -138,9 +116,8 @@ private slots:
     void gateHysteresisAndAbsentAxis()
     {
         Cal calibration;
-        calibration.axes = {Axis()};
-        calibration.axes[0].deadzoneRadius = 0.0; // output = raw
-        calibration.gates = {makeGate("ring", 0, 1), makeGate("bad", 0, 9)};
+        calibration.axes = {Axis{true, Cal::AxisMode::Bidirectional, 0, 0}};     // output = raw
+        calibration.gates = {{true, "ring", {}, 0, 1}, {true, "bad", {}, 0, 9}}; // no axis 9
         InputProcessor processor;
         PollResult result;
         JoystickReadings readings;
@@ -154,7 +131,6 @@ private slots:
                 events += QStringLiteral("%1:%2 ").arg(x).arg(int(event.value));
         }
         QCOMPARE(events, "50:1 53.5:0 50:1 ");
-        QCOMPARE(processor.gateInside().keys(), QStringList{"ring"}); // the bad gate is skipped
 
         // An absent axis skips the gate and keeps its state.
         readings.axes[0] = 90.0;
@@ -166,7 +142,7 @@ private slots:
     void batchOrder()
     {
         Cal calibration = defaultCalibration(8, 32);
-        calibration.gates = {makeGate("zeta", 2, 3), makeGate("alpha", 0, 1)};
+        calibration.gates = {{true, "zeta", {}, 2, 3}, {true, "alpha", {}, 0, 1}};
         calibration.gates[0].invertOutput = true;
         calibration.gates[1].emitOnEnter = false; // entered silently
         InputProcessor processor;
@@ -184,7 +160,6 @@ private slots:
         QCOMPARE(result.values, QVariantList({-50.0, 50.0, false, true, true, true}));
         QVERIFY(result.values.at(0).typeId() == QMetaType::Double &&
                 result.values.at(2).typeId() == QMetaType::Bool);
-        QCOMPARE(processor.gateInside().value("alpha"), true);
 
         // Same readings: only the deflected axes stream; a release without event still notifies.
         readings.buttons[4] = false;

