@@ -70,9 +70,8 @@ private slots:
             true, 250);
         row("next burst after a save", "keep-first edit@0 ok edit@400", "y - y", State::Dirty, true,
             650);
-        row("same failure twice is told once", "edit@0 fail:full edit@300 fail:full",
-            "y news y quiet", State::SaveFailed, true, -1);
-        row("another reason is news", "edit@0 fail:full edit@300 fail:denied", "y news y news",
+        row("same failure twice is told once, another reason is news",
+            "edit@0 fail:full edit@300 fail:full edit@400 fail:denied", "y news y quiet y news",
             State::SaveFailed, true, -1);
         row("failure after a success is news", "edit@0 fail:full ok edit@9 fail:full",
             "y news - y news", State::SaveFailed, true, -1);
@@ -92,11 +91,10 @@ private slots:
         row("documents follow loads and saves",
             "loadfail docs empty docs edit@0 ok docs reset docs",
             "- /loaded y /loaded y - /saved - none", State::Clean, false, -1);
-        row("gone with edits keeps them", "edit@0 gone edit@10", "y news n", State::Gone, true, -1);
+        row("gone with edits keeps them, even past a save", "edit@0 gone edit@10 ok", "y news n -",
+            State::Gone, true, -1);
         row("gone without edits is news once", "gone gone why", "news quiet folder:vanished",
             State::Gone, false, -1);
-        row("a save cannot revive a gone session", "edit@0 gone ok", "y news -", State::Gone, true,
-            -1);
         row("a negative delay is none", "delay:-5 edit@42", "y", State::Dirty, true, 42);
         row("a touch schedules nothing", "touch", "y", State::Dirty, true, -1);
         row("reset forgets everything", "edit@0 fail:full reset why", "y news - :", State::Clean,
