@@ -265,6 +265,8 @@ private slots:
         QCOMPARE(meta.last().at(0).toString(), "inherit");
         scopeCombo()->setCurrentIndex(1);
         QCOMPARE(shownGamma(), 3.0);
+        button("Copier base vers profil")->click(); // the base on disk, not the override in force
+        QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
         button("Supprimer override")->click();
         QVERIFY(!QFile::exists(overrideFile()));
@@ -333,7 +335,7 @@ private slots:
     {
         QTest::addColumn<QString>("leave");
         QTest::addColumn<QString>("answer");
-        for (const char *leave : {"controller", "scope", "panel closing"}) {
+        for (const char *leave : {"controller", "controller renamed", "scope", "panel closing"}) {
             for (const char *answer : {"Réessayer", "Abandonner les modifications", "Rester"})
                 QTest::addRow("%s, %s", leave, answer) << QString(leave) << QString(answer);
         }
@@ -358,6 +360,11 @@ private slots:
         if (leave == "controller") {
             m_panel->setDevice(&otherPad);
             left = m_panel->device() == &otherPad;
+        } else if (leave == "controller renamed") {
+            m_joysticks->backend.connectController(0, padIdentity("Renamed Pad"));
+            m_pad->poll();
+            QTRY_VERIFY(!dialogs.prompts().isEmpty());
+            left = label("metaLabel").startsWith("Renamed Pad");
         } else if (leave == "scope") {
             scopeCombo()->setCurrentIndex(1);
             left = m_panel->scope() == 1;

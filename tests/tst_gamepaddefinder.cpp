@@ -289,8 +289,15 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 2, 5000);
         QVERIFY(catalog.count() >= 1);
         QCOMPARE(w->entries().at(w->currentRow()).name, QStringLiteral("Ouvert"));
-        w->profileList()->setCurrentRow(rowOf(*w, QStringLiteral("Importe")));
+        // Another profile going moves the open one up its list; it stays open.
         QVERIFY(QDir(later.folder).removeRecursively());
+        QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 1, 5000);
+        QCOMPARE(w->currentRow(), 0);
+        QCOMPARE(w->overlay()->node(0).title, QStringLiteral("Ailleurs"));
+        const GamepadProfileMeta gone = seed(QStringLiteral("Importe"));
+        QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 2, 5000);
+        w->profileList()->setCurrentRow(rowOf(*w, QStringLiteral("Importe")));
+        QVERIFY(QDir(gone.folder).removeRecursively());
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 1, 5000);
         QCOMPARE(w->currentRow(), -1);
         QVERIFY(dialogs.prompts().isEmpty());
@@ -381,6 +388,15 @@ private slots:
         QCOMPARE(onDisk.deviceNames, QStringList{"Pad B"});
         QCOMPARE(onDisk.calibrationMode, QStringLiteral("override"));
         QCOMPARE(onDisk.vendorId, 0x45eu);
+
+        // A linked controller that left is never attached; the panel follows the profile shown.
+        const int pilote = rowOf(*w, QStringLiteral("Pilote"));
+        m_joysticks->backend.disconnectController(1);
+        padB.poll();
+        w->profileList()->setCurrentRow(pilote);
+        QCOMPARE(w->attachedController(), m_pad.get());
+        QCOMPARE(w->calibrationPanel()->profile().name, QStringLiteral("Pilote"));
+        QCOMPARE(w->calibrationPanel()->profile().imagePath, w->entries().at(pilote).imagePath());
     }
 };
 
