@@ -59,6 +59,16 @@ class TestGamepadDefinder : public QObject
         return false;
     }
 
+    static QStringList sessionButtons(const GamepadDefinder &w)
+    {
+        QStringList shown;
+        for (QPushButton *button : w.findChildren<QPushButton *>("gamepadSessionButton")) {
+            if (button->isVisibleTo(&w))
+                shown << button->text();
+        }
+        return shown;
+    }
+
     static int rowOf(const GamepadDefinder &w, const QString &name)
     {
         return w.profileList()->row(w.profileList()->findItems(name, Qt::MatchExactly).value(0));
@@ -265,6 +275,7 @@ private slots:
         // Coming back says why; starting over (whose edits tst_editingfaults saves) clears it.
         w->profileList()->setCurrentRow(rowOf(*w, "Casse"));
         QVERIFY(w->bannerText().startsWith("Impossible de charger la configuration"));
+        QCOMPARE(sessionButtons(*w), QStringList{"Recommencer à vide"});
         dialogs.answerYes(true);
         QVERIFY(clickSessionButton(*w, "Recommencer à vide"));
         QVERIFY(w->findChild<QPushButton *>("gamepadAddNodeButton")->isEnabled());
