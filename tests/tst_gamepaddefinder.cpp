@@ -387,6 +387,9 @@ private slots:
         QCOMPARE(w->overlay()->node(3).sources.first().binding.value("ref").toString(), "zoom");
 
         w->setMode(GamepadDefinder::CalibrationMode);
+        w->setRealGamepads({&padB}); // the panel follows the controllers plugged
+        QCOMPARE(w->calibrationPanel()->device(), &padB);
+        w->setRealGamepads({m_pad.get(), &padB});
         Q_EMIT w->calibrationPanel()->profileCalibrationMetadataChanged("override", {}, 0x45e, 0);
 
         // Linking another controller is written to the profile and moves the live input to it.
