@@ -178,7 +178,9 @@ private slots:
         const int gap = m_linker->findChild<QFrame *>("mappingActionsPanel")->x() -
                         m_linker->overlay()->geometry().right();
         QVERIFY(gap > 0 && gap < 20); // the overlay fills the room left of the panel
-        choose("Zoom");               // a second click cancels
+        QVERIFY(m_linker->findChild<QLabel *>("mappingActionsHint")->y() >
+                m_linker->findChild<QWidget *>("mappingActionsList")->geometry().bottom());
+        choose("Zoom"); // a second click cancels
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
         QVERIFY(list()->selectedItems().isEmpty());
         choose("pan"); // waits no longer once the catalog changed

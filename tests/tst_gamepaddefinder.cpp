@@ -9,6 +9,7 @@
 #include "scripteddialogseam.h"
 #include "tagselectionbar.h"
 
+#include <QComboBox>
 #include <QListWidget>
 #include <QPushButton>
 #include <QtTest>
@@ -386,7 +387,10 @@ private slots:
         m_pad->poll();
         QCOMPARE(w->overlay()->node(3).sources.first().binding.value("ref").toString(), "zoom");
 
+        w->overlay()->createNode(ElementKind::DualJoyCross, {}, QPoint(50, 50));
         w->setMode(GamepadDefinder::CalibrationMode);
+        w->calibrationPanel()->addGate(); // offered its own axes and the profile's cross
+        QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->count(), 2);
         w->setRealGamepads({&padB}); // the panel follows the controllers plugged
         QCOMPARE(w->calibrationPanel()->device(), &padB);
         w->setRealGamepads({m_pad.get(), &padB});
@@ -402,6 +406,8 @@ private slots:
         QCOMPARE(onDisk.deviceNames, QStringList{"Pad B"});
         QCOMPARE(onDisk.calibrationMode, QStringLiteral("override"));
         QCOMPARE(onDisk.vendorId, 0x45eu);
+        w->onListSelectionChanged(-1); // no profile: the first controller plugged
+        QCOMPARE(w->attachedController(), m_pad.get());
 
         // A linked controller that left is never attached; the panel follows the profile shown.
         const int pilote = rowOf(*w, QStringLiteral("Pilote"));
