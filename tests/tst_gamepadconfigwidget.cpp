@@ -159,6 +159,7 @@ private slots:
         m_joysticks->backend.disconnectController(0);
         m_pad->poll();
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | deconnectee");
+        QVERIFY(!button("Mesurer…")->isEnabled()); // a measure needs the controller
         m_panel = std::make_unique<GamepadConfigWidget>();
         QCOMPARE(label("metaLabel", 1), "Aucun profil selectionne");
         QCOMPARE(label("sourceLabel"), "Source: Defaut");
@@ -400,6 +401,7 @@ private slots:
         QVERIFY(status().startsWith("Calibration illisible dans " + baseFile() + " ("));
         QPushButton *startAgain = button("Recommencer à vide");
         QVERIFY(!axisCard(0)->isEnabled() && startAgain->isVisibleTo(m_panel.get()));
+        QVERIFY(!button("Mesurer…")->isEnabled() && !button("Ajouter une gate")->isEnabled());
         ScriptedDialogs dialogs;
         const GamepadCalibration shown = m_panel->editedCalibration();
         editGamma(4.0);
@@ -416,6 +418,7 @@ private slots:
         QVERIFY(dialogs.prompts().first().text.contains(
             "la calibration Base de « Test Pad » à vide ?"));
         QVERIFY(axisCard(0)->isEnabled() && !startAgain->isVisibleTo(m_panel.get()));
+        QVERIFY(button("Mesurer…")->isEnabled() && button("Ajouter une gate")->isEnabled());
         QCOMPARE(status(), "Pret");
         QCOMPARE(shownGamma(), 1.0); // the defaults; the file goes at the first edit
         QCOMPARE(readBytes(baseFile()), damage);

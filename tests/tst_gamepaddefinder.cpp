@@ -378,6 +378,7 @@ private slots:
         w->setExternalServices({{"sharedActionCatalog", QJsonArray{zoom}}});
         w->profileList()->setCurrentRow(rowOf(*w, QStringLiteral("Pilote")));
         QCOMPARE(w->attachedController(), &padB); // the linked controller, not the first one
+        QCOMPARE(w->overlay()->backgroundPixmap().size(), QSize(800, 480)); // the profile's picture
         const int arcade = rowOf(*w, QStringLiteral("Arcade"));
         w->profileList()->setCurrentRow(arcade);
         QCOMPARE(w->attachedController(), m_pad.get());
