@@ -249,6 +249,8 @@ private slots:
         b.edit("from b");
         a.edit("from a again");
         QVERIFY(a.session.flush());
+        QCoreApplication::processEvents(); // b is told but keeps its edits: nothing reloads them
+        QCOMPARE(bChanged.count(), 1);
         ScriptedDialogs dialogs;
         QVERIFY(!b.session.flush());
         QCOMPARE(dialogs.prompts().size(), 1);

@@ -276,6 +276,7 @@ private slots:
         QCOMPARE(saved.count(), 1);
         button("Copier base vers profil")->click();
         QCOMPARE(meta.last().at(0).toString(), "override");
+        QCOMPARE(label("sourceLabel"), "Source: Profil");
         QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
     }
 

@@ -402,6 +402,7 @@ private slots:
         w->associationBar()->setSelectedTags({"Pad B"});
         QCOMPARE(linked.count(), 1);
         QCOMPARE(w->attachedController(), &padB);
+        QCOMPARE(w->calibrationPanel()->device(), &padB);
         GamepadProfileMeta onDisk;
         QVERIFY(readProfileMeta(w->entries().at(arcade).folder, &onDisk, nullptr));
         QCOMPARE(onDisk.deviceNames, QStringList{"Pad B"});
