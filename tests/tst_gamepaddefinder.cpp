@@ -402,14 +402,17 @@ private slots:
         w->associationBar()->setSelectedTags({"Pad B"});
         QCOMPARE(linked.count(), 1);
         QCOMPARE(w->attachedController(), &padB);
-        QCOMPARE(w->calibrationPanel()->device(), &padB);
         GamepadProfileMeta onDisk;
         QVERIFY(readProfileMeta(w->entries().at(arcade).folder, &onDisk, nullptr));
         QCOMPARE(onDisk.deviceNames, QStringList{"Pad B"});
         QCOMPARE(onDisk.calibrationMode, QStringLiteral("override"));
         QCOMPARE(onDisk.vendorId, 0x45eu);
-        w->onListSelectionChanged(-1); // no profile: the first controller plugged
+        QSignalSpy current(w.get(), &GamepadDefinder::currentGamepadChanged);
+        w->onListSelectionChanged(-1); // no profile: no pastille, the first controller plugged
         QCOMPARE(w->attachedController(), m_pad.get());
+        QCOMPARE(w->overlay()->nodeCount(), 0);
+        QVERIFY(!current.isEmpty());
+        QCOMPARE(current.last().first().toString(), QString());
 
         // A linked controller that left is never attached; the panel follows the profile shown.
         const int pilote = rowOf(*w, QStringLiteral("Pilote"));
