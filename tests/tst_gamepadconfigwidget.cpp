@@ -426,6 +426,19 @@ private slots:
         QCOMPARE(gammaOnDisk(baseFile()), 2.5);
     }
 
+    // An unreadable override started again empty is a copy of the base, shown on the cards.
+    void unreadableOverrideStartsFromBase()
+    {
+        QVERIFY(writeFileAtomic(overrideFile(), "{,}", nullptr));
+        m_profile.calibrationMode = "override";
+        m_panel->setProfile(m_profile);
+        ScriptedDialogs dialogs;
+        dialogs.answerYes(true);
+        button("Recommencer à vide")->click();
+        QCOMPARE(axisCard(0)->settings().gamma, 1.5);
+        QCOMPARE(readBytes(overrideFile()), "{,}");
+    }
+
     void measurementIsBound_data()
     {
         QTest::addColumn<QString>("change");
