@@ -1,8 +1,10 @@
+#include "cardgeometry.h"
 #include "deviceitemdelegate.h"
 
 #include <QHelpEvent>
 #include <QListView>
 #include <QMenu>
+#include <QPainter>
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTest>
@@ -166,6 +168,32 @@ private slots:
         QHelpEvent event(QEvent::ToolTip, pos, view.viewport()->mapToGlobal(pos));
         QVERIFY(delegate.helpEvent(&event, &view, optionFor(view.viewport()), index));
         QCOMPARE(QToolTip::text(), expected);
+    }
+
+    // More controls than the strip holds end in a "+N" chip, drawn on the card like the others.
+    void overflowChipStaysOnTheCard()
+    {
+        QStringList entries;
+        for (int i = 0; i < 12; ++i)
+            entries << QString("Bouton %1|btn://%1").arg(i);
+        CardModel model;
+        const QModelIndex index = model.addCard("gp:1", {{"videoInterfaces", entries}});
+        QImage image(300, 240, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        DeviceItemDelegate().paint(&painter, optionFor(), index);
+        painter.end();
+
+        const QRect card = cardRect(optionFor().rect);
+        const ControlChip more = layoutControlChips(cardControlsStrip(optionFor().rect), entries).last();
+        QCOMPARE(more.text, QString("+3"));
+        QVERIFY(card.contains(more.rect));
+        const int y = more.rect.center().y();
+        for (int x = card.right() + 1; x < image.width(); ++x)
+            QCOMPARE(qAlpha(image.pixel(x, y)), 0);
+        // The chip's cyan tint, against the card beside it.
+        QVERIFY(qBlue(image.pixel(more.rect.left() + 2, y)) >
+                qBlue(image.pixel(more.rect.left() - 4, y)) + 10);
     }
 
     // A double-click opens no editor, even over editable items.
