@@ -11,7 +11,7 @@ constexpr int kImageSide = 96;
 constexpr int kChipSide = 20;
 constexpr int kChipPitch = 28; // chip side plus an 8 px gap
 constexpr int kChipGap = kChipPitch - kChipSide;
-constexpr int kStripInset = 12; // the controls strip's margin inside the card, on either side
+constexpr int kStripInset = 12;    // the controls strip's margin inside the card, on either side
 constexpr int kChipEdgeMargin = 2; // chips stay clear of the card's border
 
 int rowWidth(int chips)

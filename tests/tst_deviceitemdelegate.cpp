@@ -185,7 +185,8 @@ private slots:
         painter.end();
 
         const QRect card = cardRect(optionFor().rect);
-        const ControlChip more = layoutControlChips(cardControlsStrip(optionFor().rect), entries).last();
+        const ControlChip more =
+            layoutControlChips(cardControlsStrip(optionFor().rect), entries).last();
         QCOMPARE(more.text, QString("+3"));
         QVERIFY(card.contains(more.rect));
         const int y = more.rect.center().y();

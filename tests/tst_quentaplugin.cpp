@@ -89,8 +89,9 @@ private slots:
         const QIcon icon = p->icon();
         QCOMPARE(icon.availableSizes(), QList<QSize>{QSize(64, 64)});
         const QImage image = icon.pixmap(64, 64).toImage().convertToFormat(QImage::Format_ARGB32);
-        QCOMPARE(image, QImage(":/icon/ressources/console-video.png")
-                            .convertToFormat(QImage::Format_ARGB32));
+        QCOMPARE(
+            image,
+            QImage(":/icon/ressources/console-video.png").convertToFormat(QImage::Format_ARGB32));
         QCOMPARE(image.pixelColor(23, 46), QColor(0, 200, 230)); // the controller's left button
         p->setServices(QJsonObject{{"sharedActionCatalog", QJsonArray()}});
         QVERIFY(p->services().isEmpty());
