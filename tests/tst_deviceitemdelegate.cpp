@@ -129,13 +129,13 @@ private slots:
                             bool selected = false, int linkState = 2, int position = 2) {
             QTest::newRow(name) << pos << selected << linkState << position << QString(expected);
         };
-        // Nine chips in the strip (18, 193, 264, 28) from x 27, 28 apart, then "+1".
-        row("axis chip", QPoint(37, 206), "Axe X: 0");
-        row("leading bar", QPoint(93, 206), "|btn://1");
-        row("first bar only", QPoint(121, 206), "Z");
-        row("no label, no value", QPoint(149, 206), "Axe: axis://");
-        row("case sensitive", QPoint(177, 206), "X");
-        row("overflow chip", QPoint(289, 206), "+1");
+        // Nine chips and "+1" centred on the strip (18, 193, 264, 28): from x 13, 28 apart.
+        row("axis chip", QPoint(23, 206), "Axe X: 0");
+        row("leading bar", QPoint(79, 206), "|btn://1");
+        row("first bar only", QPoint(107, 206), "Z");
+        row("no label, no value", QPoint(135, 206), "Axe: axis://");
+        row("case sensitive", QPoint(163, 206), "X");
+        row("overflow chip", QPoint(275, 206), "+1");
         row("badge", kBadge, "Profil B (2/3)");
         row("badge, none bound", kBadge, "Aucun profil (–/3)", false, 2, 0);
         row("link 2", kLink, "Interface: connecté", true);

@@ -88,10 +88,10 @@ private slots:
         // The family's icon: the console picture of the resources, at its own size.
         const QIcon icon = p->icon();
         QCOMPARE(icon.availableSizes(), QList<QSize>{QSize(64, 64)});
-        const QImage image = icon.pixmap(64, 64).toImage().convertToFormat(QImage::Format_ARGB32);
-        QCOMPARE(
-            image,
-            QImage(":/icon/ressources/console-video.png").convertToFormat(QImage::Format_ARGB32));
+        const auto premultiplied = QImage::Format_ARGB32_Premultiplied; // as pixmaps hold them
+        const QImage image = icon.pixmap(64, 64).toImage().convertToFormat(premultiplied);
+        QCOMPARE(image,
+                 QImage(":/icon/ressources/console-video.png").convertToFormat(premultiplied));
         QCOMPARE(image.pixelColor(23, 46), QColor(0, 200, 230)); // the controller's left button
         p->setServices(QJsonObject{{"sharedActionCatalog", QJsonArray()}});
         QVERIFY(p->services().isEmpty());
