@@ -10,6 +10,14 @@ constexpr int kCardInset = 6;
 constexpr int kImageSide = 96;
 constexpr int kChipSide = 20;
 constexpr int kChipPitch = 28; // chip side plus an 8 px gap
+constexpr int kChipGap = kChipPitch - kChipSide;
+constexpr int kStripInset = 12;    // the controls strip's margin inside the card, on either side
+constexpr int kChipEdgeMargin = 2; // chips stay clear of the card's border
+
+int rowWidth(int chips)
+{
+    return chips * kChipPitch - kChipGap;
+}
 } // namespace
 
 QRect cardRect(const QRect &item)
@@ -56,7 +64,7 @@ QRect cardLinkStateRect(const QRect &item)
 QRect cardControlsStrip(const QRect &item)
 {
     const QRect card = cardRect(item);
-    return QRect(card.left() + 12, card.bottom() - 40, card.width() - 24, 28);
+    return QRect(card.left() + kStripInset, card.bottom() - 40, card.width() - 2 * kStripInset, 28);
 }
 
 QSize cardSizeHint()
@@ -99,13 +107,23 @@ QList<ControlChip> layoutControlChips(const QRect &strip, const QStringList &ent
     QList<ControlChip> chips;
     if (strip.width() < 1)
         return chips;
-    const int room = std::max((strip.width() + 8) / kChipPitch, 0);
-    const int shown = std::min(int(entries.size()), room);
+    const int room = std::max((strip.width() + kChipGap) / kChipPitch, 0);
+    int shown = std::min(int(entries.size()), room);
+    // The "+N" chip is centred with the others and may use the strip's margins, never the card's
+    // edge: one entry fewer is shown when the row would reach it.
+    const int cardLeft = strip.left() - kStripInset + kChipEdgeMargin;
+    const int cardRight = strip.right() + kStripInset - kChipEdgeMargin;
+    const auto rowStart = [&](int chips) { return strip.center().x() - rowWidth(chips) / 2; };
+    const auto fits = [&](int chips) {
+        return rowStart(chips) >= cardLeft && rowStart(chips) + rowWidth(chips) - 1 <= cardRight;
+    };
+    while (shown > 0 && shown < entries.size() && !fits(shown + 1))
+        --shown;
     if (shown == 0)
         return chips;
 
-    const int total = shown * kChipPitch - 8;
-    const int x0 = strip.center().x() - total / 2;
+    const bool more = entries.size() > shown;
+    const int x0 = rowStart(shown + (more ? 1 : 0));
     const int y = strip.center().y() - kChipSide / 2;
     for (int i = 0; i < shown; ++i) {
         ControlChip chip;
@@ -115,7 +133,7 @@ QList<ControlChip> layoutControlChips(const QRect &strip, const QStringList &ent
         chip.text = chip.label.isEmpty() ? chip.target : chip.label;
         chips.append(chip);
     }
-    if (entries.size() > shown) {
+    if (more) {
         ControlChip more;
         more.rect = QRect(x0 + shown * kChipPitch, y, kChipSide, kChipSide);
         more.text = QStringLiteral("+%1").arg(entries.size() - shown);

@@ -48,8 +48,9 @@ int controlChipKind(const QString &target);
 // The part of a target after its scheme ("axis://0" gives "0"); the whole target when it has no
 // scheme or nothing after it.
 QString controlChipValue(const QString &target);
-// The chips that fit in `strip`, centred, 20 x 20 and 28 apart, followed by a "+N" chip when
-// some entries did not fit.
+// The chips that fit in `strip`, centred, 20 x 20 and 28 apart. When some entries do not fit, a
+// "+N" chip follows and the row is centred with it; the row may then reach into the strip's side
+// margins but stays inside the card, showing one entry fewer where it would not.
 QList<ControlChip> layoutControlChips(const QRect &strip, const QStringList &entries);
 
 // The carousel badge: "position/count", or "–/count" when the position is outside 1..count

@@ -43,6 +43,9 @@ ManetteConfigurationWidget::ManetteConfigurationWidget(QWidget *parent, GamepadM
 
     m_editor = new GamepadDefinder(manager, backdrop);
     m_editor->setObjectName(QStringLiteral("ManageGamepade"));
+    // The editor's solid background is for a window of its own; here the backdrop shows through
+    // around and between its panels.
+    m_editor->setAttribute(Qt::WA_StyledBackground, false);
     content->addWidget(m_editor, 0, 0);
 
     connect(m_editor, &GamepadDefinder::profilesCatalogChanged, this,

@@ -143,6 +143,20 @@ void DeviceEntry::detach()
     m_attached = false;
 }
 
+IComInterface *DeviceEntry::hostDevice() const
+{
+    if (m_device)
+        return m_device.data();
+    return m_standIn.data();
+}
+
+void DeviceEntry::releaseStandIn()
+{
+    if (m_standIn)
+        m_standIn->deleteLater();
+    m_standIn = nullptr;
+}
+
 bool DeviceEntry::remembers(const ControlManette &device) const
 {
     return !m_device && hexId(m_kv, kVendorHex) == device.vendorId() &&

@@ -54,6 +54,13 @@ public:
     ControlManette *device() const { return m_device.data(); }
     // A device was attached, even if its object has been deleted since.
     bool isAttached() const { return m_attached; }
+    // What the host is given for the row: the live controller, else the stand-in (may be null).
+    IComInterface *hostDevice() const;
+    ControlManette *standIn() const { return m_standIn.data(); }
+    // The stand-in speaks for a selected controller that is away; the entry's owner creates and
+    // owns it, the entry lets it go (deleteLater) when it is no longer needed.
+    void setStandIn(ControlManette *standIn) { m_standIn = standIn; }
+    void releaseStandIn();
     void attach(ControlManette *device);
     void detach();
     // Whether this entry is away and remembers a controller of `device`'s ids and name.
@@ -87,6 +94,7 @@ private:
 
     QJsonObject m_kv;
     QPointer<ControlManette> m_device;
+    QPointer<ControlManette> m_standIn;
     bool m_attached = false;
     int m_linkState = kUnlinked;
     ProfileCarousel m_carousel;

@@ -13,6 +13,9 @@ QString usnForDevice(const ControlManette *device)
     return QStringLiteral("gp:%1").arg(device->deviceId());
 }
 
+// The joystick index of a stand-in device: never bound to a controller.
+constexpr int kStandInIndex = -1;
+
 QString profileIdText(const QUuid &id)
 {
     return id.toString(QUuid::WithoutBraces);
@@ -165,16 +168,16 @@ void LinkerDeviceModel::setContext(const QString &context)
         resynchronise();
 }
 
-void LinkerDeviceModel::selectedInterfaces(QList<IComInterface *> &out, QJsonArray &infos) const
+void LinkerDeviceModel::selectedInterfaces(QList<IComInterface *> &out, QJsonArray &infos)
 {
     out.clear();
     infos = QJsonArray();
+    updateStandIns();
     for (int row = 0; row < count(); ++row) {
         const DeviceEntry &entry = entryAt(row);
         if (!entry.isSelected())
             continue;
-        if (entry.device())
-            out.append(entry.device());
+        out.append(entry.hostDevice());
         infos.append(entry.description());
     }
 }
@@ -304,6 +307,8 @@ void LinkerDeviceModel::loadRegistry()
     const DeviceRegistry registry = readDeviceRegistry(m_context);
     const QList<CatalogProfile> catalog = readProfileCatalog();
     beginResetModel();
+    for (int row = 0; row < count(); ++row)
+        entryAt(row).releaseStandIn();
     m_rows.clear();
     for (const DeviceRegistryEntry &remembered : registry.devices) {
         if (remembered.usn.isEmpty() || m_rows.contains(remembered.usn))
@@ -339,6 +344,7 @@ void LinkerDeviceModel::saveRegistry()
 void LinkerDeviceModel::removeEntryRow(int row)
 {
     beginRemoveRows(QModelIndex(), row, row);
+    entryAt(row).releaseStandIn();
     m_rows.removeRow(row);
     endRemoveRows();
     Q_EMIT countChanged();
@@ -473,6 +479,18 @@ void LinkerDeviceModel::stopDevice(int row)
     if (entry.setLinkState(kUnlinked))
         emitRowChanged(row, {LinkStateRole});
     entry.stop();
+}
+
+// A stand-in is never started: its slot may hold another controller meanwhile.
+void LinkerDeviceModel::updateStandIns()
+{
+    for (int row = 0; row < count(); ++row) {
+        DeviceEntry &entry = entryAt(row);
+        if (!entry.isSelected() || entry.device())
+            entry.releaseStandIn();
+        else if (!entry.standIn())
+            entry.setStandIn(new ControlManette(kStandInIndex, this));
+    }
 }
 
 void LinkerDeviceModel::updateLinkState(const ControlManette *device)

@@ -74,10 +74,11 @@ public:
     void setContext(const QString &context);
     int count() const { return m_rows.count(); }
 
-    // For each selected row, in row order, its description in `infos` (an unplugged controller's
-    // says "connected": false); `out` holds the devices of those rows whose controller is plugged
-    // in, never a null pointer.
-    void selectedInterfaces(QList<IComInterface *> &out, QJsonArray &infos) const;
+    // For each selected row, in row order, its device in `out` and its description in `infos`, so
+    // the two pair by index. A controller that is away is given as a stand-in device the model
+    // owns: it reports not connected (its description says "connected": false) and is let go once
+    // the row is deselected, forgotten, or its controller is back.
+    void selectedInterfaces(QList<IComInterface *> &out, QJsonArray &infos);
 
 signals:
     void uniqSelectionChanged();
@@ -127,6 +128,7 @@ private:
     void attachDevice(int row, ControlManette *device, const QList<CatalogProfile> &catalog);
     void detachDevice(int row);
     void stopDevice(int row);
+    void updateStandIns();
     void updateLinkState(const ControlManette *device);
     void setLinkState(int row, int state);
 

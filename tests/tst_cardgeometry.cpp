@@ -9,26 +9,38 @@ class TestCardGeometry : public QObject
     Q_OBJECT
 
 private slots:
-    // A 60 px strip holds (60 + 8) / 28 = 2 chips of 20 x 20, centred, then one for the rest.
+    // A 60 px strip holds (60 + 8) / 28 = 2 chips of 20 x 20, centred; a "+N" chip for the rest is
+    // centred with them and stays inside the card (the strip's 12 px margins), else one fewer
+    // shows.
     void chipLayout_data()
     {
-        QTest::addColumn<int>("width");
+        QTest::addColumn<QRect>("strip");
+        QTest::addColumn<int>("entries");
         QTest::addColumn<QList<int>>("xs");
         QTest::addColumn<QString>("last");
-        QTest::newRow("60 px") << 60 << QList<int>{5, 33, 61} << "+3";
-        QTest::newRow("20 px") << 20 << QList<int>{-1, 27} << "+4";
-        QTest::newRow("19 px") << 19 << QList<int>{} << "";
+        const QRect strip60(0, 0, 60, 28);
+        QTest::newRow("60 px") << strip60 << 5 << QList<int>{-9, 19, 47} << "+3";
+        QTest::newRow("60 px, all fit") << strip60 << 2 << QList<int>{5, 33} << "e1";
+        QTest::newRow("20 px") << QRect(0, 0, 20, 28) << 5 << QList<int>{} << "";
+        QTest::newRow("19 px") << QRect(0, 0, 19, 28) << 5 << QList<int>{} << "";
+        QList<int> card;
+        for (int x = 13; x < 294 - 20; x += 28)
+            card << x;
+        QTest::newRow("card") << cardControlsStrip(QRect(0, 0, 300, 240)) << 12 << card << "+3";
     }
     void chipLayout()
     {
-        QFETCH(int, width);
+        QFETCH(QRect, strip);
+        QFETCH(int, entries);
         QFETCH(QList<int>, xs);
         QFETCH(QString, last);
-        const QList<ControlChip> chips =
-            layoutControlChips(QRect(0, 0, width, 28), {"a", "b", "c", "d", "e"});
+        QStringList texts;
+        for (int i = 0; i < entries; ++i)
+            texts << QString("e%1").arg(i);
+        const QList<ControlChip> chips = layoutControlChips(strip, texts);
         QList<QRect> expected, actual;
         for (int x : xs)
-            expected << QRect(x, 3, 20, 20);
+            expected << QRect(x, strip.center().y() - 10, 20, 20);
         for (const ControlChip &chip : chips)
             actual << chip.rect;
         QCOMPARE(actual, expected);

@@ -1,8 +1,10 @@
+#include "cardgeometry.h"
 #include "deviceitemdelegate.h"
 
 #include <QHelpEvent>
 #include <QListView>
 #include <QMenu>
+#include <QPainter>
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTest>
@@ -127,13 +129,13 @@ private slots:
                             bool selected = false, int linkState = 2, int position = 2) {
             QTest::newRow(name) << pos << selected << linkState << position << QString(expected);
         };
-        // Nine chips in the strip (18, 193, 264, 28) from x 27, 28 apart, then "+1".
-        row("axis chip", QPoint(37, 206), "Axe X: 0");
-        row("leading bar", QPoint(93, 206), "|btn://1");
-        row("first bar only", QPoint(121, 206), "Z");
-        row("no label, no value", QPoint(149, 206), "Axe: axis://");
-        row("case sensitive", QPoint(177, 206), "X");
-        row("overflow chip", QPoint(289, 206), "+1");
+        // Nine chips and "+1" centred on the strip (18, 193, 264, 28): from x 13, 28 apart.
+        row("axis chip", QPoint(23, 206), "Axe X: 0");
+        row("leading bar", QPoint(79, 206), "|btn://1");
+        row("first bar only", QPoint(107, 206), "Z");
+        row("no label, no value", QPoint(135, 206), "Axe: axis://");
+        row("case sensitive", QPoint(163, 206), "X");
+        row("overflow chip", QPoint(275, 206), "+1");
         row("badge", kBadge, "Profil B (2/3)");
         row("badge, none bound", kBadge, "Aucun profil (–/3)", false, 2, 0);
         row("link 2", kLink, "Interface: connecté", true);
@@ -166,6 +168,33 @@ private slots:
         QHelpEvent event(QEvent::ToolTip, pos, view.viewport()->mapToGlobal(pos));
         QVERIFY(delegate.helpEvent(&event, &view, optionFor(view.viewport()), index));
         QCOMPARE(QToolTip::text(), expected);
+    }
+
+    // More controls than the strip holds end in a "+N" chip, drawn on the card like the others.
+    void overflowChipStaysOnTheCard()
+    {
+        QStringList entries;
+        for (int i = 0; i < 12; ++i)
+            entries << QString("Bouton %1|btn://%1").arg(i);
+        CardModel model;
+        const QModelIndex index = model.addCard("gp:1", {{"videoInterfaces", entries}});
+        QImage image(300, 240, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        DeviceItemDelegate().paint(&painter, optionFor(), index);
+        painter.end();
+
+        const QRect card = cardRect(optionFor().rect);
+        const ControlChip more =
+            layoutControlChips(cardControlsStrip(optionFor().rect), entries).last();
+        QCOMPARE(more.text, QString("+3"));
+        QVERIFY(card.contains(more.rect));
+        const int y = more.rect.center().y();
+        for (int x = card.right() + 1; x < image.width(); ++x)
+            QCOMPARE(qAlpha(image.pixel(x, y)), 0);
+        // The chip's cyan tint, against the card beside it.
+        QVERIFY(qBlue(image.pixel(more.rect.left() + 2, y)) >
+                qBlue(image.pixel(more.rect.left() - 4, y)) + 10);
     }
 
     // A double-click opens no editor, even over editable items.

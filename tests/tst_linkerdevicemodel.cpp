@@ -65,13 +65,20 @@ private slots:
         QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Pad B"));
         QVERIFY(!model->isSelected("gp:0") && !deviceAt(0)->isPolling());
         QCOMPARE(storedKv("gp:45e-28e:Pad A").value("nameOverride"), QJsonValue("Pilote"));
-        // The selected controller is away: the host gets its description, and no device.
+        // The selected controller is away: the host gets its description and a stand-in device
+        // that reports not connected, paired by index.
         QList<IComInterface *> out;
         QJsonArray infos;
         model->selectedInterfaces(out, infos);
-        QVERIFY(out.isEmpty() && infos.size() == 1);
+        QCOMPARE(out.size(), 1);
+        QCOMPARE(infos.size(), 1);
         QCOMPARE(infos.at(0)["name"], QJsonValue("Pad A"));
         QCOMPARE(infos.at(0)["connected"], QJsonValue(false));
+        QPointer<IComInterface> standIn = out.at(0);
+        QVERIFY(standIn && standIn != deviceAt(0));
+        QCOMPARE(standIn->status(), IComInterface::noCom);
+        model->selectedInterfaces(out, infos);
+        QCOMPARE(out, QList<IComInterface *>{standIn});
 
         plug(3, "Pad A");
         QCOMPARE(model->usnForRow(0), QStringLiteral("gp:3"));
@@ -80,6 +87,8 @@ private slots:
         QCOMPARE(deviceAt(3)->activeProfileId(), m_profiles.at(2).toString(QUuid::WithoutBraces));
         model->selectedInterfaces(out, infos);
         QCOMPARE(out, QList<IComInterface *>{deviceAt(3)});
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(standIn.isNull()); // the controller is back: the stand-in is let go
     }
 
     void connectionEvents_data()

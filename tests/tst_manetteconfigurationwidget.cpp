@@ -51,6 +51,26 @@ private slots:
         QVERIFY(backdropStyle(widget).contains("stop:0 #336699"));
     }
 
+    // The backdrop glows from the top centre and darkens outwards; the editor lets it show
+    // around its panels.
+    void backdropShowsAroundTheEditor()
+    {
+        qApp->setProperty("orqBackdropGlow", "#2080c0");
+        ManetteConfigurationWidget widget;
+        qApp->setProperty("orqBackdropGlow", QVariant());
+        widget.resize(1000, 700);
+        const QImage image = widget.grab().toImage();
+        const auto near = [](QColor actual, QColor expected) {
+            return qAbs(actual.red() - expected.red()) + qAbs(actual.green() - expected.green()) +
+                       qAbs(actual.blue() - expected.blue()) <=
+                   6;
+        };
+        QVERIFY2(near(image.pixelColor(500, 2), QColor(0x20, 0x80, 0xc0)),
+                 qPrintable(image.pixelColor(500, 2).name()));
+        QVERIFY2(near(image.pixelColor(2, 697), QColor(0x0b, 0x11, 0x17)),
+                 qPrintable(image.pixelColor(2, 697).name()));
+    }
+
     void servicesReachTheEditorAndTheCatalogueNewsComeBack()
     {
         ManetteConfigurationWidget widget;

@@ -1,6 +1,8 @@
 // The plug-in as the host sees it: loaded from the built module file, never linked.
 
 #include "icominterfacemodelprovider.h"
+#include "profilemeta.h"
+#include "profilestore.h"
 
 #include <QAbstractItemDelegate>
 #include <QAbstractItemModel>
@@ -38,6 +40,26 @@ class TestQuentaPlugin : public QObject
         file.write(R"({"devices": {"gp:0": {"kv": {"name": "Pad 0"}}, "gp:1": {"kv": {}}}})");
     }
 
+    // A shared profile made for controllers named `device`; its id without braces.
+    static QString makeProfileFor(const QString &device, const QString &name)
+    {
+        GamepadProfileMeta meta;
+        meta.id = QUuid::createUuid();
+        meta.name = name;
+        meta.folder = sharedProfilesRoot() + '/' + name;
+        meta.deviceNames = QStringList{device};
+        const bool made = QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr);
+        return made ? meta.id.toString(QUuid::WithoutBraces) : QString();
+    }
+
+    // What the card of `usn` shows under the role named `role`.
+    static QVariant cardValue(QAbstractItemModel *model, const QString &usn, const QByteArray &role)
+    {
+        int row = -1;
+        QMetaObject::invokeMethod(model, "indexOfUsn", Q_RETURN_ARG(int, row), Q_ARG(QString, usn));
+        return model->index(row, 0).data(model->roleNames().key(role));
+    }
+
     static QWidget *editorOf(QWidget *window)
     {
         return window ? window->findChild<QWidget *>("ManageGamepade") : nullptr;
@@ -63,7 +85,14 @@ private slots:
         IComInterfaceModelProvider *p = provider();
         QCOMPARE(p->vendor(), QString("zelto"));
         QCOMPARE(p->name(), QString("Gamepad"));
-        QVERIFY(!p->icon().pixmap(32, 32).isNull());
+        // The family's icon: the console picture of the resources, at its own size.
+        const QIcon icon = p->icon();
+        QCOMPARE(icon.availableSizes(), QList<QSize>{QSize(64, 64)});
+        const auto premultiplied = QImage::Format_ARGB32_Premultiplied; // as pixmaps hold them
+        const QImage image = icon.pixmap(64, 64).toImage().convertToFormat(premultiplied);
+        QCOMPARE(image,
+                 QImage(":/icon/ressources/console-video.png").convertToFormat(premultiplied));
+        QCOMPARE(image.pixelColor(23, 46), QColor(0, 200, 230)); // the controller's left button
         p->setServices(QJsonObject{{"sharedActionCatalog", QJsonArray()}});
         QVERIFY(p->services().isEmpty());
 
@@ -118,10 +147,39 @@ private slots:
         QList<IComInterface *> out;
         QJsonArray infos;
         p->selectedInterfaces(out, infos);
-        QCOMPARE(infos.size(), 1); // remembered, not plugged in: described but no device
+        // Remembered, not plugged in: described, and a stand-in device that reports no link.
+        QCOMPARE(infos.size(), 1);
+        QCOMPARE(out.size(), 1);
+        QCOMPARE(out.first()->status(), IComInterface::noCom);
+        QCOMPARE(out.first()->deviceType(), IComInterface::gamepade);
 
         QVERIFY(QMetaObject::invokeMethod(delegate, "requestDelete", Q_ARG(QString, "gp:0")));
         QCOMPARE(model->rowCount(), 1);
+    }
+
+    // The editor's news about the profiles on disk refresh the cards' carousels, and a card's
+    // arrows step through them.
+    void carouselFollowsTheEditorAndTheArrows()
+    {
+        rememberTwoDevices("carousel");
+        const QString first = makeProfileFor("Pad 0", "Carousel A");
+        IComInterfaceModelProvider *p = freshProvider();
+        QAbstractItemModel *model = p->model("carousel", nullptr);
+        QAbstractItemDelegate *delegate = p->itemDelegate(nullptr);
+        QCOMPARE(cardValue(model, "gp:0", "profileCount"), QVariant(1));
+        const QString second = makeProfileFor("Pad 0", "Carousel B");
+        QPointer<QWidget> window = p->configurationWindow(nullptr);
+        QCOMPARE(cardValue(model, "gp:0", "profileCount"), QVariant(1));
+        QVERIFY(QMetaObject::invokeMethod(
+            window->findChild<QWidget *>("ManetteConfigurationWidget"), "profilesCatalogChanged"));
+        QCOMPARE(cardValue(model, "gp:0", "profileCount"), QVariant(2));
+
+        QVERIFY(QMetaObject::invokeMethod(model, "setActiveProfile", Q_ARG(QString, "gp:0"),
+                                          Q_ARG(QString, first)));
+        QVERIFY(QMetaObject::invokeMethod(delegate, "cycleProfile", Q_ARG(QString, "gp:0"),
+                                          Q_ARG(int, 1)));
+        QCOMPARE(cardValue(model, "gp:0", "activeProfileId").toString(), second);
+        delete window;
     }
 
     // Closing the window destroys it; the next one's editor holds the last services object.
@@ -151,6 +209,22 @@ private slots:
         QVERIFY(again && editorOf(again));
         QCOMPARE(editorOf(again)->property("externalServices").toJsonObject(), last);
         delete again;
+    }
+
+    // The model's notices reach the host as posted. Last: the simulated controller stays plugged.
+    void deviceEventsReachTheHost()
+    {
+        IComInterfaceModelProvider *p = freshProvider();
+        p->model("events", nullptr);
+        QSignalSpy events(p, &IComInterfaceModelProvider::eventPosted);
+        QVERIFY(QMetaObject::invokeMethod(p, "addSimulatedController", Q_ARG(int, 0)));
+        QCoreApplication::sendPostedEvents(); // the manager looks for controllers again
+        QCOMPARE(events.count(), 1);
+        const auto event = events.first().first().value<ComProviderEvent>();
+        QCOMPARE(event.level, 0);
+        QCOMPARE((QStringList{event.title, event.message, event.source}),
+                 (QStringList{"Gamepad detected", "Virtual Demo Pad (gp:7) is now available.",
+                              "Gamepad"}));
     }
 };
 
