@@ -40,9 +40,9 @@ QString makeProfile(const QString &userRoot, const QString &name, const QString 
     const QString picture = userRoot + "/../" + name + ".png";
     GamepadProfileMeta created;
     setProfileRootsOverride(userRoot, QString());
-    const bool made =
-        image.save(picture) && createProfile({name, picture, linkedName, 0, 0, overlayDocument()},
-                                             &created, nullptr, nullptr);
+    const bool made = QDir().mkpath(userRoot) && image.save(picture) &&
+                      createProfile({name, picture, linkedName, 0, 0, overlayDocument()}, &created,
+                                    nullptr, nullptr);
     setProfileRootsOverride(QString(), QString());
     return made ? created.id.toString(QUuid::WithoutBraces) : QString();
 }
@@ -65,7 +65,6 @@ private slots:
     {
         QTemporaryDir dir;
         const QString source = dir.filePath("a/roots/source"), target = dir.filePath("target");
-        QVERIFY(QDir().mkpath(source));
         const QString pad = makeProfile(source, "Pad"), linked = makeProfile(source, "L", "Pad X");
 
         const QString file = dir.filePath("pad.zelto.json");
@@ -91,11 +90,10 @@ private slots:
         // The options hold for one command only: the store is back on its own (empty) roots.
         QCOMPARE(run({"list"}).out, QString());
         // Another host's profiles: its data location, from its names, holds the shared root.
-        const QString acmeRoot =
-            QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-            "/Acme/Host/GamepadProfiles";
-        QVERIFY(QDir().mkpath(acmeRoot));
-        const QString acme = makeProfile(acmeRoot, "Acme pad");
+        const QString acme =
+            makeProfile(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                            "/Acme/Host/GamepadProfiles",
+                        "Acme pad");
         QCOMPARE(run({"--organization=Acme", "--application", "Host", "list"}).out,
                  acme + "\tAcme pad\tshared\tunlinked\n");
         QCOMPARE(run({"--application", "Host", "list"}).out, QString());
@@ -170,7 +168,6 @@ private slots:
         QFETCH(bool, limited);
         QTemporaryDir dir;
         const QString source = dir.filePath("source"), file = dir.filePath("pad.zelto.json");
-        QVERIFY(QDir().mkpath(source));
         QCOMPARE(run({"--user-root", source, "export", makeProfile(source, "Pad"), file}).code,
                  kProfilesExitSuccess);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
