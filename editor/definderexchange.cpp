@@ -66,13 +66,14 @@ void GamepadDefinder::actionExport()
     if (path.isEmpty() || row != m_currentRow)
         return;
     // The overlay as shown: edits the autosave has not written yet belong to the export.
-    const QJsonObject document = buildExchangeDocument(m_entries.at(row), m_overlay->serialize());
-    if (!exchangeLinkedNames(document).isEmpty()) {
+    QString error;
+    const QJsonObject document =
+        buildExchangeDocument(m_entries.at(row), m_overlay->serialize(), &error);
+    if (!document.isEmpty() && !exchangeLinkedNames(document).isEmpty()) {
         dialogSeam().information(this, title, kLinkedExport);
         return;
     }
-    QString error;
-    if (!writeJsonFileAtomic(path, document, &error))
+    if (document.isEmpty() || !writeJsonFileAtomic(path, document, &error))
         dialogSeam().warning(this, title, QStringLiteral("Échec export : %1").arg(error));
 }
 
@@ -127,10 +128,14 @@ void GamepadDefinder::actionCopy()
     // The saved state: a copy is what another workstation would read from this one's disk.
     QJsonObject overlay;
     QString error;
-    if (!readJsonObjectFile(entry.overlayPath(), &overlay, &error))
+    if (!readSavedOverlay(entry, &overlay, &error))
         overlay = QJsonObject();
-    const QByteArray text =
-        QJsonDocument(buildExchangeDocument(entry, overlay)).toJson(QJsonDocument::Compact);
+    const QJsonObject document = buildExchangeDocument(entry, overlay, &error);
+    if (document.isEmpty()) {
+        dialogSeam().warning(this, QStringLiteral("Copier"), error);
+        return;
+    }
+    const QByteArray text = QJsonDocument(document).toJson(QJsonDocument::Compact);
     auto *mime = new QMimeData;
     mime->setData(kExchangeMimeType, text);
     mime->setText(QString::fromUtf8(text));

@@ -111,7 +111,7 @@ bool writeSnapshotFile(const QString &dir, const QString &base, const QByteArray
             return false;
         }
         QString reason;
-        if (!writeFileAtomic(path, png, &reason)) {
+        if (!writeFileAtomic(path, png, &reason, LinkTarget::Refuse)) {
             ::unlink(QFile::encodeName(path).constData());
             return false;
         }
@@ -121,19 +121,36 @@ bool writeSnapshotFile(const QString &dir, const QString &base, const QByteArray
     return false;
 }
 
-bool readSnapshotOverlay(const GamepadProfileMeta &profile, QJsonObject *overlay, QString *error)
+// A file of the profile taken out of its folder must really lie inside it: "Impossible d’ouvrir
+// %1 (%2)" with the path (or the name, when it leads elsewhere) and the reason otherwise.
+bool mayLeaveFolder(const GamepadProfileMeta &profile, const QString &path, const QString &name,
+                    QString *error)
 {
-    const QString path = profile.overlayPath();
-    if (path.isEmpty())
-        return fail(error, outsideProfileFolderError(profile.folder, profile.overlayFile));
-    if (!readJsonObjectFile(path, overlay, error))
+    QString reason;
+    if (fileStaysInFolder(profile.folder, path, &reason))
+        return true;
+    const QString shown = path.isEmpty() ? QDir(profile.folder).filePath(name) : path;
+    return fail(error,
+                editorJsonMessages().cannotOpen.arg(shown) + QStringLiteral(" (%1)").arg(reason));
+}
+
+// The picture an exchange document carries; none when the profile's picture file is missing.
+bool readExchangePicture(const GamepadProfileMeta &profile, QByteArray *image, QString *error)
+{
+    const QString path = profile.imagePath();
+    if (!mayLeaveFolder(profile, path, profile.imageFile, error))
         return false;
-    // The renderer builds one widget per pastille; a file of millions is refused here.
-    const qsizetype nodes = overlay->value(QLatin1String("nodes")).toArray().size();
-    if (nodes > kMaxExchangePastilles)
-        return fail(error, editorText("Overlay trop grand (%1 pastilles, limite %2).")
-                               .arg(nodes)
-                               .arg(kMaxExchangePastilles));
+    const QFileInfo info(path);
+    if (!info.exists())
+        return true;
+    if (info.size() > kMaxExchangeImageBytes)
+        return fail(error, editorText("Image trop volumineuse (%1 octets, limite 32 Mo) : %2")
+                               .arg(info.size())
+                               .arg(path));
+    QString reason;
+    if (!readRegularFile(path, kMaxExchangeImageBytes, image, &reason))
+        return fail(error, editorJsonMessages().cannotOpen.arg(path) +
+                               QStringLiteral(" (%1)").arg(reason));
     return true;
 }
 
@@ -172,13 +189,11 @@ QStringList exchangeLinkedNames(const QJsonObject &document)
 }
 
 QJsonObject buildExchangeDocument(const GamepadProfileMeta &profile, const QJsonObject &overlay,
-                                  const QDateTime &nowUtc)
+                                  QString *error, const QDateTime &nowUtc)
 {
-    // An unreadable picture, or one past the limit a reader accepts, travels as no picture.
     QByteArray image;
-    const QString imagePath = profile.imagePath();
-    if (imagePath.isEmpty() || !readRegularFile(imagePath, kMaxExchangeImageBytes, &image, nullptr))
-        image.clear();
+    if (!readExchangePicture(profile, &image, error))
+        return {};
     const QStringList linked = normalizedNames(profile.deviceNames);
     return {{QStringLiteral("type"), kExchangeType},
             {QStringLiteral("version"), kExchangeVersion},
@@ -189,6 +204,24 @@ QJsonObject buildExchangeDocument(const GamepadProfileMeta &profile, const QJson
             {QStringLiteral("imageExt"), QFileInfo(profile.imageFile).suffix().toLower()},
             {QStringLiteral("deviceName"), linked.value(0)},
             {QStringLiteral("deviceNames"), QJsonArray::fromStringList(linked)}};
+}
+
+bool readSavedOverlay(const GamepadProfileMeta &profile, QJsonObject *overlay, QString *error)
+{
+    const QString path = profile.overlayPath();
+    QJsonObject document;
+    if (!mayLeaveFolder(profile, path, profile.overlayFile, error) ||
+        !readJsonObjectFile(path, &document, error))
+        return false;
+    // The renderer builds one widget per pastille; a file of millions is refused here.
+    const qsizetype nodes = document.value(QLatin1String("nodes")).toArray().size();
+    if (nodes > kMaxExchangePastilles)
+        return fail(error, editorText("Overlay trop grand (%1 pastilles, limite %2).")
+                               .arg(nodes)
+                               .arg(kMaxExchangePastilles));
+    if (overlay)
+        *overlay = document;
+    return true;
 }
 
 bool parseExchangeDocument(const QByteArray &bytes, QJsonObject *out, QString *error)
@@ -217,7 +250,7 @@ bool readExchangeFile(const QString &path, QJsonObject *out, QString *error)
     QString reason;
     if (!readRegularFile(path, kMaxExchangeDocumentBytes, &bytes, &reason)) {
         const QFileInfo info(path);
-        if (info.isFile() && !info.isSymLink() && info.size() > kMaxExchangeDocumentBytes)
+        if (info.isFile() && info.size() > kMaxExchangeDocumentBytes)
             return fail(error, documentTooLarge(info.size()));
         return fail(error, messages.cannotOpen.arg(path) + QStringLiteral(" (%1)").arg(reason));
     }
@@ -248,6 +281,12 @@ bool validateExchangeDocument(const QJsonObject &document, ExchangeContent *out,
         return fail(error, editorText("Overlay trop grand (%1 pastilles, limite %2).")
                                .arg(nodes)
                                .arg(kMaxExchangePastilles));
+    // The overlay becomes one file of the profile, which the store must be able to read back.
+    const qint64 overlayBytes = QJsonDocument(overlay).toJson().size();
+    if (overlayBytes > kMaxJsonFileBytes)
+        return fail(error, editorText("Overlay trop volumineux (%1 octets, limite %2).")
+                               .arg(overlayBytes)
+                               .arg(kMaxJsonFileBytes));
 
     // Absent means no picture; anything else must be clean base64 within the limit, checked on
     // the text's length before a byte is decoded.
@@ -373,11 +412,16 @@ bool exportSnapshots(const QList<GamepadProfileMeta> &profiles, const QString &o
         QString reason;
         if (!liveProfileId.isNull() && profile.id == liveProfileId)
             overlay = liveOverlay;
-        else if (!readSnapshotOverlay(profile, &overlay, &reason)) {
+        else if (!readSavedOverlay(profile, &overlay, &reason)) {
             issue(reason);
             continue;
         }
-        const QImage image = renderOverlayImage(overlay, profile.imagePath(), QSize(), &reason);
+        const QString imagePath = profile.imagePath();
+        if (!mayLeaveFolder(profile, imagePath, profile.imageFile, &reason)) {
+            issue(reason);
+            continue;
+        }
+        const QImage image = renderOverlayImage(overlay, imagePath, QSize(), &reason);
         if (image.isNull()) {
             issue(reason);
             continue;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "jsonfile.h"
 #include "profilemeta.h"
 
 #include <QByteArray>
@@ -18,9 +19,13 @@ constexpr int kExchangeVersion = 3;
 inline const QString kExchangeMimeType = QStringLiteral("application/x-zelto-gamepad");
 inline const QString kExchangeFileSuffix = QStringLiteral(".zelto.json");
 
-// Limits no real profile reaches; a document beyond them is refused before it is decoded.
+// Limits no real profile reaches; a document beyond them is refused before it is decoded. What it
+// carries is bounded by what the profile store reads back (jsonfile.h): the picture, and the
+// overlay as one JSON file.
+constexpr qint64 kMaxExchangeImageBytes = kMaxProfileImageBytes;
 constexpr qint64 kMaxExchangeDocumentBytes = qint64(64) << 20;
-constexpr qint64 kMaxExchangeImageBytes = qint64(32) << 20;
+static_assert(kMaxExchangeDocumentBytes > (kMaxExchangeImageBytes + 2) / 3 * 4 + kMaxJsonFileBytes,
+              "a document holds the largest picture and overlay the store reads");
 constexpr int kMaxExchangePastilles = 10000;
 constexpr int kMaxImageSuffixLength = 5;
 
@@ -33,9 +38,17 @@ QString safeImageSuffix(const QString &imageExt);
 // The names a document links to ("deviceNames", then "deviceName"), normalised.
 QStringList exchangeLinkedNames(const QJsonObject &document);
 
-// The document of a profile with the given overlay; "createdAt" is `nowUtc`.
+// The document of a profile with the given overlay and the picture of its folder; "createdAt" is
+// `nowUtc`. A profile without a picture file travels without one. An empty object, with the
+// message in `error`, when the picture cannot be taken: beyond kMaxExchangeImageBytes ("Image
+// trop volumineuse (%1 octets, limite 32 Mo) : %2"), unreadable, or kept outside the folder.
 QJsonObject buildExchangeDocument(const GamepadProfileMeta &profile, const QJsonObject &overlay,
+                                  QString *error,
                                   const QDateTime &nowUtc = QDateTime::currentDateTimeUtc());
+// The overlay saved in the profile's folder, as content leaving it (export, copy, snapshot): a
+// file kept outside the folder is refused ("Impossible d’ouvrir %1 (%2)" naming the path and the
+// reason), and so is one of more than kMaxExchangePastilles pastilles.
+bool readSavedOverlay(const GamepadProfileMeta &profile, QJsonObject *overlay, QString *error);
 // Clipboard bytes to a document: "Données presse‑papier invalides (%1)" or "Type inattendu dans
 // le presse‑papier.".
 bool parseExchangeDocument(const QByteArray &bytes, QJsonObject *out, QString *error);
@@ -53,7 +66,8 @@ struct ExchangeContent
 };
 // Every check of createProfileFromExchange, without touching a file. False with an empty `error`
 // for another type or an empty overlay; false with the message for a linked document, an image
-// that does not decode or exceeds kMaxExchangeImageBytes, or more than kMaxExchangePastilles.
+// that does not decode or exceeds kMaxExchangeImageBytes, more than kMaxExchangePastilles, or an
+// overlay whose file would exceed kMaxJsonFileBytes.
 bool validateExchangeDocument(const QJsonObject &document, ExchangeContent *out, QString *error);
 
 // A new profile under the user root from a document: the picture's bytes unchanged, the overlay

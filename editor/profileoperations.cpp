@@ -23,10 +23,6 @@
 
 namespace {
 
-// No controller picture comes near this; a larger file is refused before it is read.
-constexpr qint64 kMaxImageBytes = qint64(256) << 20;
-// Profile files the editor copies as they are (overlay, mapping, calibration override).
-constexpr qint64 kMaxProfileFileBytes = qint64(256) << 20;
 // Profile folders are flat; a deeper tree is not ours and is not walked down any further.
 constexpr int kMaxRemovalDepth = 64;
 
@@ -81,17 +77,19 @@ bool makeProfileFolder(const QString &root, const QUuid &id, QString *folder, QS
     return false;
 }
 
-// Copies one file as it is; links are refused on the source side and replaced atomically on the
-// target side. `reason` names the failing file.
-bool copyFileBytes(const QString &source, const QString &target, QString *reason)
+// Copies one file of the profile folder `folder` as it is: a file kept outside that folder is
+// refused, and a link at the target is not written through. `reason` names the failing file.
+bool copyFileBytes(const QString &folder, const QString &source, const QString &target,
+                   QString *reason)
 {
     QByteArray bytes;
     QString osReason;
-    if (!readRegularFile(source, kMaxProfileFileBytes, &bytes, &osReason)) {
+    if (!fileStaysInFolder(folder, source, &osReason) ||
+        !readRegularFile(source, kMaxProfileFileBytes, &bytes, &osReason)) {
         *reason = QStringLiteral("%1 (%2)").arg(source, osReason);
         return false;
     }
-    if (!writeFileAtomic(target, bytes, &osReason)) {
+    if (!writeFileAtomic(target, bytes, &osReason, LinkTarget::Refuse)) {
         *reason = QStringLiteral("%1 (%2)").arg(target, osReason);
         return false;
     }
@@ -198,7 +196,7 @@ bool writeImageFile(const QString &source, const QString &destination, QString *
 {
     QByteArray bytes;
     QString reason;
-    const bool read = readRegularFile(source, kMaxImageBytes, &bytes, &reason);
+    const bool read = readRegularFile(source, kMaxProfileFileBytes, &bytes, &reason);
     if (read) {
         // Decoded from memory: the file is read once, within the bound above, and QImageReader's
         // allocation limit (256 MB by default) caps what a small file may claim to hold.
@@ -311,15 +309,21 @@ bool duplicateProfile(const GamepadProfileMeta &source, GamepadProfileMeta *copy
     if (!makeProfileFolder(root, id, &folder, &reason))
         return fail(error, editorText("Échec écriture image %1 (%2)")
                                .arg(QDir(folder).filePath(imageFile), reason));
+    // The copy takes nothing from outside the source folder, the picture included.
+    if (!fileStaysInFolder(source.folder, sourceImage, &reason))
+        return fail(error, editorText("Impossible de copier l’image %1 vers %2")
+                                   .arg(sourceImage, QDir(folder).filePath(imageFile)) +
+                               QStringLiteral(" (%1)").arg(reason));
     if (!writeImageFile(sourceImage, QDir(folder).filePath(imageFile), error))
         return false;
-    if (!copyFileBytes(source.overlayPath(), QDir(folder).filePath(kDefaultOverlayFile), &reason))
+    if (!copyFileBytes(source.folder, source.overlayPath(),
+                       QDir(folder).filePath(kDefaultOverlayFile), &reason))
         return fail(error, editorText("Impossible de copier la configuration."));
 
     const QString sourceMapping = containedFilePath(source.folder, kMappingFileName);
     const QString mapping = QDir(folder).filePath(kMappingFileName);
     if (!sourceMapping.isEmpty() && entryExists(sourceMapping) &&
-        !copyFileBytes(sourceMapping, mapping, &reason))
+        !copyFileBytes(source.folder, sourceMapping, mapping, &reason))
         return fail(error, editorText("Echec copie mapping : %1").arg(reason));
     if (!entryExists(mapping) && !writeJsonFileAtomic(mapping, emptyMappingDocument(), &reason))
         return fail(error, editorText("Echec ecriture mapping : %1").arg(reason));
@@ -328,15 +332,15 @@ bool duplicateProfile(const GamepadProfileMeta &source, GamepadProfileMeta *copy
     if (normalizedCalibrationMode(source.calibrationMode) == QLatin1String("override")) {
         const QString trimmed = source.calibrationOverrideFile.trimmed();
         const QString name = trimmed.isEmpty() ? kDefaultOverrideFile : trimmed;
-        // An override outside the folder, or reached through a link, is not the profile's own:
-        // the copy falls back to the base calibration as it would for a missing file.
+        // An override outside the folder, or kept outside it through a link, is not the
+        // profile's own: the copy falls back to the base calibration as for a missing file.
         const QString from = containedFilePath(source.folder, name);
         const QString to = containedFilePath(folder, name);
-        if (from.isEmpty() || !entryExists(from)) {
+        if (!entryExists(from) || !fileStaysInFolder(source.folder, from, nullptr)) {
             meta.calibrationMode = QStringLiteral("inherit");
             meta.calibrationOverrideFile.clear();
         } else if (to.isEmpty() || !QDir().mkpath(QFileInfo(to).absolutePath()) ||
-                   !copyFileBytes(from, to, &reason)) {
+                   !copyFileBytes(source.folder, from, to, &reason)) {
             return fail(error, editorText("Impossible de copier la calibration du profil."));
         }
     }

@@ -4,17 +4,24 @@
 
 #include "consolestreams.h"
 #include "hostoptions.h"
+#include "hostprocess.h"
 #include "hostwindow.h"
 #include "screenshots.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
 #include <QPluginLoader>
 #include <QTemporaryDir>
 #include <QTextStream>
 
 #include <optional>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -29,12 +36,41 @@ void isolateUserData(const QString &home)
     qputenv("XDG_CACHE_HOME", QFile::encodeName(dir.filePath(QStringLiteral(".cache"))));
 }
 
-// Without a display Qt's default platform aborts the process; say why instead.
-bool displayAvailable()
+// Qt aborts the process when its platform cannot start: no display named, or one that does not
+// answer. A child process makes the attempt first, so that this one can say why and exit.
+bool displayOpens(int argc, char *argv[])
 {
-    return !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ||
-           !qEnvironmentVariableIsEmpty("DISPLAY") ||
-           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
+        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return false;
+    const pid_t child = ::fork();
+    if (child < 0)
+        return true; // cannot tell: Qt will say
+    if (child == 0) {
+        const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (null >= 0)
+            ::dup2(null, STDERR_FILENO); // Qt's own complaint is replaced by ours
+        QGuiApplication probe(argc, argv);
+        ::_exit(0);
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR)
+            return true;
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+int reportNoDisplay()
+{
+    const QString display =
+        qEnvironmentVariable("WAYLAND_DISPLAY", qEnvironmentVariable("DISPLAY"));
+    err() << "gamepad-host: "
+          << (display.isEmpty()
+                  ? QStringLiteral("no display")
+                  : QStringLiteral("the display \"%1\" cannot be opened").arg(display))
+          << "; set DISPLAY or QT_QPA_PLATFORM=offscreen, or use --screenshot DIR" << Qt::endl;
+    return kHostExitFailed;
 }
 
 int writeScreenshotsAndQuit(HostWindow &window, const HostOptions &options)
@@ -56,6 +92,7 @@ int writeScreenshotsAndQuit(HostWindow &window, const HostOptions &options)
 
 int main(int argc, char *argv[])
 {
+    ignoreFileSizeSignal();
     // Read before QApplication exists: the screenshot mode changes the platform and the home.
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
@@ -70,6 +107,8 @@ int main(int argc, char *argv[])
         out() << hostHelpText() << Qt::flush;
         return kHostExitSuccess;
     }
+    if (options->checkDisplay)
+        return displayOpens(argc, argv) ? kHostExitSuccess : reportNoDisplay();
 
     std::optional<QTemporaryDir> home; // outlives the application: the plug-in saves on exit
     if (options->screenshots()) {
@@ -81,20 +120,18 @@ int main(int argc, char *argv[])
             return kHostExitFailed;
         }
         isolateUserData(home->path());
-    } else if (!displayAvailable()) {
-        err() << "gamepad-host: no display; set DISPLAY or QT_QPA_PLATFORM=offscreen, or use "
-                 "--screenshot DIR"
-              << Qt::endl;
-        return kHostExitFailed;
+    } else if (!displayOpens(argc, argv)) {
+        return reportNoDisplay();
     }
 
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("gamepad-host"));
+    // The names place the host's data, and with it the plug-in's profiles and registry.
+    QApplication::setOrganizationName(kReferenceHostOrganization);
+    QApplication::setApplicationName(kReferenceHostApplication);
     // What a host tells its plug-ins about the user: who is logged in, and that shared profiles
     // are not theirs to change.
-    const QString login = options->screenshots() ? QStringLiteral("demo")
-                                                 : qEnvironmentVariable("USER").trimmed().toLower();
-    app.setProperty("kx.currentLogin", login);
+    app.setProperty("kx.currentLogin",
+                    options->screenshots() ? QStringLiteral("demo") : accountLogin());
     app.setProperty("kx.canEditSharedGamepads", false);
 
     std::optional<QJsonObject> services;

@@ -3,6 +3,7 @@
 
 #include "consolestreams.h"
 #include "gamepadmanager.h"
+#include "hostprocess.h"
 #include "monitorcore.h"
 
 #include <QCoreApplication>
@@ -87,6 +88,7 @@ int replay(const QString &path, const std::optional<GamepadCalibration> &calibra
 
 int main(int argc, char *argv[])
 {
+    ignoreFileSizeSignal();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("gamepad-monitor"));
 

@@ -1,6 +1,7 @@
 // gamepad-profiles: lists, exports, imports and renders gamepad profiles from the command line,
 // through the same functions as the profile editor.
 
+#include "hostprocess.h"
 #include "profilescli.h"
 
 #include <QApplication>
@@ -9,15 +10,15 @@
 
 int main(int argc, char *argv[])
 {
-    // Snapshots draw widgets off screen: a shell without a display must still work.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
-        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+    ignoreFileSizeSignal();
+    // Snapshots draw widgets off screen and nothing is ever shown: no display is needed, and one
+    // that does not answer must not stop the tool.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("gamepad-profiles"));
     // The store finds the user's root through the host's login property; here the login is the
-    // account running the tool.
-    app.setProperty("kx.currentLogin", qEnvironmentVariable("USER"));
+    // account running the tool. The host's names, which place its data, come with each command.
+    app.setProperty("kx.currentLogin", accountLogin());
 
     QTextStream out(stdout);
     QTextStream err(stderr);

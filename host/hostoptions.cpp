@@ -22,6 +22,7 @@ constexpr OptionText kOptions[] = {
     {"virtual", 0, nullptr, "Add the plug-in's simulated controller, animated."},
     {"verbose", 0, nullptr, "Print the values published by the selected devices on stderr."},
     {"screenshot", 0, "DIR", "Write screenshots of both windows to DIR, offscreen, then quit."},
+    {"check-display", 0, nullptr, "Only check that the display opens: exit 0 if so, else 1."},
     {"help", 'h', nullptr, "Show this help."},
 };
 
@@ -82,6 +83,7 @@ std::optional<HostOptions> parseHostArguments(const QStringList &arguments, QStr
     HostOptions options;
     options.help = parser.isSet(QStringLiteral("help"));
     options.verbose = parser.isSet(QStringLiteral("verbose"));
+    options.checkDisplay = parser.isSet(QStringLiteral("check-display"));
     options.screenshotDir = parser.value(QStringLiteral("screenshot"));
     // Screenshots show a controller whatever is plugged in, and actions to choose from.
     options.addVirtual = parser.isSet(QStringLiteral("virtual")) || options.screenshots();
@@ -110,8 +112,9 @@ QString hostHelpText()
         text +=
             QStringLiteral("  %1  %2\n").arg(names, -20).arg(QString::fromLatin1(o.description));
     }
-    text +=
-        QStringLiteral("\nExit codes: 0 success, 1 plug-in or screenshot failure, 2 bad input.\n");
+    text += QStringLiteral(
+        "\nExit codes: 0 success, 1 plug-in or screenshot failure or no usable display,\n"
+        "2 bad input.\n");
     return text;
 }
 

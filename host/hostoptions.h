@@ -8,7 +8,8 @@
 
 // Exit codes of gamepad-host.
 constexpr int kHostExitSuccess = 0;
-constexpr int kHostExitFailed = 1;   // the plug-in could not be loaded, a screenshot not written
+constexpr int kHostExitFailed = 1;   // the plug-in could not be loaded, a screenshot not written,
+                                     // or the display cannot be opened
 constexpr int kHostExitBadInput = 2; // arguments or the services file rejected
 
 // A services object is a few kilobytes of action catalogue; anything far larger is a mistake.
@@ -23,6 +24,7 @@ struct HostOptions
     bool help = false;
     bool verbose = false;
     bool addVirtual = false;
+    bool checkDisplay = false; // only tell whether the display opens
     QString pluginPath;    // the module built beside this host unless --plugin names another
     QString servicesPath;  // empty: no services; the sample catalogue for screenshots
     QString screenshotDir; // not empty: write the screenshots there and quit

@@ -1,15 +1,18 @@
 #include "profilescli.h"
 
+#include "hostprocess.h"
 #include "jsonfile.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
 #include "profilestore.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QHash>
 #include <QJsonArray>
 #include <QUuid>
 
+#include <algorithm>
 #include <optional>
 
 namespace {
@@ -21,7 +24,23 @@ struct ProfilesCommand
     bool help = false;
     QString userRoot;
     QString sharedRoot;
+    QString organization = kReferenceHostOrganization;
+    QString application = kReferenceHostApplication;
     QStringList words; // the command, then its arguments
+};
+
+// The options that take a value: where it goes, and what it names.
+struct ValueOption
+{
+    QLatin1String name;
+    QString ProfilesCommand::*value;
+    const char *what;
+};
+const ValueOption kValueOptions[] = {
+    {QLatin1String("--user-root"), &ProfilesCommand::userRoot, "a folder"},
+    {QLatin1String("--shared-root"), &ProfilesCommand::sharedRoot, "a folder"},
+    {QLatin1String("--organization"), &ProfilesCommand::organization, "a name"},
+    {QLatin1String("--application"), &ProfilesCommand::application, "a name"},
 };
 
 // Options may come anywhere; "--" ends them, for file names that start with "-".
@@ -40,23 +59,21 @@ std::optional<ProfilesCommand> parseArguments(const QStringList &arguments, QStr
             command.help = true;
         } else {
             const QString name = word.section(QLatin1Char('='), 0, 0);
-            QString *root = name == QLatin1String("--user-root")     ? &command.userRoot
-                            : name == QLatin1String("--shared-root") ? &command.sharedRoot
-                                                                     : nullptr;
-            if (!root) {
+            const auto option = std::find_if(std::begin(kValueOptions), std::end(kValueOptions),
+                                             [&](const ValueOption &o) { return o.name == name; });
+            if (option == std::end(kValueOptions)) {
                 *error = QStringLiteral("unknown option %1").arg(word);
                 return std::nullopt;
             }
             const bool joined = word.contains(QLatin1Char('='));
-            if (!joined && i + 1 >= arguments.size()) {
-                *error = QStringLiteral("%1 needs a folder").arg(name);
+            const QString value = joined                     ? word.section(QLatin1Char('='), 1)
+                                  : i + 1 < arguments.size() ? arguments.at(++i)
+                                                             : QString();
+            if (value.trimmed().isEmpty()) {
+                *error = QStringLiteral("%1 needs %2").arg(name, QLatin1String(option->what));
                 return std::nullopt;
             }
-            *root = joined ? word.section(QLatin1Char('='), 1) : arguments.at(++i);
-            if (root->trimmed().isEmpty()) {
-                *error = QStringLiteral("%1 needs a folder").arg(name);
-                return std::nullopt;
-            }
+            command.*(option->value) = value;
         }
     }
     if (command.help)
@@ -88,26 +105,36 @@ std::optional<ProfilesCommand> parseArguments(const QStringList &arguments, QStr
     return command;
 }
 
-// The root options hold for one command, so that the store is back to its own roots afterwards.
-class RootsOverride
+// The options hold for one command, so that the store and the application are back to their own
+// roots and names afterwards. The roots are computed exactly as the host computes them: from its
+// organisation and application names.
+class CommandScope
 {
 public:
-    RootsOverride(const QString &userRoot, const QString &sharedRoot)
-        : m_active(!userRoot.isEmpty() || !sharedRoot.isEmpty())
+    explicit CommandScope(const ProfilesCommand &command)
+        : m_organization(QCoreApplication::organizationName()),
+          m_application(QCoreApplication::applicationName()),
+          m_rootsNamed(!command.userRoot.isEmpty() || !command.sharedRoot.isEmpty())
     {
-        if (m_active)
-            setProfileRootsOverride(userRoot, sharedRoot);
+        QCoreApplication::setOrganizationName(command.organization);
+        QCoreApplication::setApplicationName(command.application);
+        if (m_rootsNamed)
+            setProfileRootsOverride(command.userRoot, command.sharedRoot);
     }
-    ~RootsOverride()
+    ~CommandScope()
     {
-        if (m_active)
+        if (m_rootsNamed)
             setProfileRootsOverride(QString(), QString());
+        QCoreApplication::setOrganizationName(m_organization);
+        QCoreApplication::setApplicationName(m_application);
     }
-    RootsOverride(const RootsOverride &) = delete;
-    RootsOverride &operator=(const RootsOverride &) = delete;
+    CommandScope(const CommandScope &) = delete;
+    CommandScope &operator=(const CommandScope &) = delete;
 
 private:
-    bool m_active;
+    QString m_organization;
+    QString m_application;
+    bool m_rootsNamed;
 };
 
 // The same test as for a document: names trimmed, blanks and duplicates dropped.
@@ -156,13 +183,14 @@ public:
         // The saved overlay, not an open editor's: this is the profile as it is on disk.
         QJsonObject overlay;
         QString error;
-        if (!readJsonObjectFile(profile.overlayPath(), &overlay, &error))
+        if (!readSavedOverlay(profile, &overlay, &error))
             return fail(error);
         const QString target =
             QFileInfo(file).isDir()
                 ? file + QLatin1Char('/') + safeProfileFileName(profile.name) + kExchangeFileSuffix
                 : file;
-        if (!writeJsonFileAtomic(target, buildExchangeDocument(profile, overlay), &error))
+        const QJsonObject document = buildExchangeDocument(profile, overlay, &error);
+        if (document.isEmpty() || !writeJsonFileAtomic(target, document, &error))
             return fail(QStringLiteral("Échec export : %1").arg(error));
         m_out << target << '\n';
         return kProfilesExitSuccess;
@@ -241,8 +269,11 @@ private:
 
 QString profilesHelpText()
 {
-    return QStringLiteral(
-        "Usage: gamepad-profiles [--user-root DIR] [--shared-root DIR] COMMAND ...\n"
+    const QString organization = kReferenceHostOrganization.isEmpty()
+                                     ? QStringLiteral("none")
+                                     : QStringLiteral("\"%1\"").arg(kReferenceHostOrganization);
+    const QString text = QStringLiteral(
+        "Usage: gamepad-profiles [options] COMMAND ...\n"
         "\n"
         "Lists, exports, imports and renders gamepad profiles with the profile editor's own\n"
         "functions.\n"
@@ -261,15 +292,22 @@ QString profilesHelpText()
         "                         overwriting one; prints each path written\n"
         "\n"
         "Options:\n"
+        "  --application NAME     the application name of the host whose profiles these are\n"
+        "                         (default: \"%1\", the reference host)\n"
+        "  --organization NAME    that host's organisation name (default: %2)\n"
         "  --user-root DIR        the folder holding the user's profile folders\n"
         "  --shared-root DIR      the folder holding the shared profile folders\n"
         "  --help                 this text\n"
-        "Without them the roots are the store's own, for the login $USER. With either, only\n"
-        "the roots named (and the computed one of the other kind) are read, not the legacy\n"
-        "\"Gamepads\" folders.\n"
+        "The roots are the host's: its data location (QStandardPaths' AppDataLocation for its\n"
+        "names, such as ~/.local/share/ORGANIZATION/APPLICATION) holds \"GamepadProfiles\" for\n"
+        "the shared profiles and LOGIN/\"GamepadProfiles\" for the user's, LOGIN being $USER,\n"
+        "else $LOGNAME, else the account's name. --user-root and --shared-root name other\n"
+        "folders; with either, only the roots named (and the computed one of the other kind)\n"
+        "are read, not the legacy \"Gamepads\" folders.\n"
         "\n"
         "Exit codes: 0 success; 1 an operation refused or failed (messages on standard\n"
         "error); 2 bad arguments.\n");
+    return text.arg(kReferenceHostApplication, organization);
 }
 
 int runProfilesCommand(const QStringList &arguments, QTextStream &out, QTextStream &err)
@@ -284,7 +322,7 @@ int runProfilesCommand(const QStringList &arguments, QTextStream &out, QTextStre
         out << profilesHelpText() << Qt::flush;
         return kProfilesExitSuccess;
     }
-    const RootsOverride roots(command->userRoot, command->sharedRoot);
+    const CommandScope scope(*command);
     Runner runner(out, err);
     const QStringList &words = command->words;
     const QString &verb = words.first();

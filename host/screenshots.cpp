@@ -4,17 +4,20 @@
 
 #include <QAbstractItemModel>
 #include <QApplication>
+#include <QBuffer>
 #include <QClipboard>
 #include <QDialog>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPixmap>
+#include <QSaveFile>
 #include <QTimer>
 
 #include <functional>
@@ -88,8 +91,22 @@ bool grabTo(QWidget *widget, const QString &dir, const QString &name, QStringLis
     // Scroll areas lay out freshly built content on the next turn of the loop.
     QCoreApplication::processEvents();
     const QString path = QDir(dir).filePath(name);
-    if (!widget->grab().save(path, "PNG")) {
-        *error = QStringLiteral("cannot write %1").arg(path);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    widget->grab().save(&buffer, "PNG");
+    // Only a regular file is replaced: a pipe or a device in the way is left alone.
+    const QFileInfo target(path);
+    QString reason;
+    if (target.exists() && !target.isFile()) {
+        reason = QStringLiteral("not a regular file");
+    } else {
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(png) != png.size() || !file.commit())
+            reason = file.errorString();
+    }
+    if (!reason.isEmpty()) {
+        *error = QStringLiteral("cannot write %1 (%2)").arg(path, reason);
         return false;
     }
     written->append(path);

@@ -35,10 +35,11 @@ bool sameMetadata(const FileStamp &a, const FileStamp &b)
            a.modifiedNs == b.modifiedNs && a.inode == b.inode && a.device == b.device;
 }
 
+// Through links: the writers replace the file a link leads to, so that file is the one stamped.
 FileStamp metadataOnly(const QString &path)
 {
     struct stat info;
-    if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return FileStamp();
     return metadataOf(info);
 }

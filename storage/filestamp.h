@@ -9,8 +9,8 @@
 // changed or replaced it since.
 struct FileStamp
 {
-    bool exists = false;  // something stands at the path (a dangling link included)
-    bool regular = false; // a regular file, not a folder, link, device or pipe
+    bool exists = false;  // something stands at the path, or at the end of a link there
+    bool regular = false; // a regular file, not a folder, device or pipe
     qint64 size = 0;
     qint64 modifiedNs = 0; // modification time, nanoseconds since the epoch
     quint64 inode = 0;
@@ -33,7 +33,8 @@ struct FolderStamp
 // Files larger than this are stamped by their metadata alone; no document of ours comes near it.
 constexpr qint64 kMaxDigestedFileBytes = qint64(256) << 20;
 
-// The file as it is now, never through a symbolic link: metadata, and a digest of its bytes.
+// The file as it is now, through symbolic links (the file a link leads to is the one the writers
+// replace): metadata, and a digest of its bytes.
 FileStamp stampFile(const QString &path);
 // The folder as it is now, following links (a root may be a link to a network share).
 FolderStamp stampFolder(const QString &path);
@@ -42,7 +43,7 @@ FolderStamp stampFolder(const QString &path);
 enum class FileChange {
     Same,     // the same bytes (metadata alone may differ: touched, or rewritten identically)
     Changed,  // other bytes, or created or deleted since
-    Replaced, // something that is not a regular file stands there now (a folder, a link)
+    Replaced, // something that is not a regular file stands there now (a folder, a pipe)
 };
 FileChange compareWithDisk(const FileStamp &known, const QString &path);
 // Whether the folder is still the one that was stamped; a folder that did not exist then

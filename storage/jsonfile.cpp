@@ -8,7 +8,10 @@
 #include <QRandomGenerator>
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,8 +36,42 @@ WriteOutcome failed(WriteStep step, int osError)
     return {step, osError};
 }
 
+// Stands for "something that is not a regular file is at the target", which has no errno.
+constexpr int kNotRegularFile = -1;
+// Like the system's own limit on a chain of links (MAXSYMLINKS).
+constexpr int kMaxLinkHops = 40;
+
+QString reasonText(int osError)
+{
+    return osError == kNotRegularFile ? QStringLiteral("not a regular file")
+                                      : qt_error_string(osError);
+}
+
+// Replaces `path` by the file the chain of symbolic links there ends on (itself when no link).
+bool followLinks(QByteArray *path, int *osError)
+{
+    for (int hop = 0; hop < kMaxLinkHops; ++hop) {
+        struct stat info;
+        if (::lstat(path->constData(), &info) != 0 || !S_ISLNK(info.st_mode))
+            return true;
+        QByteArray target(PATH_MAX, Qt::Uninitialized);
+        const ssize_t length = ::readlink(path->constData(), target.data(), size_t(target.size()));
+        if (length < 0 || length >= target.size()) {
+            *osError = length < 0 ? errno : ENAMETOOLONG;
+            return false;
+        }
+        target.truncate(length);
+        if (!target.startsWith('/'))
+            target.prepend(path->left(path->lastIndexOf('/') + 1));
+        *path = target;
+    }
+    *osError = ELOOP;
+    return false;
+}
+
 // What stands at the target: -1 when nothing does, else the permission bits the replacement
-// keeps. A link or a folder there is refused with `osError`.
+// keeps. Anything but a regular file there (a link, a folder, a pipe, a device) is refused with
+// `osError`.
 int existingMode(const QByteArray &path, int *osError)
 {
     struct stat info;
@@ -44,7 +81,23 @@ int existingMode(const QByteArray &path, int *osError)
         *osError = ELOOP;
     else if (S_ISDIR(info.st_mode))
         *osError = EISDIR;
+    else if (!S_ISREG(info.st_mode))
+        *osError = kNotRegularFile;
     return int(info.st_mode & 07777);
+}
+
+// A file beyond the size limit raises SIGXFSZ, which ends the process unless the signal is
+// ignored or handled. A host may leave it as it is, so such a file is refused before a byte of
+// it is written; otherwise the write itself fails with EFBIG.
+bool beyondFileSizeLimit(qint64 size)
+{
+    struct sigaction action;
+    if (::sigaction(SIGXFSZ, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) ||
+        action.sa_handler != SIG_DFL)
+        return false;
+    rlimit limit;
+    return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+           quint64(size) > quint64(limit.rlim_cur);
 }
 
 // A fresh name beside the target, created exclusively so that nothing planted there (a file, a
@@ -109,15 +162,19 @@ void syncFolder(const QByteArray &target)
     }
 }
 
-WriteOutcome writeAtomically(const QString &path, const QByteArray &bytes)
+WriteOutcome writeAtomically(const QString &path, const QByteArray &bytes, LinkTarget links)
 {
     if (path.isEmpty())
         return failed(WriteStep::Create, ENOENT);
-    const QByteArray target = QFile::encodeName(path);
+    QByteArray target = QFile::encodeName(path);
     int refusal = 0;
+    if (links == LinkTarget::Follow && !followLinks(&target, &refusal))
+        return failed(WriteStep::Create, refusal);
     const int mode = existingMode(target, &refusal);
     if (refusal != 0)
         return failed(WriteStep::Create, refusal);
+    if (beyondFileSizeLimit(bytes.size()))
+        return failed(WriteStep::Write, EFBIG);
     QByteArray temporary;
     const int fd = createTemporary(target, &temporary);
     if (fd < 0)
@@ -169,7 +226,14 @@ bool readOpenedFile(int fd, qint64 maxBytes, QByteArray *out)
 
 QString withReason(const QString &message, int osError)
 {
-    return QStringLiteral("%1 (%2)").arg(message, qt_error_string(osError));
+    return QStringLiteral("%1 (%2)").arg(message, reasonText(osError));
+}
+
+// True for anything at `path`, a dangling link included.
+bool entryExists(const QString &path)
+{
+    struct stat info;
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
 }
 
 } // namespace
@@ -183,24 +247,32 @@ QString containedFilePath(const QString &folder, const QString &name)
     // A name that is the folder itself or climbs out of it names no file inside.
     if (parts.isEmpty() || parts.contains(QLatin1String("..")))
         return QString();
-    // Each existing step below the folder must be a real entry, not a link that leads elsewhere.
-    QString path = QDir::cleanPath(folder);
-    for (const QString &part : parts) {
-        path += QLatin1Char('/') + part;
-        const QFileInfo step(path);
-        if (step.isSymLink())
-            return QString();
-        if (!step.exists())
-            break;
-    }
     return QDir::cleanPath(folder + QLatin1Char('/') + name);
 }
 
-bool writeFileAtomic(const QString &path, const QByteArray &bytes, QString *osReason)
+bool fileStaysInFolder(const QString &folder, const QString &path, QString *reason)
 {
-    const WriteOutcome outcome = writeAtomically(path, bytes);
+    const QString realFolder = QFileInfo(folder).canonicalFilePath();
+    if (path.isEmpty() || realFolder.isEmpty()) {
+        if (reason)
+            *reason = editorText("hors du dossier du profil");
+        return false;
+    }
+    // A missing file or a dangling link brings nothing in; reading it fails on its own.
+    const QString real = QFileInfo(path).canonicalFilePath();
+    if (!entryExists(path) || real.isEmpty() || real.startsWith(realFolder + QLatin1Char('/')))
+        return true;
+    if (reason)
+        *reason = editorText("lien symbolique vers %1, hors du dossier du profil").arg(real);
+    return false;
+}
+
+bool writeFileAtomic(const QString &path, const QByteArray &bytes, QString *osReason,
+                     LinkTarget links)
+{
+    const WriteOutcome outcome = writeAtomically(path, bytes, links);
     if (outcome.step != WriteStep::Done && osReason)
-        *osReason = qt_error_string(outcome.osError);
+        *osReason = reasonText(outcome.osError);
     return outcome.step == WriteStep::Done;
 }
 
@@ -224,8 +296,7 @@ JsonFileMessages linkerJsonMessages()
 bool readRegularFile(const QString &path, qint64 maxBytes, QByteArray *out, QString *osReason)
 {
     // Non-blocking, so that a pipe planted under the name cannot stall the open.
-    const int fd =
-        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const bool ok = fd >= 0 && readOpenedFile(fd, maxBytes, out);
     const int reason = errno;
     if (fd >= 0)
@@ -238,7 +309,10 @@ bool readRegularFile(const QString &path, qint64 maxBytes, QByteArray *out, QStr
 bool writeJsonFileAtomic(const QString &path, const QByteArray &bytes, QString *error,
                          const JsonFileMessages &messages)
 {
-    const WriteOutcome outcome = writeAtomically(path, bytes);
+    // A document no reader takes back is not written at all.
+    const WriteOutcome outcome = bytes.size() > kMaxJsonFileBytes
+                                     ? failed(WriteStep::Create, EFBIG)
+                                     : writeAtomically(path, bytes, LinkTarget::Follow);
     if (outcome.step == WriteStep::Done)
         return true;
     if (error) {
@@ -250,7 +324,7 @@ bool writeJsonFileAtomic(const QString &path, const QByteArray &bytes, QString *
             *error = withReason(messages.writeFailed.arg(path), outcome.osError);
             break;
         default:
-            *error = messages.commitFailed.arg(path, qt_error_string(outcome.osError));
+            *error = messages.commitFailed.arg(path, reasonText(outcome.osError));
         }
     }
     return false;

@@ -94,9 +94,6 @@ bool setError(QString *error, const QString &text)
     return false;
 }
 
-// A profile file larger than this is not a picture or a document of ours.
-constexpr qint64 kMaxProfileFileBytes = qint64(256) << 20;
-
 // A real folder at `path`, made when missing; a link or a file in the way fails with ENOTDIR.
 bool ensureRealFolder(const QString &path, QString *osReason)
 {
@@ -132,7 +129,7 @@ bool copyFolderContents(const QString &source, const QString &target, QString *o
         } else if (entry.isFile()) {
             QByteArray bytes;
             if (!readRegularFile(entry.filePath(), kMaxProfileFileBytes, &bytes, osReason) ||
-                !writeFileAtomic(destination, bytes, osReason))
+                !writeFileAtomic(destination, bytes, osReason, LinkTarget::Refuse))
                 return false;
         }
     }
@@ -262,8 +259,9 @@ QList<GamepadProfileInfo> profileCatalog()
     QSet<QUuid> seen;
     const QStringList roots = candidateProfileRoots();
     for (const QString &root : roots) {
+        // A linked profile folder would show files from outside the root as one of its own.
         const QStringList folders =
-            QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+            QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
         for (const QString &folder : folders) {
             const GamepadProfileInfo info = readProfileInfo(root + QLatin1Char('/') + folder);
             if (!info.isNull() && !seen.contains(info.id)) {
@@ -284,7 +282,10 @@ GamepadProfileInfo findProfileById(const QString &id)
     const QString folderName = uuid.toString(QUuid::WithoutBraces);
     const QStringList roots = candidateProfileRoots();
     for (const QString &root : roots) {
-        const GamepadProfileInfo info = readProfileInfo(root + QLatin1Char('/') + folderName);
+        const QString folder = root + QLatin1Char('/') + folderName;
+        if (QFileInfo(folder).isSymLink())
+            continue;
+        const GamepadProfileInfo info = readProfileInfo(folder);
         if (info.id == uuid)
             return info;
     }

@@ -134,8 +134,9 @@ private slots:
         QFETCH(QString, action);
         QFETCH(QString, text);
         const GamepadProfileMeta linked = seed(QStringLiteral("Lié"), {"Pad A", "Pad B"});
-        const QByteArray document = QJsonDocument(buildExchangeDocument(linked, overlayOf(linked)))
-                                        .toJson(QJsonDocument::Compact);
+        const QByteArray document =
+            QJsonDocument(buildExchangeDocument(linked, overlayOf(linked), nullptr))
+                .toJson(QJsonDocument::Compact);
         QVERIFY(writeFileAtomic(path("linked.zelto.json"), document, nullptr));
         QClipboard *clipboard = QGuiApplication::clipboard();
         if (action != "Paste empty")

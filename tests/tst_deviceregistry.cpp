@@ -71,6 +71,12 @@ private slots:
         QVERIFY(path.startsWith(m_home.path()) && path.endsWith("/hostA/ZeltoCom/gamepads.json"));
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly) && !file.readAll().contains('\n')); // compact
+        // Kept elsewhere by the user (a dotfile manager's link): read and written through.
+        const QString kept = m_home.filePath("kept.json");
+        QVERIFY(QFile::rename(path, kept) && QFile::link(kept, path));
+        QCOMPARE(readDeviceRegistry("hostA").devices, first.mid(1));
+        QVERIFY(writeDeviceRegistry("hostA", first) && QFileInfo(path).isSymLink());
+        QCOMPARE(readDeviceRegistry("hostA").devices, first);
     }
 
     // The newest entries stay, in their order; a missing stamp is the oldest; ties keep the

@@ -6,16 +6,30 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 namespace {
 
-// gamepad-host as a user starts it (a home of its own, no display): its exit code, -1 on a crash.
-int runHost(QProcess &host, const QStringList &arguments, const QString &home)
+// gamepad-host as a user starts it (a home of its own, no display unless `display` names one, a
+// file size limit in bytes when not 0): its exit code, -1 on a crash.
+int runHost(QProcess &host, const QStringList &arguments, const QString &home,
+            const QString &display = {}, rlim_t fileSizeLimit = 0)
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
+    if (!display.isEmpty()) {
+        env.remove("QT_QPA_PLATFORM");
+        env.insert("DISPLAY", display);
+    }
     env.insert("HOME", home);
     env.insert("XDG_DATA_HOME", home + "/data");
     host.setProcessEnvironment(env);
+    if (fileSizeLimit > 0)
+        host.setChildProcessModifier([fileSizeLimit] {
+            const rlimit limit{fileSizeLimit, fileSizeLimit};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        });
     host.start(QStringLiteral(GAMEPAD_HOST_EXE), arguments);
     const bool ended = host.waitForFinished(180000) && host.exitStatus() == QProcess::NormalExit;
     return ended ? host.exitCode() : -1;
@@ -73,7 +87,9 @@ private slots:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("error"); // a part of stderr
+        QTest::addColumn<QString>("error");   // a part of stderr
+        QTest::addColumn<QString>("display"); // empty: offscreen
+        QTest::addColumn<int>("fileSizeLimit");
         const auto file = [this](const char *name, const QByteArray &bytes) {
             QFile file(m_home.filePath(name));
             return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size()
@@ -81,8 +97,8 @@ private slots:
                        : QString();
         };
         const auto row = [](const char *name, const QStringList &arguments, int code,
-                            const char *error) {
-            QTest::newRow(name) << arguments << code << QString(error);
+                            const char *error, const char *display = "", int limit = 0) {
+            QTest::newRow(name) << arguments << code << QString(error) << QString(display) << limit;
         };
         const int bad = kHostExitBadInput;
         const QString array = file("array.json", "[]");
@@ -92,16 +108,30 @@ private slots:
             {"--services", file("large.json", QByteArray(kMaxServicesFileBytes + 1, ' '))}, bad,
             "larger than 4194304 bytes");
         row("not a plug-in", {"--plugin", array}, kHostExitFailed, "cannot load the plug-in");
+        const char *unanswered = "the display \":65000\" cannot be opened";
+        row("display that does not answer", {}, kHostExitFailed, unanswered, ":65000");
+        row("check, no display", {"--check-display"}, kHostExitFailed, unanswered, ":65000");
+        row("check, offscreen", {"--check-display"}, kHostExitSuccess, "");
+        const QString piped = m_home.filePath("piped");
+        QVERIFY(QDir().mkpath(piped) && mkfifo(qPrintable(piped + "/devices.png"), 0644) == 0);
+        row("a pipe in the way", {"--screenshot", piped}, kHostExitFailed,
+            "devices.png (not a regular file)");
+        // Beyond the limit a write fails and the host says so, instead of dying of SIGXFSZ.
+        row("file size limit", {"--screenshot", m_home.filePath("limited")}, kHostExitFailed,
+            "gamepad-host: screenshots: ", "", 16384);
     }
     void failures()
     {
         QFETCH(QStringList, arguments);
         QFETCH(int, code);
         QFETCH(QString, error);
+        QFETCH(QString, display);
+        QFETCH(int, fileSizeLimit);
         QProcess host;
-        QCOMPARE(runHost(host, arguments, m_home.path()), code);
+        const int exitCode = runHost(host, arguments, m_home.path(), display, fileSizeLimit);
         const QString err = host.readAllStandardError();
-        QVERIFY2(err.contains(error), qPrintable(err));
+        QCOMPARE(exitCode, code);
+        QVERIFY2(err.contains(error) && !err.contains("qt.qpa"), qPrintable(err));
     }
 
     void screenshots()

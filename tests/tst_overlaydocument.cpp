@@ -142,11 +142,14 @@ private slots:
         QCOMPARE(read.overlaySize, document.overlaySize);
         QCOMPARE(read.bgMode, document.bgMode);
         QCOMPARE(read.nodes, document.nodes);
-        // Names leaving the folder by "..": the folder containment's own test.
-        QVERIFY(!writeOverlayFile(profile, "linked/overlay.json", document, &error));
+        // A link below the folder is the user's own and is written through; a name that climbs
+        // out of the folder is refused.
+        QVERIFY(writeOverlayFile(profile, "linked/overlay.json", document, &error));
+        QCOMPARE(readSample(outside + "/overlay.json"), overlayDocumentToJson(document));
+        QVERIFY(!writeOverlayFile(profile, "../overlay.json", document, &error));
         QCOMPARE(error, "Écriture refusée hors du dossier du profil " + profile +
-                            " : linked/overlay.json");
-        QVERIFY(QDir(outside).isEmpty());
+                            " : ../overlay.json");
+        QVERIFY(!QFileInfo::exists(dir.filePath("overlay.json")));
     }
 
     // Only a wrong marker refuses a document; a bad member falls back to its default, and stored

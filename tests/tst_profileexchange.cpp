@@ -109,7 +109,8 @@ private slots:
         QFETCH(QByteArray, image);
         const QJsonObject overlay = overlayWithNodes(2);
         const GamepadProfileMeta source = seed(sources, "Mon pad", image, imageFile, overlay);
-        const QByteArray bytes = QJsonDocument(buildExchangeDocument(source, overlay)).toJson();
+        const QByteArray bytes =
+            QJsonDocument(buildExchangeDocument(source, overlay, nullptr)).toJson();
         QJsonObject parsed;
         QVERIFY(parseExchangeDocument(bytes, &parsed, nullptr));
 
@@ -136,6 +137,11 @@ private slots:
         add("overlay empty", {{"overlay", QJsonObject()}}, "");
         add("10001 nodes", {{"overlay", overlayWithNodes(10001)}},
             "Overlay trop grand (10001 pastilles, limite 10000).");
+        // The store reads no file beyond kMaxJsonFileBytes: such an overlay is never written.
+        add("overlay beyond the reader",
+            {{"overlay", QJsonObject{{"type", "InteractiveOverlay"},
+                                     {"pad", QString(kMaxJsonFileBytes, 'x')}}}},
+            "Overlay trop volumineux (");
         add("invalid base64", {{"imageBase64", "AA=E"}}, kUnreadable);
         add("image over 32 MiB",
             {{"imageBase64", QString((kMaxExchangeImageBytes + 2) / 3 * 4 + 4, 'A')}},
@@ -200,6 +206,50 @@ private slots:
         QString message;
         QVERIFY(!parseExchangeDocument(bytes, nullptr, &message));
         QVERIFY2(message.startsWith(error), qPrintable(message));
+    }
+
+    // Content leaving a profile folder (export, copy, snapshot) is taken from inside it only, and
+    // whole; the message names the file and the reason.
+    void contentLeavingTheFolder_data()
+    {
+        QTest::addColumn<QString>("file");  // the file of the profile made a link, or made huge
+        QTest::addColumn<QString>("fault"); // "outside", "inside": where its link leads; "huge"
+        QTest::addColumn<QString>("error"); // %1 the file, %2 where it leads; empty: exported
+        const QString out = "Impossible d’ouvrir %1 (lien symbolique vers %2, hors du dossier du "
+                            "profil)";
+        for (const char *file : {"image.png", "overlay.json"}) {
+            QTest::addRow("%s, outside", file) << file << "outside" << out;
+            QTest::addRow("%s, inside", file) << file << "inside" << QString();
+        }
+        QTest::newRow("picture over 32 MiB")
+            << "image.png"
+            << "huge"
+            << "Image trop volumineuse (33554433 octets, limite 32 Mo) : %1";
+    }
+    void contentLeavingTheFolder()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, fault);
+        QFETCH(QString, error);
+        const GamepadProfileMeta profile =
+            seed(sources, "Pad", encoded({4, 3}, Qt::red, "png"), "image.png", kOverlay);
+        const QString path = profile.folder + '/' + file;
+        const QString target = (fault == "outside" ? sources : profile.folder) + "/kept-" + file;
+        if (fault == "huge")
+            QVERIFY(QFile::resize(path, kMaxExchangeImageBytes + 1));
+        else
+            QVERIFY(QFile::rename(path, target) && QFile::link(target, path));
+        QString message;
+        QJsonObject overlay;
+        const bool exported = readSavedOverlay(profile, &overlay, &message) &&
+                              !buildExchangeDocument(profile, overlay, &message).isEmpty();
+        QCOMPARE(message,
+                 error.replace("%1", path).replace("%2", QFileInfo(target).canonicalFilePath()));
+        QCOMPARE(exported, error.isEmpty());
+        SnapshotReport report;
+        QVERIFY(exportSnapshots({profile}, outDir, &report, nullptr));
+        QCOMPARE(report.errors,
+                 fault == "outside" ? QStringList{"Pad : " + message} : QStringList());
     }
 
     // Names are never reused across exports; the live overlay replaces the stored one.

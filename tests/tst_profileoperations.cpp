@@ -164,6 +164,17 @@ private slots:
             QCOMPARE(copy.calibrationMode, mode);
             QVERIFY(mode == "inherit" || QFile::remove(source.folder + "/calib.json"));
         }
+        // Nothing is taken from outside the folder: an override kept elsewhere stays behind, an
+        // overlay kept elsewhere refuses the copy.
+        const QString outside = m_home.filePath("outside/kept.json");
+        QVERIFY(writeBytes(outside, "{}") && QFile::link(outside, source.folder + "/calib.json"));
+        GamepadProfileMeta copy;
+        QString error;
+        QVERIFY(duplicateProfile(source, &copy, &error) && copy.calibrationMode == "inherit");
+        QVERIFY(QFile::remove(source.folder + "/overlay.json") &&
+                QFile::link(outside, source.folder + "/overlay.json"));
+        QVERIFY(!duplicateProfile(source, &copy, &error));
+        QCOMPARE(error, QString("Impossible de copier la configuration."));
     }
 
     // A shared profile: without the right it is copied to the user first and the shared one kept.

@@ -5,6 +5,10 @@
 
 #include <QtTest>
 
+#include <pwd.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace {
 
 struct Run
@@ -36,9 +40,9 @@ QString makeProfile(const QString &userRoot, const QString &name, const QString 
     const QString picture = userRoot + "/../" + name + ".png";
     GamepadProfileMeta created;
     setProfileRootsOverride(userRoot, QString());
-    const bool made =
-        image.save(picture) && createProfile({name, picture, linkedName, 0, 0, overlayDocument()},
-                                             &created, nullptr, nullptr);
+    const bool made = QDir().mkpath(userRoot) && image.save(picture) &&
+                      createProfile({name, picture, linkedName, 0, 0, overlayDocument()}, &created,
+                                    nullptr, nullptr);
     setProfileRootsOverride(QString(), QString());
     return made ? created.id.toString(QUuid::WithoutBraces) : QString();
 }
@@ -52,6 +56,7 @@ class TestProfilesCli : public QObject
 private slots:
     void initTestCase()
     {
+        qputenv("HOME", QFile::encodeName(m_home.path())); // the data locations start empty
         QStandardPaths::setTestModeEnabled(true);
         qApp->setProperty("kx.currentLogin", QString());
     }
@@ -60,7 +65,6 @@ private slots:
     {
         QTemporaryDir dir;
         const QString source = dir.filePath("a/roots/source"), target = dir.filePath("target");
-        QVERIFY(QDir().mkpath(source));
         const QString pad = makeProfile(source, "Pad"), linked = makeProfile(source, "L", "Pad X");
 
         const QString file = dir.filePath("pad.zelto.json");
@@ -85,6 +89,14 @@ private slots:
         QCOMPARE(listed, expected);
         // The options hold for one command only: the store is back on its own (empty) roots.
         QCOMPARE(run({"list"}).out, QString());
+        // Another host's profiles: its data location, from its names, holds the shared root.
+        const QString acme =
+            makeProfile(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                            "/Acme/Host/GamepadProfiles",
+                        "Acme pad");
+        QCOMPARE(run({"--organization=Acme", "--application", "Host", "list"}).out,
+                 acme + "\tAcme pad\tshared\tunlinked\n");
+        QCOMPARE(run({"--application", "Host", "list"}).out, QString());
 
         const QString shots = dir.filePath("shots");
         const Run snapshot = run(roots + QStringList{"snapshot", "--all", shots});
@@ -126,6 +138,63 @@ private slots:
         QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
+    // The program itself, as an administrator runs it: the login without $USER, the reference
+    // host's data location, no display needed, and a file size limit that fails the write
+    // instead of ending the process.
+    void program_data()
+    {
+        QTest::addColumn<QString>("user"); // empty: unset, as in services and containers
+        QTest::addColumn<QString>("logname");
+        QTest::addColumn<QString>("login"); // the folder under the host's data location
+        QTest::addColumn<bool>("limited");  // under a file size limit (ulimit -f)
+        const QString account = QString::fromLocal8Bit(getpwuid(geteuid())->pw_name);
+        QTest::newRow("USER") << "Bob"
+                              << "carol"
+                              << "bob" << false;
+        QTest::newRow("LOGNAME") << ""
+                                 << "carol"
+                                 << "carol" << false;
+        QTest::newRow("account") << ""
+                                 << "" << account << false;
+        QTest::newRow("file size limit") << "Bob"
+                                         << ""
+                                         << "bob" << true;
+    }
+    void program()
+    {
+        QFETCH(QString, user);
+        QFETCH(QString, logname);
+        QFETCH(QString, login);
+        QFETCH(bool, limited);
+        QTemporaryDir dir;
+        const QString source = dir.filePath("source"), file = dir.filePath("pad.zelto.json");
+        QCOMPARE(run({"--user-root", source, "export", makeProfile(source, "Pad"), file}).code,
+                 kProfilesExitSuccess);
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char *name : {"USER", "LOGNAME", "QT_QPA_PLATFORM"})
+            env.remove(name);
+        env.insert("DISPLAY", ":65000"); // no such display
+        env.insert("XDG_DATA_HOME", dir.filePath("data"));
+        for (const auto &[name, value] : {std::pair{"USER", user}, {"LOGNAME", logname}})
+            value.isEmpty() ? void() : env.insert(name, value);
+        QProcess program;
+        program.setProcessEnvironment(env);
+        if (limited)
+            program.setChildProcessModifier([] {
+                const rlimit small{512, 512};
+                setrlimit(RLIMIT_FSIZE, &small);
+            });
+        program.start(GAMEPAD_PROFILES_EXE, {"import", file});
+        QVERIFY(program.waitForFinished(120000) && program.exitStatus() == QProcess::NormalExit);
+        const QString out = program.readAllStandardOutput(), err = program.readAllStandardError();
+        QCOMPARE(program.exitCode(), limited ? kProfilesExitFailed : kProfilesExitSuccess);
+        const QString root = dir.filePath("data/gamepad-host/" + login + "/GamepadProfiles");
+        QVERIFY2(limited ? err.contains("(File too large)") : out.section('\t', 1).startsWith(root),
+                 qPrintable(out + err));
+        // A refused import leaves nothing, no temporary file either.
+        QCOMPARE(QDir(root).isEmpty(), limited);
+    }
+
     void arguments_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -137,6 +206,7 @@ private slots:
                                          {"--root", "x", "list"},
                                          {"list", "--user-root"},
                                          {"--shared-root=", "list"},
+                                         {"list", "--application"},
                                          {"snapshot", "--all"}})
             QTest::addRow("'%s'", qPrintable(usage.join(' '))) << usage << kProfilesExitUsage;
     }
@@ -150,6 +220,9 @@ private slots:
         QCOMPARE(result.out.startsWith("Usage: gamepad-profiles"), code == kProfilesExitSuccess);
         QCOMPARE(result.err.isEmpty(), code == kProfilesExitSuccess);
     }
+
+private:
+    QTemporaryDir m_home;
 };
 
 QTEST_MAIN(TestProfilesCli)

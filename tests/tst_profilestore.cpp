@@ -128,6 +128,38 @@ private slots:
         QCOMPARE(copyProfileToRoot(info, Kind::User, nullptr), target);
     }
 
+    // A dotfile manager's links are the user's own files: read, and written through.
+    void linkedFilesAreFollowed()
+    {
+        setHost("alice");
+        const QString kept = inConfig("dotfiles"), folder = userProfilesRoot() + "/p1";
+        const QString base = padBaseFileIn("alice");
+        QVERIFY(writeBytes(kept + "/meta.json", kMeta) && writeBytes(kept + "/pic.jpg", "x") &&
+                writeBytes(kept + "/base.json", R"({"type":"GamepadCalibration"})") &&
+                QDir().mkpath(folder) && QDir().mkpath(QFileInfo(base).path()));
+        for (const QString name : {"/meta.json", "/pic.jpg"})
+            QVERIFY(QFile::link(kept + name, folder + name));
+        QVERIFY(QFile::link(kept + "/base.json", base));
+        const GamepadProfileInfo info = ::readProfileInfo(folder);
+        QVERIFY(info.name == "Arcade" && info.imagePath == folder + "/pic.jpg");
+        GamepadCalibration calibration = resolveCalibration(kPad, info, 2, 3).calibration;
+        calibration.axes[0].restRaw = 33;
+        QVERIFY(saveCalibrationFile(base, calibration, kPad, {}, nullptr));
+        const ResolvedCalibration saved = resolveCalibration(kPad, info, 2, 3);
+        QVERIFY(saved.source == CalibrationSource::BaseDevice && QFileInfo(base).isSymLink());
+        QCOMPARE(saved.calibration.axes[0].restRaw, 33.0);
+    }
+
+    // A linked profile folder would bring files from outside the root: it is not listed.
+    void linkedProfileFolderIsNotListed()
+    {
+        setHost("alice");
+        const QString id = "8a1e4c2e-3b7d-4a60-9d5c-0f2b6a7c1d11";
+        QVERIFY(QDir().mkpath(userProfilesRoot()) &&
+                QFile::link(makeProfile(), userProfilesRoot() + '/' + id));
+        QVERIFY(profileCatalog().isEmpty() && findProfileById(id).isNull());
+    }
+
     // Every key written back as read, unknown ones and names that leave the folder included;
     // "modifiedAt" is stamped. A file of another type is refused.
     void metaRoundTrip()
@@ -206,7 +238,7 @@ private slots:
                                        {"/p/", " sub/c.json ", "/p/sub/c.json", "/p/sub/c.json"},
                                        {"/p", "/else/c.json", "/else/c.json", ""},
                                        {"/p", "../q/c.json", "/q/c.json", ""},
-                                       {"@", "link/c.json", "@/link/c.json", ""}})
+                                       {"@", "link/c.json", "@/link/c.json", "@/link/c.json"}})
             QTest::addRow("%s|%s", qPrintable(row[0]), qPrintable(row[1]))
                 << row[0] << row[1] << row[2] << row[3];
     }
@@ -216,6 +248,7 @@ private slots:
         QFETCH(QString, folder);
         QFETCH(QString, file);
         QFETCH(QString, readPath);
+        QFETCH(QString, writePath);
         const QString real = inConfig("p");
         QVERIFY(QDir().mkpath(real) && QFile::link(configurationRoot(), real + "/link"));
         GamepadProfileInfo profile;
@@ -223,7 +256,7 @@ private slots:
         profile.folder = folder.replace("@", real);
         profile.calibrationOverrideFile = file;
         QCOMPARE(profileOverridePath(profile), readPath.replace("@", real));
-        QTEST(profileOverrideWritePath(profile), "writePath");
+        QCOMPARE(profileOverrideWritePath(profile), writePath.replace("@", real));
     }
 
     void resolve_data()
