@@ -301,7 +301,7 @@ QObject *LinkerDeviceModel::interfaceForRow(int row) const
 
 void LinkerDeviceModel::loadRegistry()
 {
-    const DeviceRegistry registry = readDeviceRegistry(m_context);
+    const DeviceRegistry registry = readDeviceRegistry(m_context, m_uniqSelection);
     const QList<CatalogProfile> catalog = readProfileCatalog();
     beginResetModel();
     m_rows.clear();
