@@ -8,6 +8,13 @@ const char kStyle[] = R"(
     background: #18202a; color: #d8e0e8;
 }
 QLabel { color: #d8e0e8; background: transparent; }
+#calibrationMeasureDialog { background: #18202a; }
+#measureTable { background: #212b37; color: #e2e8f0; gridline-color: #2f3c4b;
+    border: 1px solid #2f3c4b; }
+QHeaderView, QHeaderView::section { background: #2a3644; color: #9fb0c2; border: none;
+    padding: 3px 6px; }
+#measureProgress { background: #212b37; border: 1px solid #2f3c4b; border-radius: 4px; }
+#measureProgress::chunk { background: #22d3ee; border-radius: 3px; }
 #calibrationHeader { background: #212b37; border: 1px solid #2f3c4b; border-radius: 8px; }
 #calibrationHeader QLabel[class="headerTitle"] { font-size: 15px; font-weight: 600; color: #f1f5f9; }
 #metaLabel, #sourceLabel, #hintLabel { color: #9fb0c2; }

@@ -1,5 +1,7 @@
 #include "calibrationmeasuredialog.h"
 
+#include "calibrationeditorstyle.h"
+
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -39,6 +41,8 @@ CalibrationMeasureDialog::CalibrationMeasureDialog(const GamepadCalibration &cur
     : QDialog(parent), m_current(current), m_axisNames(axisNames)
 {
     setObjectName(QStringLiteral("calibrationMeasureDialog"));
+    // The panel's dark look, also where the dialog is shown without the panel.
+    setStyleSheet(calibrationEditorStyleSheet());
     setWindowTitle(QStringLiteral("Mesurer la calibration"));
     auto *layout = new QVBoxLayout(this);
 

@@ -30,11 +30,11 @@ bool GamepadConfigWidget::mayEdit()
     return false;
 }
 
-// After an edit of the shown buffer: its session saves it shortly. Without a file to write to,
+// After an edit of the shown buffer: its session saves it shortly. Without a file meant for it,
 // the edit stays in memory only.
 void GamepadConfigWidget::editDone()
 {
-    if (currentTargetPath().isEmpty()) {
+    if (intendedPath(m_scope).isEmpty()) {
         setStatus(kNoTarget);
         return;
     }

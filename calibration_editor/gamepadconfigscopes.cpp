@@ -35,6 +35,11 @@ QString unreadableMessage(const QString &path, const QString &reason)
              reason.isEmpty() ? QStringLiteral("pas un fichier lisible") : reason);
 }
 
+QString saveFailedMessage(const QString &path, const QString &reason)
+{
+    return QStringLiteral("Impossible d'enregistrer %1 (%2)").arg(shownPath(path), reason);
+}
+
 QString folderOf(const QString &path)
 {
     return path.isEmpty() ? QString() : QFileInfo(path).absolutePath();
@@ -99,9 +104,11 @@ QString GamepadConfigWidget::targetPath(int scope) const
     return baseCalibrationWritePath(m_identity);
 }
 
-QString GamepadConfigWidget::currentTargetPath() const
+// The file a save of the scope is meant for, written or not: an override named outside its
+// profile folder is one, which saves refuse.
+QString GamepadConfigWidget::intendedPath(int scope) const
 {
-    return targetPath(m_scope);
+    return scope == ProfileScope ? profileOverridePath(m_profile) : targetPath(scope);
 }
 
 QString GamepadConfigWidget::overrideFileName() const
@@ -278,7 +285,7 @@ bool GamepadConfigWidget::prepareOverrideFromBase(QString *error)
         *error = kNoProfile;
         return false;
     }
-    if (targetPath(ProfileScope).isEmpty()) {
+    if (intendedPath(ProfileScope).isEmpty()) {
         *error = QStringLiteral("Chemin d'override invalide.");
         return false;
     }
@@ -368,8 +375,13 @@ void GamepadConfigWidget::offerStartEmpty()
 DocumentSession::SaveResult GamepadConfigWidget::saveScope(int scope) const
 {
     const QString path = targetPath(scope);
-    if (path.isEmpty())
-        return {false, QString(), kNoTarget};
+    if (path.isEmpty()) {
+        const QString intended = intendedPath(scope);
+        if (intended.isEmpty())
+            return {false, QString(), kNoTarget};
+        return {false, intended,
+                saveFailedMessage(intended, QStringLiteral("hors du dossier du profil"))};
+    }
     // Profile folders are made by the profile editor only: an override never brings one back.
     const QString profileFolder = QDir::cleanPath(m_profile.folder.trimmed());
     if (scope == ProfileScope && !QFileInfo(profileFolder).isDir())
@@ -380,8 +392,7 @@ DocumentSession::SaveResult GamepadConfigWidget::saveScope(int scope) const
     QString error;
     if (!saveCalibrationFile(path, fullCalibration(m_buffers[size_t(scope)]), m_identity,
                              profileIdText(), &error))
-        return {false, path,
-                QStringLiteral("Impossible d'enregistrer %1 (%2)").arg(shownPath(path), error)};
+        return {false, path, saveFailedMessage(path, error)};
     return {};
 }
 

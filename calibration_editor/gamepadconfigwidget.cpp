@@ -274,9 +274,16 @@ void GamepadConfigWidget::setProfile(const GamepadProfileInfo &profile)
     reload();
 }
 
+// A pastille on an axis the joystick layer does not have ("joy_9") is not offered: a gate on it
+// could never be evaluated.
 void GamepadConfigWidget::setTwoAxisSources(const QList<GateSourceOption> &sources)
 {
-    m_sources = sources;
+    const auto isAxis = [](int axis) { return axis >= 0 && axis < kGamepadAxisCount; };
+    m_sources.clear();
+    for (const GateSourceOption &source : sources) {
+        if (isAxis(source.xAxis) && isAxis(source.yAxis))
+            m_sources << source;
+    }
     rebuildAxisCards();
 }
 
@@ -342,6 +349,8 @@ void GamepadConfigWidget::onConnectedChanged()
 {
     if (!deviceConnected())
         cancelMeasurement(QStringLiteral("La manette a été débranchée : mesure annulée."));
+    else if (m_error == kCapturesOff)
+        m_error.clear(); // the refused capture no longer stands: captures work again
     refreshHeader();
 }
 

@@ -60,7 +60,6 @@ public:
     // The session that keeps the file of a scope.
     DocumentSession *scopeSession(int scope) const;
     QString statusText() const;
-    QString currentTargetPath() const;
 
     // The measurement dialog while it is open, for the live timer and for tests.
     CalibrationMeasureDialog *measureDialog() const;
@@ -115,6 +114,7 @@ private:
     GamepadCalibration &buffer();
     DocumentSession *currentSession() const { return m_sessions[size_t(m_scope)]; }
     QString targetPath(int scope) const;
+    QString intendedPath(int scope) const;
     void loadBaseScope();
     void loadProfileScope();
     void reloadScope(int scope);

@@ -164,7 +164,7 @@ void logSnapshotIssue(const QString &error)
 QString safeProfileFileName(const QString &name)
 {
     static const QRegularExpression unsafe(QStringLiteral("[^\\w\\-\\s]"));
-    QString safe = name;
+    QString safe = printableProfileName(name);
     safe.replace(unsafe, QStringLiteral("_"));
     safe = safe.trimmed();
     return safe.isEmpty() ? QStringLiteral("Gamepad") : safe;
@@ -404,7 +404,8 @@ bool exportSnapshots(const QList<GamepadProfileMeta> &profiles, const QString &o
 
     for (const GamepadProfileMeta &profile : profiles) {
         const auto issue = [&](const QString &reason) {
-            const QString line = QStringLiteral("%1 : %2").arg(profile.name, reason);
+            const QString line =
+                QStringLiteral("%1 : %2").arg(printableProfileName(profile.name), reason);
             logSnapshotIssue(line);
             result.errors << line;
         };

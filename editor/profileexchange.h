@@ -29,8 +29,8 @@ static_assert(kMaxExchangeDocumentBytes > (kMaxExchangeImageBytes + 2) / 3 * 4 +
 constexpr int kMaxExchangePastilles = 10000;
 constexpr int kMaxImageSuffixLength = 5;
 
-// The name made safe for a file: every character but word characters, "-" and blanks becomes
-// "_", then trimmed; "Gamepad" when nothing is left.
+// The name made safe for a file: printable (printableProfileName), then every character but word
+// characters, "-" and blanks becomes "_", then trimmed; "Gamepad" when nothing is left.
 QString safeProfileFileName(const QString &name);
 // The picture's suffix in a document: a lower-case run of letters and digits of at most
 // kMaxImageSuffixLength characters, otherwise "png".

@@ -146,13 +146,9 @@ bool isLinked(const GamepadProfileMeta &profile)
 }
 
 // One field of a tab-separated line: a name holding a tab or a line break would split it.
-QString field(QString text)
+QString field(const QString &text)
 {
-    for (QChar &c : text) {
-        if (c.category() == QChar::Other_Control)
-            c = QLatin1Char(' ');
-    }
-    return text;
+    return printableProfileName(text);
 }
 
 class Runner

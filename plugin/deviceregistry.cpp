@@ -76,7 +76,7 @@ QList<DeviceRegistryEntry> newestRegistryEntries(QList<DeviceRegistryEntry> entr
     return kept;
 }
 
-DeviceRegistry parseDeviceRegistry(const QByteArray &bytes)
+DeviceRegistry parseDeviceRegistry(const QByteArray &bytes, bool singleSelection)
 {
     DeviceRegistry registry;
     const QJsonDocument document = QJsonDocument::fromJson(bytes);
@@ -90,7 +90,8 @@ DeviceRegistry parseDeviceRegistry(const QByteArray &bytes)
     for (auto it = members.constBegin(); it != members.constEnd(); ++it)
         devices.append({it.key(), it.value().toObject().value(kKv).toObject()});
     registry.devices = newestRegistryEntries(std::move(devices));
-    keepSingleSelection(registry.devices);
+    if (singleSelection)
+        keepSingleSelection(registry.devices);
     return registry;
 }
 
@@ -102,12 +103,12 @@ QString deviceRegistryPath(const QString &context)
     return base + QStringLiteral("/ZeltoCom/gamepads.json");
 }
 
-DeviceRegistry readDeviceRegistry(const QString &context)
+DeviceRegistry readDeviceRegistry(const QString &context, bool singleSelection)
 {
     QByteArray bytes;
     if (!readRegularFile(deviceRegistryPath(context), kMaxRegistryFileBytes, &bytes, nullptr))
         return {};
-    return parseDeviceRegistry(bytes);
+    return parseDeviceRegistry(bytes, singleSelection);
 }
 
 bool writeDeviceRegistry(const QString &context, const QList<DeviceRegistryEntry> &devices)

@@ -38,16 +38,17 @@ constexpr qint64 kMaxRegistryFileBytes = qint64(1) << 20;
 QList<DeviceRegistryEntry> newestRegistryEntries(QList<DeviceRegistryEntry> entries,
                                                  int max = kMaxRegistryEntries);
 
-// The registry held by a file's bytes: the newest kMaxRegistryEntries devices, and at most one
-// of them selected (the one seen last; the first in order among equals). Anything that is not a
-// JSON object gives an empty registry.
-DeviceRegistry parseDeviceRegistry(const QByteArray &bytes);
+// The registry held by a file's bytes: the newest kMaxRegistryEntries devices. With
+// `singleSelection` at most one of them stays selected (the one seen last; the first in order
+// among equals), otherwise every stored selection is kept. Anything that is not a JSON object
+// gives an empty registry.
+DeviceRegistry parseDeviceRegistry(const QByteArray &bytes, bool singleSelection = true);
 
 // AppData/<context>/ZeltoCom/gamepads.json. Creates the AppData/<context> folder on the way.
 QString deviceRegistryPath(const QString &context);
 
 // A missing, unreadable, oversized or malformed file gives an empty registry.
-DeviceRegistry readDeviceRegistry(const QString &context);
+DeviceRegistry readDeviceRegistry(const QString &context, bool singleSelection = true);
 
 // Writes the newest kMaxRegistryEntries entries (and their count as "lastCount") as compact JSON
 // through the atomic writer. On failure the previous file stays and false is returned.

@@ -304,7 +304,7 @@ QObject *LinkerDeviceModel::interfaceForRow(int row) const
 
 void LinkerDeviceModel::loadRegistry()
 {
-    const DeviceRegistry registry = readDeviceRegistry(m_context);
+    const DeviceRegistry registry = readDeviceRegistry(m_context, m_uniqSelection);
     const QList<CatalogProfile> catalog = readProfileCatalog();
     beginResetModel();
     for (int row = 0; row < count(); ++row)

@@ -72,7 +72,7 @@ void ControlManette::stop()
     m_pollTimer.stop();
     setConnected(false);
     resetRuntimeState();
-    publishRestState();
+    announceClearedValues();
     Q_EMIT statusChanged(noCom);
 }
 
@@ -296,10 +296,9 @@ void ControlManette::publish(const PollResult &result)
         Q_EMIT buttonsChanged();
 }
 
-// Views show what the controller reports with nothing held rather than its last values.
-void ControlManette::publishRestState()
+// A stopped device reports every output and raw value as 0: views drop its last values.
+void ControlManette::announceClearedValues()
 {
-    m_processor.settle(m_calibration);
     Q_EMIT axesChanged();
     Q_EMIT rawAxesChanged();
     Q_EMIT buttonsChanged();

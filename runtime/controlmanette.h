@@ -117,7 +117,7 @@ private:
     QString currentSignature() const;
     void publish(const PollResult &result);
     ResolvedCalibration resolveCalibrationInForce() const;
-    void publishRestState();
+    void announceClearedValues();
 
     int m_deviceId = -1;
     QString m_name;

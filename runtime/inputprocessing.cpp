@@ -319,18 +319,6 @@ void InputProcessor::reset()
     clearGates();
 }
 
-void InputProcessor::settle(const GamepadCalibration &calibration)
-{
-    for (int i = 0; i < kAxisCount; ++i) {
-        const AxisSettings &settings =
-            i < calibration.axes.size() ? calibration.axes.at(i) : kDefaultAxis;
-        const AxisSample sample = evaluateAxis(settings.restRaw, settings);
-        m_rawAxes[i] = sample.raw;
-        m_axes[i] = sample.value;
-        m_axisAtRest[i] = true;
-    }
-}
-
 // The gate plans point into the records: both go, and the next poll plans again.
 void InputProcessor::clearGates()
 {

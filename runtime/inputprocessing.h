@@ -155,8 +155,6 @@ public:
     InputProcessor();
 
     void reset(); // every value, flag and timer back to its initial state
-    // Every axis at the raw and output values of its rest position.
-    void settle(const GamepadCalibration &calibration);
     void clearGates();
 
     void process(const JoystickReadings &readings, const GamepadCalibration &calibration,

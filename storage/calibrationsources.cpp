@@ -37,16 +37,21 @@ QString calibrationSourceLabel(int source)
     return calibrationSourceLabel(static_cast<CalibrationSource>(source));
 }
 
+// Characters, not UTF-16 units: a letter beyond the basic plane is kept whole, and the cut at 64
+// never splits one.
 QString sanitizedDeviceName(const QString &name)
 {
-    QString result = name.trimmed().toLower();
-    for (QChar &c : result) {
-        if (!c.isLetter() && !c.isDigit())
-            c = QLatin1Char('_');
+    constexpr qsizetype kMaxCharacters = 64;
+    const char32_t underscore = U'_';
+    QList<char32_t> kept;
+    for (char32_t c : name.trimmed().toLower().toUcs4()) {
+        if (!QChar::isLetter(c) && !QChar::isDigit(c))
+            c = underscore;
+        if (c != underscore || kept.isEmpty() || kept.last() != underscore)
+            kept.append(c);
     }
-    while (result.contains(QLatin1String("__")))
-        result.replace(QLatin1String("__"), QLatin1String("_"));
-    result = result.left(64).trimmed();
+    const QString result =
+        QString::fromUcs4(kept.constData(), qMin(kept.size(), kMaxCharacters)).trimmed();
     return result.isEmpty() ? QStringLiteral("unknown") : result;
 }
 

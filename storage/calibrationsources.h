@@ -23,7 +23,8 @@ struct ResolvedCalibration
 
 inline const QString kBaseCalibrationFolder = QStringLiteral("_deviceCalibration");
 
-// Lower-cased device name reduced to letters, digits and single underscores, at most 64 characters.
+// Lower-cased device name reduced to letters, digits and single underscores, at most 64 characters
+// (code points).
 QString sanitizedDeviceName(const QString &name);
 // "%vendor_%product_%name.json"; empty for an identity without name and ids.
 QString baseCalibrationFileName(const GamepadDeviceIdentity &identity);

@@ -1,6 +1,7 @@
 #include "gamepadcalibration.h"
 
 #include "jsonfile.h"
+#include "uilog.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,7 +12,6 @@
 #include <QSet>
 
 #include <cmath>
-#include <limits>
 
 namespace {
 
@@ -38,16 +38,11 @@ double readDouble(const QJsonObject &object, const QString &key, double fallback
     return std::isfinite(number) ? number : fallback;
 }
 
-// Integers saturate instead of falling back, so a huge delay clamps to its limit.
+// Only a whole number that fits the field is one: a fraction or a number beyond 32 bits is
+// ill-typed and keeps the default.
 qint32 readInt(const QJsonObject &object, const QString &key, qint32 fallback)
 {
-    const QJsonValue value = object.value(key);
-    if (!value.isDouble() || std::isnan(value.toDouble()))
-        return fallback;
-    const double number = std::round(value.toDouble());
-    constexpr double low = std::numeric_limits<qint32>::min();
-    constexpr double high = std::numeric_limits<qint32>::max();
-    return static_cast<qint32>(qBound(low, number, high));
+    return object.value(key).toInt(fallback);
 }
 
 bool readBool(const QJsonObject &object, const QString &key, bool fallback)
@@ -124,11 +119,30 @@ QJsonObject buttonToJson(const GamepadCalibration::ButtonSettings &b)
             {QStringLiteral("repeatIntervalMs"), b.repeatIntervalMs}};
 }
 
+// The keys the runtime publishes axes and buttons under: "joy_0".."joy_7", "but_0".."but_31".
+bool isInputKey(const QString &key)
+{
+    const auto numbered = [&key](QLatin1String prefix, int count) {
+        if (!key.startsWith(prefix))
+            return false;
+        const QStringView digits = QStringView(key).mid(prefix.size());
+        bool ok = false;
+        const int number = digits.toInt(&ok);
+        return ok && number >= 0 && number < count && digits == QString::number(number);
+    };
+    return numbered(QLatin1String("joy_"), kGamepadAxisCount) ||
+           numbered(QLatin1String("but_"), kGamepadButtonCount);
+}
+
 GamepadCalibration::GateSettings gateFromJson(const QJsonObject &o, int index)
 {
     GamepadCalibration::GateSettings g = defaultGateSettings(index);
     g.enabled = readBool(o, QStringLiteral("enabled"), g.enabled);
     g.key = readString(o, QStringLiteral("key"), g.key);
+    if (isInputKey(g.key.trimmed())) // normalisation gives it a free gate key
+        qCWarning(lcGamepadUi).noquote()
+            << QStringLiteral("Gamepad calibration gate key refused key=%1: an input's key")
+                   .arg(g.key.trimmed());
     g.source2dKey = readString(o, QStringLiteral("source2dKey"), g.source2dKey);
     g.xAxis = readInt(o, QStringLiteral("xAxis"), g.xAxis);
     g.yAxis = readInt(o, QStringLiteral("yAxis"), g.yAxis);
@@ -209,7 +223,8 @@ GamepadCalibration::GateSettings normalizedGate(const GamepadCalibration::GateSe
     g.key = in.key.trimmed();
     if (g.key.isEmpty())
         g.key = defaultGateKey(index);
-    if (usedKeys.contains(g.key))
+    // A gate publishing under an input's key would put that key twice in one batch.
+    if (usedKeys.contains(g.key) || isInputKey(g.key))
         g.key = usedKeys.firstFree();
     g.source2dKey = in.source2dKey.trimmed();
     const int lastAxis = qMax(0, axisCount - 1);

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonValue>
 
@@ -47,6 +48,19 @@ QStringList readDeviceNames(const QJsonObject &object)
     if (names.isEmpty() && !single.isEmpty())
         names << single;
     return names;
+}
+
+// A profile without a valid id is a new one and gets an id of its own: derived from its folder,
+// so that every read gives the same until a save writes it into "meta.json".
+QUuid idOrNew(const QJsonValue &value, const QString &folder)
+{
+    static const QUuid folderIds(QStringLiteral("6f1c2b8e-5d4a-4e0f-9a3b-7c2d1e0f4a5b"));
+    const QUuid id = QUuid::fromString(value.toString().trimmed());
+    if (!id.isNull())
+        return id;
+    if (folder.isEmpty())
+        return QUuid::createUuid();
+    return QUuid::createUuidV5(folderIds, QDir::cleanPath(QFileInfo(folder).absoluteFilePath()));
 }
 
 quint32 hexIdFromString(const QString &text)
@@ -92,6 +106,18 @@ bool GamepadProfileMeta::operator==(const GamepadProfileMeta &o) const
            productId == o.productId && kind == o.kind && otherKeys == o.otherKeys;
 }
 
+QString printableProfileName(const QString &name)
+{
+    QString printable = name;
+    for (QChar &c : printable) {
+        const QChar::Category category = c.category();
+        if (category == QChar::Other_Control || category == QChar::Separator_Line ||
+            category == QChar::Separator_Paragraph)
+            c = QLatin1Char(' ');
+    }
+    return printable;
+}
+
 QString normalizedCalibrationMode(const QString &mode)
 {
     const bool isOverride =
@@ -115,9 +141,9 @@ quint32 readHexId(const QJsonValue &value)
 GamepadProfileMeta profileMetaFromJson(const QJsonObject &object, const QString &folder)
 {
     GamepadProfileMeta meta;
-    meta.id = QUuid::fromString(object.value(QStringLiteral("id")).toString().trimmed());
     meta.name = nameOrDefault(object.value(QStringLiteral("name")).toString());
     meta.folder = folder.isEmpty() ? QString() : QDir::cleanPath(folder);
+    meta.id = idOrNew(object.value(QStringLiteral("id")), meta.folder);
     meta.imageFile =
         fileNameOr(object.value(QStringLiteral("image")).toString(), kDefaultProfileImageFile);
     meta.overlayFile =

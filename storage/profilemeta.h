@@ -12,7 +12,7 @@
 // The content of a profile's "meta.json", as the profile editor keeps it.
 struct GamepadProfileMeta
 {
-    QUuid id; // null: the folder holds no valid id and the editor treats the profile as new
+    QUuid id; // read from a folder without a valid id: a new one, the same at every read
     QString name = QStringLiteral("Gamepad");
     QString folder;
     QString imageFile = kDefaultProfileImageFile;
@@ -38,11 +38,17 @@ struct GamepadProfileMeta
 
 constexpr int kProfileMetaVersion = 4;
 
+// The name as it may be printed on one line or put in a file name: control characters and line
+// or paragraph separators become spaces.
+QString printableProfileName(const QString &name);
+
 // "override" when the mode says so in any case, otherwise "inherit".
 QString normalizedCalibrationMode(const QString &mode);
 // Reads an id written as "0x045e", "045e" or a JSON number; 0 when unreadable.
 quint32 readHexId(const QJsonValue &value);
 
+// A document without a valid "id" is a new profile: its id is derived from the folder (random
+// without one), so the catalogue lists it and finds it again until a save writes the id.
 GamepadProfileMeta profileMetaFromJson(const QJsonObject &object, const QString &folder);
 QJsonObject profileMetaToJson(const GamepadProfileMeta &meta);
 

@@ -80,7 +80,7 @@ private slots:
     }
 
     // The newest entries stay, in their order; a missing stamp is the oldest; ties keep the
-    // earlier entry. Reading also keeps the newest selection only.
+    // earlier entry. Reading keeps the newest selection only, or all where several are allowed.
     void capsAndSingleSelection()
     {
         const QList<DeviceRegistryEntry> four = seenAt({1, 5, -1, 3}),
@@ -101,6 +101,10 @@ private slots:
                 selected << entry.kv.value("lastSeen").toVariant().toString();
         }
         QCOMPARE(selected, QStringList{"1099"});
+        int kept = 0;
+        for (const DeviceRegistryEntry &entry : readDeviceRegistry("capped", false).devices)
+            kept += entry.kv.value("selected").toBool() ? 1 : 0;
+        QCOMPARE(kept, kMaxRegistryEntries);
     }
 
 private:

@@ -42,6 +42,8 @@ private slots:
         row("gamma", 0, 0.05);
         row("outputScale", 0, 0.001);
         row("debounceMs", 9000, 5000);
+        row("debounceMs", 12.5, 0); // not a whole number: the default
+        row("repeatDelayMs", 1e12, 350);
         row("xAxis", 9, 3);
         row("mode", "TRIGGER", "trigger");
         row("publishMode", " Continuous_Outside_Rest ", "activeOnly");
@@ -69,6 +71,9 @@ private slots:
             << QStringList{"A", "gate_0", "gate_2", "gate_4", "gate_1", "gate_3"};
         QTest::newRow("taken after use") << QStringList{"k", "k", "gate_0", "k"}
                                          << QStringList{"k", "gate_0", "gate_1", "gate_2"};
+        QTest::newRow("inputs' keys")
+            << QStringList{"joy_0", "but_31", "joy_8", "but_07", "gate_0"}
+            << QStringList{"gate_0", "gate_1", "joy_8", "but_07", "gate_2"};
         // Quadratic de-duplication takes many minutes here and the test times out.
         QStringList many(100000, "k"), renamed{"k"};
         for (int i = 0; i + 1 < many.size(); ++i)
@@ -129,6 +134,9 @@ private slots:
         Cal reloaded;
         QVERIFY(loadCalibrationFile(path, &reloaded, &error, 3, 5) && reloaded == cal);
         QCOMPARE(parsed({}, {}, {QJsonObject{{"xAxis", 5}}}, 0, 0).gates[0].xAxis, 0);
+        QTest::ignoreMessage(QtWarningMsg,
+                             "Gamepad calibration gate key refused key=joy_3: an input's key");
+        QCOMPARE(parsed({}, {}, {QJsonObject{{"key", " joy_3 "}}}).gates[0].key, "gate_0");
         // A file of another type leaves defaults.
         QVERIFY(writeFileAtomic(path, R"({"type":"gamepadcalibration"})", nullptr));
         QVERIFY(!loadCalibrationFile(path, &reloaded, &error, 2, 3));

@@ -163,6 +163,37 @@ private slots:
         QCOMPARE(label("sourceLabel"), "Source: Defaut");
     }
 
+    // A pastille on an axis past the eighth is not offered to gates: nothing reads beyond the axes.
+    void gateSourcesWithinTheAxes()
+    {
+        m_panel->setTwoAxisSources({{"far", 9, 1}, {"near", 2, 3}, {"below", 0, -1}});
+        m_panel->addGate();
+        auto *sources = m_panel->findChild<GateCard *>()->findChild<QComboBox *>("gateSource");
+        QStringList offered;
+        for (int i = 0; i < sources->count(); ++i) {
+            sources->setCurrentIndex(i);
+            m_panel->updateLiveValues();
+            offered << sources->itemText(i);
+        }
+        QCOMPARE(offered, QStringList({"Joy 0/1", "Joy 2/3"})); // the gate's own axes, "near"
+    }
+
+    // The measurement's instructions stand out from the dialog's background.
+    void measurementIsReadable()
+    {
+        button("Mesurer…")->click();
+        CalibrationMeasureDialog *dialog = m_panel->measureDialog();
+        const QImage shot = dialog->grab().toImage();
+        const QRect text = dialog->findChild<QLabel *>("measureInstructions")->geometry();
+        const int background = qGray(shot.pixel(1, 1));
+        int farthest = 0; // the text's grey level away from the background's
+        for (int x = text.left(); x <= text.right(); ++x) {
+            for (int y = text.top(); y <= text.bottom(); ++y)
+                farthest = qMax(farthest, qAbs(qGray(shot.pixel(x, y)) - background));
+        }
+        QVERIFY2(farthest > 128, qPrintable(QString::number(farthest)));
+    }
+
     void editsAreSaved_data()
     {
         QTest::addColumn<QString>("edit");
@@ -225,6 +256,9 @@ private slots:
         if (!connected) {
             QCOMPARE(m_panel->editedCalibration(), before);
             QCOMPARE(status(), "Deconnectee: captures off");
+            m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f);
+            m_pad->poll();
+            QCOMPARE(status(), "Profil requis pour override"); // captures work again
             return;
         }
         if (edit == "unplugged") {
@@ -291,6 +325,7 @@ private slots:
             {"read-only", "copy", "Impossible d'enregistrer %1 ("},
             {"read-only", "delete", "Impossible de supprimer %1"},
             {"no login", "edit", "Aucun fichier de calibration cible."},
+            {"outside", "edit", "Impossible d'enregistrer %1 (hors du dossier du profil)"},
             {"damaged", "copy", "Calibration illisible dans %1 ("},
         };
         for (const QStringList &row : rows)
@@ -304,12 +339,19 @@ private slots:
         QFETCH(QString, situation);
         QFETCH(QString, action);
         QFETCH(QString, said);
-        const QString watched = situation == "no login" ? baseFile() : overrideFile();
+        const QString outside = QFileInfo(m_profile.folder + "/../outside.json").absoluteFilePath();
+        const QString watched = situation == "no login"  ? baseFile()
+                                : situation == "outside" ? outside
+                                                         : overrideFile();
         if (situation == "no login")
             qApp->setProperty("kx.currentLogin", QString());
         if (situation == "damaged")
             QVERIFY(writeFileAtomic(overrideFile(), "{,}", nullptr));
-        m_profile.calibrationMode = situation == "damaged" ? "override" : "inherit";
+        if (situation == "outside") // an override named outside its profile: never written
+            QVERIFY(writeGamma(outside, 1.5));
+        m_profile.calibrationOverrideFile = situation == "outside" ? "../outside.json" : "";
+        m_profile.calibrationMode =
+            situation == "damaged" || situation == "outside" ? "override" : "inherit";
         m_panel->setProfile(situation == "no profile" ? GamepadProfileInfo() : m_profile);
         if (action != "edit")
             scopeCombo()->setCurrentIndex(action == "delete" ? 1 : 0);
@@ -321,10 +363,10 @@ private slots:
             {"switch", [this] { scopeCombo()->setCurrentIndex(1); }},
             {"copy", [this] { m_panel->copyBaseToProfile(); }},
             {"delete", [this] { m_panel->deleteOverride(); }},
-            {"edit", [this] { editGamma(2.5); }}};
+            {"edit", [this] { editGamma(2.5), m_panel->flushSave(); }}};
         readOnly(situation == "read-only" ? m_profile.folder : QString(), acts[action]);
         QCOMPARE(scopeCombo()->currentIndex(), scope);
-        QVERIFY(status().startsWith(said.replace("%1", overrideFile())));
+        QVERIFY2(status().startsWith(said.replace("%1", watched)), qPrintable(status()));
         QCOMPARE(shownGamma() == 2.5, action == "edit");
         QCOMPARE(readBytes(watched), bytes);
         QCOMPARE(meta.count(), 0);

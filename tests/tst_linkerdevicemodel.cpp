@@ -162,6 +162,11 @@ private slots:
         model->setUniqSelection(true);
         QVERIFY(model->isSelected("gp:1") && !model->isSelected("gp:old4"));
         QCOMPARE(storedKv("gp:old6").value("selected"), QJsonValue(false));
+        model->setUniqSelection(false); // several allowed: every stored selection is read back
+        model->setSelected("gp:old4", true);
+        model->setContext("elsewhere");
+        model->setContext(m_context);
+        QVERIFY(model->isSelected("gp:1") && model->isSelected("gp:old4"));
     }
 
 private:

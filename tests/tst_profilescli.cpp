@@ -106,6 +106,25 @@ private slots:
         QCOMPARE(run(roots + QStringList{"snapshot", pad, file}).code, kProfilesExitFailed);
     }
 
+    // A name with control characters prints on one line and names files without them.
+    void namesWithControlCharacters()
+    {
+        QTemporaryDir dir;
+        const QString root = dir.filePath("user"), shots = dir.filePath("shots");
+        const QString id = QDir().mkpath(root) ? makeProfile(root, "Two\nlines\tand\x01") : "";
+        const auto cli = [&](const QStringList &words) {
+            return run(QStringList{"--user-root", root} + words);
+        };
+        QCOMPARE(cli({"list"}).out, id + "\tTwo lines and \tuser\tunlinked\n");
+        QCOMPARE(cli({"export", id, dir.path()}).out, dir.path() + "/Two lines and.zelto.json\n");
+        QCOMPARE(cli({"snapshot", id, shots}).out, shots + "/Two lines and.png\n");
+        QVERIFY(QFile::remove(root + '/' + id + "/overlay.json"));
+        const QString failed = cli({"snapshot", id, shots}).err;
+        QVERIFY2(failed.startsWith("gamepad-profiles: Two lines and  : ") &&
+                     failed.count('\n') == 1,
+                 qPrintable(failed));
+    }
+
     // A linked document is refused by the creation itself, whose refusals the exchange tests hold.
     void hostileDocumentIsRefused_data()
     {

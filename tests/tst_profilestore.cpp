@@ -71,6 +71,11 @@ private slots:
         QCOMPARE(info.deviceNames, (QStringList{"A", "B"}));
         QVERIFY(info.imagePath.isEmpty() && writeBytes(folder + "/pic.jpg", "x"));
         QCOMPARE(::readProfileInfo(folder).imagePath, folder + "/pic.jpg");
+        // Without a valid id it is a new profile: listed, with the same new id at every read.
+        QVERIFY(writeBytes(folder + "/meta.json", R"({"type":"GamepadDefinderMeta","id":"x"})"));
+        const QUuid id = ::readProfileInfo(folder).id;
+        QVERIFY(!id.isNull() && ::readProfileInfo(folder + "/").id == id);
+        QCOMPARE(findProfileById(id.toString()).folder, folder);
         QVERIFY(writeBytes(folder + "/meta.json", R"({"type":"Other","name":"x"})") &&
                 ::readProfileInfo(folder).isNull());
     }
@@ -200,6 +205,11 @@ private slots:
             << QString(40, 'a') + " -- " + QString(40, 'B') << 1u
             << "0001_028e_" + QString(40, 'a') + "_" + QString(23, 'b') + ".json";
         QTest::newRow("no identity") << " \t " << 0u << "";
+        const QString bold = QStringLiteral("\U0001D400"); // a letter beyond the basic plane
+        QTest::newRow("letter beyond the basic plane")
+            << bold + "Pad!" << 1u << "0001_028e_" + bold + "pad_.json";
+        QTest::newRow("cut at 64 letters")
+            << bold.repeated(70) << 1u << "0001_028e_" + bold.repeated(64) + ".json";
     }
 
     void baseFileName()
