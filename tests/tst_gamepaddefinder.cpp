@@ -1,3 +1,4 @@
+#include "actionlinker.h"
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
@@ -166,7 +167,8 @@ private slots:
         }
         qApp->setProperty("kx.canEditSharedGamepads", right);
         ScriptedDialogs dialogs;
-        dialogs.answerYes(yes);
+        if (!shared || right) // without the right nothing is asked
+            dialogs.answerYes(yes);
         auto w = window();
         w->onListSelectionChanged(0);
         w->actionDelete();
