@@ -26,9 +26,9 @@ Prompt filePrompt(Kind kind, const QString &title, const QString &dir, const QSt
 
 const char *kindName(Kind kind)
 {
-    static const char *const names[] = {"text",    "item",        "open file", "save file",
-                                         "folder",  "information", "warning",   "critical",
-                                         "question", "choice"};
+    static const char *const names[] = {"text",     "item",        "open file", "save file",
+                                        "folder",   "information", "warning",   "critical",
+                                        "question", "choice"};
     return names[int(kind)];
 }
 

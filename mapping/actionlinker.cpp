@@ -140,8 +140,8 @@ DocumentSession::SaveResult ActionLinker::saveMapping()
             << QStringLiteral("Gamepad mapping materialize failed error=%1").arg(error);
         return {false, m_profileFolder, error};
     }
-    const QJsonObject document = mappingDocumentToWrite(path, m_overlay->nodes(), {}, m_catalog,
-                                                        linkerJsonMessages());
+    const QJsonObject document =
+        mappingDocumentToWrite(path, m_overlay->nodes(), {}, m_catalog, linkerJsonMessages());
     QString error;
     if (writeJsonFileAtomic(path, QJsonDocument(document).toJson(QJsonDocument::Indented), &error,
                             linkerJsonMessages()))

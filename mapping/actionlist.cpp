@@ -9,7 +9,8 @@ namespace {
 
 // The visible actions by group, groups in order of first appearance: one pass over the catalog,
 // however many groups it has.
-QVector<QVector<const ActionDescription *>> actionsByGroup(const QVector<ActionDescription> &actions)
+QVector<QVector<const ActionDescription *>>
+actionsByGroup(const QVector<ActionDescription> &actions)
 {
     QVector<QVector<const ActionDescription *>> groups;
     QHash<QString, qsizetype> groupIndex;

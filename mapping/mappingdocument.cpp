@@ -208,7 +208,8 @@ bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode
     const QString path = containedFilePath(profileFolder, kMappingFileName);
     if (path.isEmpty())
         return failedSave(outsideProfileFolderError(profileFolder, kMappingFileName), error);
-    const QJsonObject document = mappingDocumentToWrite(path, nodes, learnedKeys, catalog, messages);
+    const QJsonObject document =
+        mappingDocumentToWrite(path, nodes, learnedKeys, catalog, messages);
     // The profile folder is never made here: a folder deleted meanwhile must not come back
     // holding only this file. Its absence is a write failure with the system's reason.
     QString writeError;

@@ -12,9 +12,10 @@
 namespace {
 
 const QString kPictureMessage = QStringLiteral("Impossible d’afficher l’image %1");
-const char *const kMessageStyle = "QLabel#overlayPictureMessage { color: #A8BCC8; "
-                                  "background: rgba(15, 26, 36, 210); border: 1px solid "
-                                  "rgba(63, 200, 220, 90); border-radius: 8px; padding: 10px 14px; }";
+const char *const kMessageStyle =
+    "QLabel#overlayPictureMessage { color: #A8BCC8; "
+    "background: rgba(15, 26, 36, 210); border: 1px solid "
+    "rgba(63, 200, 220, 90); border-radius: 8px; padding: 10px 14px; }";
 constexpr int kMessageMargin = 16;
 // Where no screen tells how much can be shown.
 constexpr QSize kFallbackDecodeBound{4096, 4096};
@@ -158,7 +159,8 @@ void OverlayLines::placeMessage()
 {
     if (m_message->isHidden())
         return;
-    const int width = qMin(m_message->sizeHint().width(), qMax(0, this->width() - 2 * kMessageMargin));
+    const int width =
+        qMin(m_message->sizeHint().width(), qMax(0, this->width() - 2 * kMessageMargin));
     const int height = qMin(m_message->heightForWidth(width), this->height());
     m_message->setGeometry((this->width() - width) / 2, (this->height() - height) / 2, width,
                            height);

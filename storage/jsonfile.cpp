@@ -216,9 +216,12 @@ JsonFileMessages editorJsonMessages()
 
 JsonFileMessages linkerJsonMessages()
 {
-    return {QStringLiteral("Cannot write %1"),           QStringLiteral("Write failed for %1"),
-            QStringLiteral("Commit failed for %1 (%2)"), QStringLiteral("Cannot open %1"),
-            QStringLiteral("Invalid JSON in %1 (%2)"),   QStringLiteral("not an object"),
+    return {QStringLiteral("Cannot write %1"),
+            QStringLiteral("Write failed for %1"),
+            QStringLiteral("Commit failed for %1 (%2)"),
+            QStringLiteral("Cannot open %1"),
+            QStringLiteral("Invalid JSON in %1 (%2)"),
+            QStringLiteral("not an object"),
             false};
 }
 

@@ -132,8 +132,10 @@ private slots:
         QTest::addColumn<QString>("before");
         QTest::addColumn<QString>("after");
         QTest::addColumn<bool>("heard");
-        QTest::newRow("named later") << "" << "Pad A" << true;
-        QTest::newRow("renamed away") << "Pad A" << "Pad C" << false;
+        QTest::newRow("named later") << ""
+                                     << "Pad A" << true;
+        QTest::newRow("renamed away") << "Pad A"
+                                      << "Pad C" << false;
     }
     void followsControllerNames()
     {
@@ -223,7 +225,8 @@ private slots:
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("line"); // %1: the mapping document
         QTest::newRow("document replaced by a folder")
-            << "folder" << "Gamepad mapping load failed error=Cannot open %1";
+            << "folder"
+            << "Gamepad mapping load failed error=Cannot open %1";
         QTest::newRow("profile without folder")
             << "no folder"
             << "Gamepad mapping materialize failed error=No profile folder for "

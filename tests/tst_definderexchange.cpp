@@ -152,15 +152,15 @@ private slots:
         QVERIFY(writeFileAtomic(path("linked.zelto.json"), document, nullptr));
         QClipboard *clipboard = QGuiApplication::clipboard();
         if (action != "Paste empty")
-            clipboard->setText(action == "Paste" || action.endsWith("no login")
-                                   ? QString(document)
+            clipboard->setText(action == "Paste" || action.endsWith("no login") ? QString(document)
                                : action == "Paste foreign" ? "{\"type\":\"zeltogamepad\"}"
                                                            : "before");
         ScriptedDialogs dialogs;
         GamepadDefinder w;
         w.onListSelectionChanged(0);
         if (action == "Import" || action == "Export")
-            dialogs.answerPath(path(action == "Import" ? "linked.zelto.json" : "refused.zelto.json"));
+            dialogs.answerPath(
+                path(action == "Import" ? "linked.zelto.json" : "refused.zelto.json"));
         if (action.endsWith("no login"))
             qApp->setProperty("kx.currentLogin", QString());
         QVERIFY(QMetaObject::invokeMethod(&w, qPrintable("action" + action.section(' ', 0, 0))));

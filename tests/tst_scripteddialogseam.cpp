@@ -12,17 +12,21 @@ private slots:
     {
         QTest::addColumn<QString>("script"); // what is queued, then what is asked
         QTest::addColumn<QString>("misuse"); // empty: the script fits
-        QTest::newRow("fitting answers") << "item B then a path, yes, Non, a cancel" << "";
-        QTest::newRow("item not offered") << "item Z" << "the scripted item \"Z\" was not offered "
-                                                         "by \"Choisir\" (A, B)";
-        QTest::newRow("item typed in an editable question") << "editable Z" << "";
+        QTest::newRow("fitting answers") << "item B then a path, yes, Non, a cancel"
+                                         << "";
+        QTest::newRow("item not offered") << "item Z"
+                                          << "the scripted item \"Z\" was not offered "
+                                             "by \"Choisir\" (A, B)";
+        QTest::newRow("item typed in an editable question") << "editable Z"
+                                                            << "";
         QTest::newRow("text for a file") << "text for a file"
                                          << "a scripted text answer \"out\" met the open file "
                                             "question \"Ouvrir\"";
         QTest::newRow("button not offered") << "button Peut-être"
                                             << "the scripted button \"Peut-être\" was not "
                                                "offered by \"Quitter\" (Oui, Non)";
-        QTest::newRow("answers left") << "unused" << "scripted answers never used: text \"Pad\"";
+        QTest::newRow("answers left") << "unused"
+                                      << "scripted answers never used: text \"Pad\"";
     }
     void misfitsAreReported()
     {
