@@ -1,5 +1,9 @@
+#include "actionlist.h"
 #include "mappingdocument.h"
 #include "overlaydocument.h"
+
+#include <QApplication>
+#include <QListWidget>
 
 #include <benchmark/benchmark.h>
 
@@ -50,6 +54,29 @@ void readOverlayDocument(benchmark::State &state)
 }
 BENCHMARK(readOverlayDocument)->Arg(100000)->Unit(benchmark::kMillisecond);
 
+// The linker's action list over a host catalog of one action per group: every group is new.
+void fillActionListOfDistinctGroups(benchmark::State &state)
+{
+    const int count = int(state.range(0));
+    QJsonArray catalog;
+    for (int i = 0; i < count; ++i)
+        catalog.append(QJsonObject{{"name", QStringLiteral("action_%1").arg(i)},
+                                   {"group", QStringLiteral("Groupe %1").arg(i)}});
+    QListWidget list;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(fillActionList(&list, catalog));
+    state.SetItemsProcessed(state.iterations() * count);
+}
+BENCHMARK(fillActionListOfDistinctGroups)->Arg(10000)->Unit(benchmark::kMillisecond);
+
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

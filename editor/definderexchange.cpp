@@ -24,6 +24,7 @@ const QString kLinkedExport = QStringLiteral(
     "Ce profil est associé à une ou plusieurs manettes. Le copier/coller n’est disponible que pour "
     "les profils non liés.");
 const QString kExchangeFilter = QStringLiteral("Configuration Zelto (*.zelto.json)");
+const QString kImportTitle = QStringLiteral("Import");
 const QString kSnapshotTitle = QStringLiteral("Snapshot PNG");
 const QString kSnapshotsTitle = QStringLiteral("Snapshots PNG");
 
@@ -41,14 +42,18 @@ void logSnapshotIssue(const QString &error)
 
 } // namespace
 
+// A failure the creation explains is its own, titled "Import" for paste too; one it does not
+// explain is the caller's.
 void GamepadDefinder::createFromExchange(const QJsonObject &document, const QString &title,
                                          const QString &failure)
 {
     GamepadProfileMeta created;
     QString error;
     if (!createProfileFromExchange(document, &created, &error)) {
-        dialogSeam().warning(this, title,
-                             error.isEmpty() ? failure : failure + QLatin1Char('\n') + error);
+        if (error.isEmpty())
+            dialogSeam().warning(this, title, failure);
+        else
+            dialogSeam().warning(this, kImportTitle, failure + QLatin1Char('\n') + error);
         return;
     }
     addCreatedProfile(created);

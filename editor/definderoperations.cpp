@@ -15,7 +15,6 @@
 #include "profileoperations.h"
 #include "profiletiles.h"
 
-#include <QImageReader>
 #include <QSignalBlocker>
 
 using namespace definder;
@@ -39,10 +38,7 @@ QJsonObject GamepadDefinder::defaultOverlayDocument(const QString &imageSource) 
     // keeps its place relative to the picture.
     InteractiveOverlay scratch;
     scratch.resize(m_overlay->size());
-    QImageReader reader(imageSource);
-    const QImage picture = reader.read();
-    if (!picture.isNull())
-        scratch.setBackgroundPixmap(QPixmap::fromImage(picture));
+    scratch.setBackgroundPicture(imageSource);
     scratch.setLocked(false);
     scratch.createNode(ElementKind::SingleJoy, QStringLiteral("Start"), QPoint(200, 150));
     return scratch.serialize();
@@ -208,10 +204,8 @@ void GamepadDefinder::actionChangeImage()
     }
     adoptEntry(row, entry);
     {
-        // Read past the pixmap cache: the new file may carry the old one's name.
-        QImageReader reader(entry.imagePath());
         const QSignalBlocker blocker(m_overlay);
-        m_overlay->setBackgroundPixmap(QPixmap::fromImage(reader.read()));
+        m_overlay->setBackgroundPicture(entry.imagePath());
     }
     m_calibrationStale = true;
     syncCalibrationPanel();

@@ -25,6 +25,7 @@
 #include <QListWidget>
 #include <QMetaMethod>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QSignalBlocker>
 #include <QTemporaryDir>
 
@@ -90,6 +91,8 @@ void GamepadDefinder::buildSession()
     m_session->setReloader([this] { reloadCurrentProfile(); });
     m_session->setSaveAsNew([this] { return saveAsNewProfile(); });
     connect(m_session, &DocumentSession::saved, this, [this] {
+        if (m_refreshAfterSave && validRow(m_currentRow))
+            refreshMappingPanel();
         emitCurrentSelection();
         if (!m_loading)
             Q_EMIT profilesCatalogChanged();
@@ -244,11 +247,6 @@ void GamepadDefinder::loadCurrentProfile()
 {
     const GamepadProfileMeta entry = m_entries.at(m_currentRow);
     const QString imagePath = entry.imagePath();
-    // QPixmap::load goes through the pixmap cache: the mapping panel's load of the same picture
-    // below does not decode it again.
-    QPixmap picture;
-    if (!imagePath.isEmpty())
-        picture.load(imagePath);
 
     QString problem;
     QJsonObject document;
@@ -256,7 +254,8 @@ void GamepadDefinder::loadCurrentProfile()
     m_loading = true;
     {
         const QSignalBlocker blocker(m_overlay);
-        m_overlay->setBackgroundPixmap(picture);
+        // The mapping panel below shows the same picture without decoding it again.
+        m_overlay->setBackgroundPicture(imagePath);
         QJsonDocument json;
         QString error;
         if (!readJsonFile(entry.overlayPath(), &json, &error))
@@ -362,11 +361,22 @@ void GamepadDefinder::emitCurrentSelection()
 }
 
 // The overlay holds the current profile only: a row that is not current has nothing to save.
+// Every failure is told the same way; `interactive` only says whether the window is brought up to
+// date with what was written (a save before leaving the profile or exporting snapshots is not).
 bool GamepadDefinder::saveProfile(int row, bool interactive)
 {
     if (!validRow(row) || row != m_currentRow)
         return false;
-    return interactive ? m_session->saveNow() : m_session->flush();
+    const QScopedValueRollback<bool> refresh(m_refreshAfterSave, interactive);
+    return m_session->saveNow();
+}
+
+// The mapping panel shows the mapping document just written, rather than when next needed.
+void GamepadDefinder::refreshMappingPanel()
+{
+    const GamepadProfileMeta &entry = m_entries.at(m_currentRow);
+    m_linker->loadGamepadSnapshot(entry.id, entry.name, entry.deviceNames, m_overlay->serialize(),
+                                  entry.imagePath(), entry.folder);
 }
 
 void GamepadDefinder::onOverlayDirty()

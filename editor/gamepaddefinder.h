@@ -156,8 +156,10 @@ private:
     void connectSignals();
 
     bool validRow(int row) const { return row >= 0 && row < m_entries.size(); }
-    // Saves the current profile now; `interactive` false asks nothing and shows no box.
+    // Saves the current profile now, asking and telling what fails; `interactive` false leaves
+    // the mapping panel to catch up with the saved mapping when it is next needed.
     bool saveProfile(int row, bool interactive = true);
+    void refreshMappingPanel();
     bool selectRow(int row);
     bool mayLeaveCurrent();
     void buildSession();
@@ -208,6 +210,7 @@ private:
     QList<GamepadProfileMeta> m_entries;
     int m_currentRow = -1;
     bool m_loading = false;
+    bool m_refreshAfterSave = true; // what saveProfile() was told; autosaves refresh
     DocumentSession *m_session = nullptr;
     ProfileTiles *m_tiles = nullptr;
     ProfileFolderWatcher *m_watcher = nullptr;

@@ -108,10 +108,6 @@ bool QuickMapping::handleInput(const QString &key, bool isGate, int axis, int bu
     const int selected = overlay.selectedNode();
     if (selected < 0 || isGate)
         return false;
-    // The first input of the window is the one learned: a stick sweeping through other axes, or
-    // a second press, must not replace it.
-    if (m_learnTimer.isActive())
-        return false;
     const bool buttonPastille = overlay.node(selected).kind == ElementKind::Button;
     if (buttonPastille && button >= 0)
         m_learnedButton = button;
@@ -119,7 +115,10 @@ bool QuickMapping::handleInput(const QString &key, bool isGate, int axis, int bu
         m_learnedAxis = axis;
     else
         return false;
-    m_learnTimer.start();
+    // Each input of the window is recorded, the last one wins; the window itself is not
+    // stretched by a stick that keeps moving.
+    if (!m_learnTimer.isActive())
+        m_learnTimer.start();
     return true;
 }
 

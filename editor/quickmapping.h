@@ -10,7 +10,8 @@ class QuickActionsPanel;
 
 // Binds live controller input in the profile editor: with an action pending in the quick-actions
 // panel, the input's pastille gets that action; with a pastille selected and nothing pending, the
-// input is learned as the pastille's source after 200 ms; with a slot armed by a learn button, the
+// input is learned as the pastille's source 200 ms after the first input (the last one of that
+// window); with a slot armed by a learn button, the
 // input becomes that slot's source at once.
 class QuickMapping : public QObject
 {

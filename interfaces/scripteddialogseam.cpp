@@ -1,5 +1,7 @@
 #include "scripteddialogseam.h"
 
+#include <QtTest/qtestcase.h>
+
 using Kind = ScriptedDialogSeam::Kind;
 using Prompt = ScriptedDialogSeam::Prompt;
 
@@ -22,7 +24,20 @@ Prompt filePrompt(Kind kind, const QString &title, const QString &dir, const QSt
     return prompt;
 }
 
+const char *kindName(Kind kind)
+{
+    static const char *const names[] = {"text",     "item",        "open file", "save file",
+                                        "folder",   "information", "warning",   "critical",
+                                        "question", "choice"};
+    return names[int(kind)];
+}
+
 } // namespace
+
+ScriptedDialogSeam::~ScriptedDialogSeam()
+{
+    verifyAllUsed();
+}
 
 void ScriptedDialogSeam::clear()
 {
@@ -30,10 +45,44 @@ void ScriptedDialogSeam::clear()
     m_answers.clear();
 }
 
+void ScriptedDialogSeam::verifyAllUsed()
+{
+    if (m_answers.isEmpty())
+        return;
+    QStringList left;
+    for (const Answer &answer : std::as_const(m_answers))
+        left << (answer.fits.isEmpty() ? QStringLiteral("cancel")
+                                       : QLatin1String(kindName(answer.fits.first())) +
+                                             QStringLiteral(" \"%1\"").arg(answer.value));
+    m_answers.clear();
+    misused(QStringLiteral("scripted answers never used: %1").arg(left.join(QStringLiteral(", "))));
+}
+
+void ScriptedDialogSeam::misused(const QString &what)
+{
+    if (onMisuse) {
+        onMisuse(what);
+        return;
+    }
+    // A test that already failed has said what went wrong first.
+    if (!QTest::currentTestFailed())
+        QTest::qFail(qPrintable(what), __FILE__, __LINE__);
+}
+
+// The next answer, when it is one for this kind of question; a misfit is reported and the
+// question cancelled.
 ScriptedDialogSeam::Answer ScriptedDialogSeam::ask(const Prompt &prompt)
 {
     m_prompts.append(prompt);
-    return m_answers.isEmpty() ? Answer() : m_answers.takeFirst();
+    if (m_answers.isEmpty())
+        return {};
+    const Answer answer = m_answers.takeFirst();
+    if (answer.fits.isEmpty() || answer.fits.contains(prompt.kind))
+        return answer;
+    misused(QStringLiteral("a scripted %1 answer \"%2\" met the %3 question \"%4\"")
+                .arg(QLatin1String(kindName(answer.fits.first())), answer.value,
+                     QLatin1String(kindName(prompt.kind)), prompt.title));
+    return {};
 }
 
 QString ScriptedDialogSeam::getText(QWidget *, const QString &title, const QString &label,
@@ -54,7 +103,12 @@ QString ScriptedDialogSeam::getItem(QWidget *, const QString &title, const QStri
     prompt.items = items;
     prompt.current = current;
     prompt.editable = editable;
-    const Answer answer = ask(prompt);
+    Answer answer = ask(prompt);
+    if (answer.accepted && !editable && !items.contains(answer.value)) {
+        misused(QStringLiteral("the scripted item \"%1\" was not offered by \"%2\" (%3)")
+                    .arg(answer.value, title, items.join(QStringLiteral(", "))));
+        answer = {};
+    }
     if (ok)
         *ok = answer.accepted;
     return answer.accepted ? answer.value : QString();
@@ -109,5 +163,8 @@ int ScriptedDialogSeam::choose(QWidget *, const QString &title, const QString &t
     prompt.current = defaultChoice;
     const Answer answer = ask(prompt);
     const qsizetype chosen = answer.accepted ? choices.indexOf(answer.value) : -1;
+    if (answer.accepted && chosen < 0)
+        misused(QStringLiteral("the scripted button \"%1\" was not offered by \"%2\" (%3)")
+                    .arg(answer.value, title, choices.join(QStringLiteral(", "))));
     return chosen >= 0 ? int(chosen) : defaultChoice;
 }

@@ -4,10 +4,14 @@
 
 #include <QList>
 
+#include <functional>
+
 // A seam for tests: it opens no window, records every question and hands back the answers queued
-// beforehand, in order. A question with no answer left is cancelled (empty text, false). The
-// message boxes only have OK, so they are recorded but take no answer from the queue. A choice
-// with no answer left takes its default button.
+// beforehand, in order. Each answer is for one kind of question, and an item or a button must be
+// one that was offered; an answer that does not fit fails the test, and so does an answer still
+// queued when the seam goes (see verifyAllUsed()). A question with no answer left is cancelled
+// (empty text, false); a choice with no answer left takes its default button. The message boxes
+// only have OK, so they are recorded but take no answer from the queue.
 class ScriptedDialogSeam : public DialogSeam
 {
 public:
@@ -36,24 +40,30 @@ public:
         bool editable = false;
     };
 
-    struct Answer
-    {
-        bool accepted = false;
-        QString value;
-    };
+    ~ScriptedDialogSeam() override;
 
-    void queue(const Answer &answer) { m_answers.append(answer); }
-    void answerText(const QString &text) { queue({true, text}); }
-    void answerItem(const QString &item) { queue({true, item}); }
-    void answerPath(const QString &path) { queue({true, path}); }
-    void answerYes(bool yes = true) { queue({yes, {}}); }
-    void cancelNext() { queue({}); }
-    // The button of that text, for the next choice; an unknown text picks the default.
-    void answerChoice(const QString &choice) { queue({true, choice}); }
+    void answerText(const QString &text) { queue({Kind::Text}, true, text); }
+    // One of the items offered, unless the question lets the user type.
+    void answerItem(const QString &item) { queue({Kind::Item}, true, item); }
+    // A file or folder chooser's answer.
+    void answerPath(const QString &path)
+    {
+        queue({Kind::OpenFile, Kind::SaveFile, Kind::Folder}, true, path);
+    }
+    void answerYes(bool yes = true) { queue({Kind::Question}, yes, {}); }
+    // The button of that text, for the next choice.
+    void answerChoice(const QString &choice) { queue({Kind::Choice}, true, choice); }
+    // Cancels the next question, whatever its kind.
+    void cancelNext() { queue({}, false, {}); }
 
     const QList<Prompt> &prompts() const { return m_prompts; }
     int pendingAnswers() const { return int(m_answers.size()); }
     void clear();
+    // Fails the test when answers are left: the script expected questions that never came.
+    // Called when the seam goes; call it earlier to check a step.
+    void verifyAllUsed();
+    // What a misused script does: fail the running test (Qt Test), unless replaced.
+    std::function<void(const QString &)> onMisuse;
 
     QString getText(QWidget *parent, const QString &title, const QString &label,
                     const QString &text, bool *ok) override;
@@ -73,7 +83,19 @@ public:
                const QStringList &choices, int defaultChoice) override;
 
 private:
+    struct Answer
+    {
+        QList<Kind> fits; // the questions it answers; empty for any
+        bool accepted = false;
+        QString value;
+    };
+
+    void queue(const QList<Kind> &fits, bool accepted, const QString &value)
+    {
+        m_answers.append({fits, accepted, value});
+    }
     Answer ask(const Prompt &prompt);
+    void misused(const QString &what);
 
     QList<Prompt> m_prompts;
     QList<Answer> m_answers;

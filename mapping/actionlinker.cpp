@@ -12,9 +12,9 @@
 
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QJsonDocument>
 #include <QLabel>
 #include <QListWidget>
-#include <QPixmap>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
@@ -85,14 +85,7 @@ ActionLinker::ActionLinker(QWidget *parent) : QWidget(parent)
 
     m_session = new DocumentSession(kSaveDelayMs, EditSession::Coalescing::KeepFirstDeadline, this);
     m_session->setDialogParent(this);
-    m_session->setSaver([this] {
-        // The overlay holds every binding: the bridges are regenerated from its nodes alone.
-        QString error;
-        if (saveMappingDocument(m_profileFolder, m_overlay->nodes(), {}, m_catalog, &error,
-                                linkerJsonMessages()))
-            return DocumentSession::SaveResult();
-        return DocumentSession::SaveResult{false, mappingDocumentPath(m_profileFolder), error};
-    });
+    m_session->setSaver([this] { return saveMapping(); });
     m_session->setReloader([this] { reloadFromDisk(); });
     connect(m_session, &DocumentSession::saved, this, &ActionLinker::mappingSaved);
     connect(m_session, &DocumentSession::stateChanged, this, &ActionLinker::refreshHint);
@@ -132,6 +125,32 @@ void ActionLinker::setExternalServices(const QJsonObject &services)
     Q_EMIT externalServicesChanged();
 }
 
+// The overlay holds every binding: the bridges are regenerated from its nodes alone, into the
+// document on disk. Failures are logged in English, one line each, as the host's logs expect.
+DocumentSession::SaveResult ActionLinker::saveMapping()
+{
+    const QString path = containedFilePath(m_profileFolder, kMappingFileName);
+    if (path.isEmpty()) {
+        const QString error =
+            m_profileFolder.isEmpty()
+                ? QStringLiteral("No profile folder for %1").arg(kMappingFileName)
+                : QStringLiteral("Write refused outside the profile folder %1: %2")
+                      .arg(m_profileFolder, kMappingFileName);
+        qCWarning(lcGamepadUi).noquote()
+            << QStringLiteral("Gamepad mapping materialize failed error=%1").arg(error);
+        return {false, m_profileFolder, error};
+    }
+    const QJsonObject document =
+        mappingDocumentToWrite(path, m_overlay->nodes(), {}, m_catalog, linkerJsonMessages());
+    QString error;
+    if (writeJsonFileAtomic(path, QJsonDocument(document).toJson(QJsonDocument::Indented), &error,
+                            linkerJsonMessages()))
+        return {};
+    qCWarning(lcGamepadUi).noquote()
+        << QStringLiteral("Gamepad mapping save failed error=%1").arg(error);
+    return {false, path, error};
+}
+
 void ActionLinker::setInputDevices(const QList<QPointer<ControlManette>> &devices)
 {
     m_devices = devices;
@@ -168,7 +187,7 @@ void ActionLinker::showSnapshot(const QJsonObject &overlay, const QString &image
     m_stale = false;
     m_imagePath = imagePath;
     // The picture first: the document's geometry is relative to the rectangle it occupies.
-    m_overlay->setBackgroundPixmap(QPixmap(imagePath));
+    m_overlay->setBackgroundPicture(imagePath);
     m_overlayLoaded = m_overlay->load(overlay);
     m_loadedOverlay = overlay;
     if (!m_overlayLoaded) {
@@ -295,9 +314,12 @@ void ActionLinker::cancelPending()
 {
     m_pending.clear();
     {
-        const QSignalBlocker blocker(m_list);
+        // The selection model announces the change too, and the list only repaints on its word.
+        const QSignalBlocker listBlocker(m_list);
+        const QSignalBlocker modelBlocker(m_list->selectionModel());
         m_list->clearSelection();
     }
+    m_list->viewport()->update();
     refreshHint();
 }
 
@@ -356,11 +378,17 @@ void ActionLinker::onOverlayChanged()
         m_session->edited();
 }
 
+// A controller is heard under its name of the moment: one that learns its name on a later poll, or
+// is renamed, is wired again at once, so the input of that very poll is judged by the new name.
 void ActionLinker::rewireDevices()
 {
     disconnectDevices();
     for (const QPointer<ControlManette> &device : std::as_const(m_devices)) {
-        if (!device || !isLinked(*device, m_deviceNames))
+        if (!device)
+            continue;
+        m_deviceConnections << connect(device, &ControlManette::nameChanged, this,
+                                       &ActionLinker::rewireDevices);
+        if (!isLinked(*device, m_deviceNames))
             continue;
         m_deviceConnections << connect(device, &ControlManette::buttonChanged, this,
                                        &ActionLinker::onInputButtonChanged)

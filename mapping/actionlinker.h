@@ -1,5 +1,7 @@
 #pragma once
 
+#include "documentsession.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
@@ -11,7 +13,6 @@
 #include <QWidget>
 
 class ControlManette;
-class DocumentSession;
 class InteractiveOverlay;
 class QLabel;
 class QListWidget;
@@ -84,6 +85,7 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
+    DocumentSession::SaveResult saveMapping();
     void rebuildActionList();
     void onItemClicked(QListWidgetItem *item);
     void cancelPending();

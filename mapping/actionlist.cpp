@@ -2,29 +2,48 @@
 
 #include "actionparameters.h"
 
+#include <QHash>
 #include <QListWidget>
+
+namespace {
+
+// The visible actions by group, groups in order of first appearance: one pass over the catalog,
+// however many groups it has.
+QVector<QVector<const ActionDescription *>>
+actionsByGroup(const QVector<ActionDescription> &actions)
+{
+    QVector<QVector<const ActionDescription *>> groups;
+    QHash<QString, qsizetype> groupIndex;
+    for (const ActionDescription &action : actions) {
+        if (action.name.trimmed().isEmpty())
+            continue;
+        const auto found = groupIndex.constFind(action.group);
+        const qsizetype index = found != groupIndex.cend() ? *found : groups.size();
+        if (index == groups.size()) {
+            groupIndex.insert(action.group, index);
+            groups.append(QVector<const ActionDescription *>());
+        }
+        groups[index].append(&action);
+    }
+    return groups;
+}
+
+} // namespace
 
 int fillActionList(QListWidget *list, const QJsonArray &catalog)
 {
     list->clear();
     const QVector<ActionDescription> actions = readActionCatalog(catalog);
-    QStringList groups; // in order of first appearance
-    for (const ActionDescription &action : actions) {
-        if (!action.name.trimmed().isEmpty() && !groups.contains(action.group))
-            groups << action.group;
-    }
     int listed = 0;
-    for (const QString &group : std::as_const(groups)) {
-        auto *header = new QListWidgetItem(group, list);
+    QFont bold;
+    bold.setBold(true);
+    for (const QVector<const ActionDescription *> &group : actionsByGroup(actions)) {
+        auto *header = new QListWidgetItem(group.first()->group, list);
         header->setFlags(Qt::NoItemFlags);
-        QFont bold = header->font();
-        bold.setBold(true);
         header->setFont(bold);
-        for (const ActionDescription &action : actions) {
-            const QString name = action.name.trimmed();
-            if (action.group != group || name.isEmpty())
-                continue;
-            auto *item = new QListWidgetItem(action.label.isEmpty() ? name : action.label, list);
+        for (const ActionDescription *action : group) {
+            const QString name = action->name.trimmed();
+            auto *item = new QListWidgetItem(action->label.isEmpty() ? name : action->label, list);
             item->setData(Qt::UserRole, name);
             item->setToolTip(QStringLiteral("ID: %1").arg(name));
             ++listed;

@@ -188,6 +188,19 @@ QJsonObject mappingDocumentForSave(QJsonObject existing, const QJsonArray &bridg
     return existing;
 }
 
+QJsonObject mappingDocumentToWrite(const QString &path, const QVector<OverlayNode> &nodes,
+                                   const QVector<LearnedKey> &learnedKeys,
+                                   const QJsonArray &catalog, const JsonFileMessages &messages)
+{
+    // A corrupt document must not block saving: it is replaced by a fresh one.
+    QJsonObject existing;
+    if (QFileInfo::exists(path) && !readJsonObjectFile(path, &existing, nullptr, messages))
+        existing = QJsonObject();
+    const QJsonArray bridges =
+        materializeMapping(nodes, learnedKeys, catalog).value(QLatin1String("bridges")).toArray();
+    return mappingDocumentForSave(existing, bridges);
+}
+
 bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode> &nodes,
                          const QVector<LearnedKey> &learnedKeys, const QJsonArray &catalog,
                          QString *error, const JsonFileMessages &messages)
@@ -195,13 +208,8 @@ bool saveMappingDocument(const QString &profileFolder, const QVector<OverlayNode
     const QString path = containedFilePath(profileFolder, kMappingFileName);
     if (path.isEmpty())
         return failedSave(outsideProfileFolderError(profileFolder, kMappingFileName), error);
-    // A corrupt document must not block saving: it is replaced by a fresh one.
-    QJsonObject existing;
-    if (QFileInfo::exists(path) && !readJsonObjectFile(path, &existing, nullptr, messages))
-        existing = QJsonObject();
-    const QJsonArray bridges =
-        materializeMapping(nodes, learnedKeys, catalog).value(QLatin1String("bridges")).toArray();
-    const QJsonObject document = mappingDocumentForSave(existing, bridges);
+    const QJsonObject document =
+        mappingDocumentToWrite(path, nodes, learnedKeys, catalog, messages);
     // The profile folder is never made here: a folder deleted meanwhile must not come back
     // holding only this file. Its absence is a write failure with the system's reason.
     QString writeError;

@@ -35,6 +35,13 @@ QJsonObject materializeMapping(const QVector<OverlayNode> &nodes,
 // "bridges" replaced.
 QJsonObject mappingDocumentForSave(QJsonObject existing, const QJsonArray &bridges);
 
+// The document to write at `path`: the one there (an unreadable one gives way to a fresh one) with
+// its bridges regenerated.
+QJsonObject mappingDocumentToWrite(const QString &path, const QVector<OverlayNode> &nodes,
+                                   const QVector<LearnedKey> &learnedKeys,
+                                   const QJsonArray &catalog,
+                                   const JsonFileMessages &messages = editorJsonMessages());
+
 // Regenerates and writes the mapping document of a profile folder. An unreadable existing document
 // is replaced; a document that would land outside the folder (a symbolic link) is refused. A
 // failure is logged once ("Gamepad mapping save failed error=...") and reported in `error`;

@@ -395,7 +395,7 @@ QJsonObject InteractiveOverlay::serialize() const
 bool InteractiveOverlay::load(const QJsonObject &object)
 {
     OverlayDocument document;
-    if (!overlayDocumentFromJson(object, {size(), backgroundPixmap().size()}, &document))
+    if (!overlayDocumentFromJson(object, {size(), pictureSize()}, &document))
         return false;
     while (!m_pastilles.isEmpty())
         discardPastille(m_pastilles.takeLast(), this);

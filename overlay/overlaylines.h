@@ -6,6 +6,8 @@
 #include <QRect>
 #include <QWidget>
 
+class QLabel;
+
 // The base of the overlay: it owns the controller picture and how the picture fills the widget,
 // and paints it under the pastilles. Pastille geometry is relative to backgroundRect().
 class OverlayLines : public QWidget
@@ -31,6 +33,13 @@ public:
 
     QPixmap backgroundPixmap() const { return m_backgroundPixmap; }
     void setBackgroundPixmap(const QPixmap &pixmap);
+    // Shows the picture of a file, decoded no larger than a screen can show it; one that cannot
+    // be shown leaves the background empty with a message saying so. An empty path shows none.
+    void setBackgroundPicture(const QString &path);
+    // The picture's own size, which pastille geometry follows even when it was decoded smaller.
+    QSize pictureSize() const { return m_pictureSize; }
+    // What the message over an empty background says; empty when hidden.
+    QString pictureMessage() const;
     BackgroundScaleMode backgroundScaleMode() const { return m_backgroundScaleMode; }
     void setBackgroundScaleMode(BackgroundScaleMode mode);
 
@@ -52,8 +61,14 @@ signals:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void showPicture(const QPixmap &pixmap, const QSize &pictureSize);
+    void placeMessage();
+
     QPixmap m_backgroundPixmap;
+    QSize m_pictureSize;
+    QLabel *m_message = nullptr;
     BackgroundScaleMode m_backgroundScaleMode = Contain;
 };

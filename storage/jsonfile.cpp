@@ -288,9 +288,13 @@ JsonFileMessages editorJsonMessages()
 
 JsonFileMessages linkerJsonMessages()
 {
-    return {QStringLiteral("Cannot write %1"),           QStringLiteral("Write failed for %1"),
-            QStringLiteral("Commit failed for %1 (%2)"), QStringLiteral("Cannot open %1"),
-            QStringLiteral("Invalid JSON in %1 (%2)"),   QStringLiteral("not an object")};
+    return {QStringLiteral("Cannot write %1"),
+            QStringLiteral("Write failed for %1"),
+            QStringLiteral("Commit failed for %1 (%2)"),
+            QStringLiteral("Cannot open %1"),
+            QStringLiteral("Invalid JSON in %1 (%2)"),
+            QStringLiteral("not an object"),
+            false};
 }
 
 bool readRegularFile(const QString &path, qint64 maxBytes, QByteArray *out, QString *osReason)
@@ -357,7 +361,9 @@ bool readJsonFile(const QString &path, QJsonDocument *out, QString *error,
     QString reason;
     if (!readRegularFile(path, kMaxJsonFileBytes, &bytes, &reason)) {
         if (error)
-            *error = QStringLiteral("%1 (%2)").arg(messages.cannotOpen.arg(path), reason);
+            *error = messages.openReason
+                         ? QStringLiteral("%1 (%2)").arg(messages.cannotOpen.arg(path), reason)
+                         : messages.cannotOpen.arg(path);
         return false;
     }
     QJsonParseError parseError;

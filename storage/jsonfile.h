@@ -16,6 +16,9 @@ struct JsonFileMessages
     QString cannotOpen;   // %1
     QString invalidJson;  // %1 %2
     QString notAnObject;  // the %2 of invalidJson when the document is not an object
+    // Whether cannotOpen is followed by the system's reason in parentheses; the linker's log
+    // keeps its text bare.
+    bool openReason = true;
 };
 
 // French texts of the profile editor and the profile metadata, translated in the editor's context.

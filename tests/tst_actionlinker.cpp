@@ -2,6 +2,7 @@
 #include "controlmanette.h"
 #include "documentsession.h"
 #include "interactiveoverlay.h"
+#include "logcapture.h"
 #include "mappingdocument.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
@@ -125,6 +126,33 @@ private slots:
         QCOMPARE(bridgesOnDisk(m_path), QStringList({"but_3:record", "but_5:tilt"}));
     }
 
+    // A controller that gets its name late, or is renamed, is heard under the name it has now.
+    void followsControllerNames_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<bool>("heard");
+        QTest::newRow("named later") << ""
+                                     << "Pad A" << true;
+        QTest::newRow("renamed away") << "Pad A"
+                                      << "Pad C" << false;
+    }
+    void followsControllerNames()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        VirtualJoysticks joysticks;
+        joysticks.backend.connectController(0, padIdentity(before));
+        ControlManette pad(0);
+        m_linker->setInputDevices({&pad});
+        m_linker->onDeviceSelectionChanged({"Pad A"});
+        joysticks.backend.setIdentification(0, padIdentity(after));
+        joysticks.backend.setButton(0, 3, true);
+        choose("pan");
+        pad.poll();
+        QTEST(bindings().contains("but_3:pan"), "heard");
+    }
+
     void bindsOnDecisiveInputsOnly_data()
     {
         QTest::addColumn<QString>("key");
@@ -180,13 +208,44 @@ private slots:
         QVERIFY(gap > 0 && gap < 20); // the overlay fills the room left of the panel
         QVERIFY(m_linker->findChild<QLabel *>("mappingActionsHint")->y() >
                 m_linker->findChild<QWidget *>("mappingActionsList")->geometry().bottom());
-        choose("Zoom"); // a second click cancels
+        QSignalSpy selection(list()->selectionModel(), &QItemSelectionModel::selectionChanged);
+        choose("Zoom"); // a second click cancels, without a word of the selection
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
         QVERIFY(list()->selectedItems().isEmpty());
+        QCOMPARE(selection.size(), 0);
         choose("pan"); // waits no longer once the catalog changed
         m_linker->setExternalServices(services(R"([{"name": "secret", "hidden": true}])"));
         QCOMPARE(rows(), QStringList{"-Aucune action"});
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
+    }
+
+    // The host's logs read the same lines whatever goes wrong: English, the reader's bare texts.
+    void logsTheHostsLines_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("line"); // %1: the mapping document
+        QTest::newRow("document replaced by a folder")
+            << "folder"
+            << "Gamepad mapping load failed error=Cannot open %1";
+        QTest::newRow("profile without folder")
+            << "no folder"
+            << "Gamepad mapping materialize failed error=No profile folder for "
+               "configActionGamepad.json";
+    }
+    void logsTheHostsLines()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QString, line);
+        LogCapture log;
+        if (fault == "folder") {
+            QVERIFY(QFile::remove(m_path) && QDir().mkdir(m_path));
+            load(m_profile);
+        } else {
+            m_linker->loadGamepadSnapshot(QUuid::createUuid(), "Perdu", {}, kOverlay, {});
+            bind("pan", 3);
+            m_linker->flushSave();
+        }
+        QVERIFY2(log.lines.contains(line.arg(m_path)), qPrintable(log.lines.join('\n')));
     }
 
     // An unreadable document is shown; each binding asks to start it empty until the user agrees.

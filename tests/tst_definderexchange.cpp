@@ -111,44 +111,62 @@ private slots:
     void refusals_data()
     {
         QTest::addColumn<QString>("action");
+        QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("text");
         // Export, copy, import and paste meet a profile linked to controllers.
-        const auto row = [](const char *action, const char *text) {
-            QTest::newRow(action) << QString(action) << QString(text);
+        const auto row = [](const char *action, const char *title, const char *text) {
+            QTest::newRow(action) << QString(action) << QString(title) << QString(text);
         };
-        row("Export", "Ce profil est associé à une ou plusieurs manettes. Le copier/coller n’est "
-                      "disponible que pour les profils non liés.");
-        row("Copy", "Ce profil est associé à « Pad A, Pad B ». Le copier/coller est réservé aux "
-                    "profils non liés.");
-        row("Import", "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
-                      "autorisé que pour des profils non liés.");
-        row("Paste", "Ce profil est lié à une ou plusieurs manettes. Le coller n’est autorisé que "
-                     "pour des profils non liés.");
-        row("Paste empty", "Aucune configuration Zelto trouvée dans le presse‑papier.");
-        row("Paste foreign", "Le presse‑papier ne contient pas de configuration Zelto valide.");
+        row("Export", "Export",
+            "Ce profil est associé à une ou plusieurs manettes. Le copier/coller n’est "
+            "disponible que pour les profils non liés.");
+        row("Copy", "Copier",
+            "Ce profil est associé à « Pad A, Pad B ». Le copier/coller est réservé aux "
+            "profils non liés.");
+        row("Import", "Import",
+            "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
+            "autorisé que pour des profils non liés.");
+        row("Paste", "Coller",
+            "Ce profil est lié à une ou plusieurs manettes. Le coller n’est autorisé que "
+            "pour des profils non liés.");
+        row("Paste empty", "Coller", "Aucune configuration Zelto trouvée dans le presse‑papier.");
+        row("Paste foreign", "Coller",
+            "Le presse‑papier ne contient pas de configuration Zelto valide.");
+        // The creation's own failure is titled as an import's.
+        row("Paste unlinked, no login", "Import",
+            "Impossible de créer le gamepad à partir des données.\nAucun dossier utilisateur "
+            "n'est disponible pour ce profil.");
     }
 
     // Nothing is written, created or put on the clipboard; the box says why.
     void refusals()
     {
         QFETCH(QString, action);
+        QFETCH(QString, title);
         QFETCH(QString, text);
-        const GamepadProfileMeta linked = seed(QStringLiteral("Lié"), {"Pad A", "Pad B"});
+        GamepadProfileMeta linked = seed(QStringLiteral("Lié"), {"Pad A", "Pad B"});
+        if (action.endsWith("no login"))
+            linked.deviceNames.clear();
         const QByteArray document =
             QJsonDocument(buildExchangeDocument(linked, overlayOf(linked), nullptr))
                 .toJson(QJsonDocument::Compact);
         QVERIFY(writeFileAtomic(path("linked.zelto.json"), document, nullptr));
         QClipboard *clipboard = QGuiApplication::clipboard();
         if (action != "Paste empty")
-            clipboard->setText(action == "Paste"           ? QString(document)
+            clipboard->setText(action == "Paste" || action.endsWith("no login") ? QString(document)
                                : action == "Paste foreign" ? "{\"type\":\"zeltogamepad\"}"
                                                            : "before");
         ScriptedDialogs dialogs;
         GamepadDefinder w;
         w.onListSelectionChanged(0);
-        dialogs.answerPath(path(action == "Import" ? "linked.zelto.json" : "refused.zelto.json"));
+        if (action == "Import" || action == "Export")
+            dialogs.answerPath(
+                path(action == "Import" ? "linked.zelto.json" : "refused.zelto.json"));
+        if (action.endsWith("no login"))
+            qApp->setProperty("kx.currentLogin", QString());
         QVERIFY(QMetaObject::invokeMethod(&w, qPrintable("action" + action.section(' ', 0, 0))));
 
+        QCOMPARE(dialogs.prompts().last().title, title);
         QCOMPARE(dialogs.prompts().last().text, text);
         QVERIFY(!QFileInfo::exists(path("refused.zelto.json")));
         QCOMPARE(w.entries().size(), 1);

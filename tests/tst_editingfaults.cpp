@@ -401,7 +401,10 @@ private slots:
         ScriptedDialogs dialogs;
         if (fault == "damaged")
             QVERIFY(writeFileAtomic(document, "{ damaged", nullptr));
-        dialogs.queue({way != "no", way}); // a choice's button, or a question's yes or no
+        if (way == "yes" || way == "no")
+            dialogs.answerYes(way == "yes");
+        else
+            dialogs.answerChoice(way);
         under->open();
 
         if (fault == "damaged")

@@ -397,7 +397,8 @@ private slots:
         const QString failure = status();
         QVERIFY(failure.startsWith("Impossible d'enregistrer " + baseFile() + " ("));
         ScriptedDialogs dialogs;
-        dialogs.answerChoice(answer);
+        if (!answer.isEmpty())
+            dialogs.answerChoice(answer);
         bool left = true;
         if (leave == "controller") {
             m_panel->setDevice(&otherPad);

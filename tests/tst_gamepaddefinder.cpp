@@ -1,3 +1,4 @@
+#include "actionlinker.h"
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
@@ -117,8 +118,11 @@ private slots:
         QFETCH(int, answered);
         const bool created = answered >= 2;
         ScriptedDialogs dialogs;
-        for (const QString &answer : QStringList{"Manette X", m_picture, "Pad A"}.mid(0, answered))
-            dialogs.answerText(answer);
+        if (answered > 0)
+            dialogs.answerText("Manette X");
+        if (answered > 1)
+            dialogs.answerPath(m_picture);
+        answered > 2 ? dialogs.answerItem("Pad A") : dialogs.cancelNext();
         auto w = window();
         QSignalSpy catalog(w.get(), &GamepadDefinder::profilesCatalogChanged);
         w->actionNew();
@@ -163,7 +167,8 @@ private slots:
         }
         qApp->setProperty("kx.canEditSharedGamepads", right);
         ScriptedDialogs dialogs;
-        dialogs.answerYes(yes);
+        if (!shared || right) // without the right nothing is asked
+            dialogs.answerYes(yes);
         auto w = window();
         w->onListSelectionChanged(0);
         w->actionDelete();
@@ -229,6 +234,36 @@ private slots:
                               "Rester"}));
         QCOMPARE(w->profileList()->currentRow(), one);
         QVERIFY(w->bannerText().contains("a été remplacé par autre chose qu’un fichier"));
+    }
+
+    // A save asked for brings the mapping panel up to date at once; one made to export snapshots
+    // leaves it to catch up, but asks and tells the same.
+    void saveProfileRefreshesOnlyWhenAsked()
+    {
+        const GamepadProfileMeta meta = seed(QStringLiteral("Un"), {"joy_0"});
+        ScriptedDialogs dialogs;
+        auto w = window();
+        w->onListSelectionChanged(0);
+        const InteractiveOverlay *panel = w->mappingPanel()->overlay();
+        const QString shots = QDir(m_home.path()).filePath("shots");
+        w->overlay()->createNode(ElementKind::Button, {}, QPoint(50, 50));
+        w->exportSnapshotsToDir(shots);
+        QVERIFY(w->lastSnapshotSucceeded());
+        QCOMPARE(panel->nodeCount(), 1);
+        w->actionSave();
+        QCOMPARE(panel->nodeCount(), 2);
+
+        // The user keeps another program's file: the snapshots' save asks again.
+        w->overlay()->renameNode(0, QStringLiteral("Edite"));
+        QVERIFY(writeFileAtomic(meta.overlayPath(), readBytes(meta.overlayPath()) + ' ', nullptr));
+        dialogs.answerChoice("Annuler");
+        dialogs.answerChoice("Annuler");
+        w->actionSave();
+        w->exportSnapshotsToDir(shots);
+        QCOMPARE(dialogs.prompts().size(), 2);
+        QCOMPARE(dialogs.prompts().last().title, QStringLiteral("Fichier modifié ailleurs"));
+        QCOMPARE(w->lastSnapshotError(),
+                 QStringLiteral("Impossible de sauvegarder la configuration en cours."));
     }
 
     void damagedOverlayIsNeverSavedOver_data()

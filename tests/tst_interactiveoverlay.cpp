@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QMenu>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 static QStringList menuTexts(QMenu *menu)
@@ -122,6 +123,34 @@ private slots:
         QCOMPARE(other.pastille(1)->geometry(), QRect(666, 466, 72, 72));
         m_overlay->resize(400, 600); // the picture is now (0, 200, 400, 200)
         QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(333, 383, 36, 36));
+    }
+
+    // A picture far larger than a screen is shown, decoded smaller, and pastilles follow it as
+    // the whole picture; one that cannot be decoded says so over an empty background.
+    void showsLargePicturesAndSaysWhichCannot()
+    {
+        QTemporaryDir folder;
+        const QString large = folder.filePath("large.jpg"), broken = folder.filePath("broken.png");
+        QImage image(6000, 6000, QImage::Format_RGB32); // beyond what Qt decodes whole
+        image.fill(QColor(200, 40, 40));
+        QFile junk(broken);
+        QVERIFY(image.save(large) && junk.open(QIODevice::WriteOnly) && junk.write("PNG?") == 4);
+        junk.close();
+        image = QImage();
+
+        m_overlay->setBackgroundPicture(broken);
+        QCOMPARE(m_overlay->pictureMessage(), "Impossible d’afficher l’image " + broken);
+        QVERIFY(m_overlay->backgroundPixmap().isNull());
+        m_overlay->setBackgroundPicture(large);
+        QCOMPARE(m_overlay->pictureMessage(), QString());
+        QCOMPARE(m_overlay->pictureSize(), QSize(6000, 6000));
+        QVERIFY(m_overlay->backgroundPixmap().width() <= 800);
+        QCOMPARE(m_overlay->backgroundRect(), QRect(100, 0, 600, 600));
+        const QImage shown = m_overlay->grab().toImage();
+        const QColor middle = shown.pixelColor(400, 300), outside = shown.pixelColor(50, 300);
+        QVERIFY2(qAbs(middle.red() - 200) < 8 && qAbs(middle.green() - 40) < 8,
+                 qPrintable(middle.name()));
+        QVERIFY(outside != middle);
     }
 
 private:
