@@ -139,14 +139,25 @@ public:
     QString disk() const override { return diskState(document(), titlesTag); }
     void save() override { m_window.session()->flush(); }
     bool leave() override { return select(deux); }
-    void startAgain() override
+    void startAgain() override { click("Recommencer à vide"); }
+    // The banner's text, then its buttons shown: "text [Réessayer|...]".
+    QString status() const override
+    {
+        QStringList shown;
+        for (QPushButton *button : m_window.findChildren<QPushButton *>("gamepadSessionButton")) {
+            if (button->isVisibleTo(&m_window))
+                shown << button->text();
+        }
+        const QString text = m_window.bannerText();
+        return text.isEmpty() ? text : text + " [" + shown.join('|') + "]";
+    }
+    void click(const QString &text)
     {
         for (QPushButton *button : m_window.findChildren<QPushButton *>()) {
-            if (button->text() == "Recommencer à vide" && button->isVisibleTo(&m_window))
+            if (button->text() == text && button->isVisibleTo(&m_window))
                 button->click();
         }
     }
-    QString status() const override { return m_window.bannerText(); }
     void writeTheirs() override
     {
         writeFileAtomic(document(), readBytes(document()).replace("\"Un\"", "\"Autre\""), nullptr);
@@ -334,6 +345,48 @@ private slots:
     {
         chmod(QFile::encodeName(fixture.un.folder).constData(), 0755); // the one made read-only
         m_pad.reset();
+    }
+
+    void profileEditorBanner_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("buttons"); // the banner's, after the failed save
+        QTest::addColumn<QString>("way");
+        QTest::addColumn<QString>("memory");
+        QTest::addColumn<QString>("disk");
+        const QString failed = "[Réessayer|Abandonner les modifications]";
+        const QString lost = "[Enregistrer comme nouveau profil|Abandonner les modifications]";
+        QTest::newRow("retried") << "readonly" << failed << "Réessayer" << "edit" << "edit";
+        QTest::newRow("discarded") << "readonly" << failed << "Abandonner les modifications"
+                                   << "original" << "original";
+        QTest::newRow("gone, discarded")
+            << "deleted" << lost << "Abandonner les modifications" << "edit" << "missing";
+    }
+
+    // The profile editor's banner offers the ways out of a failed save; each does what it says
+    // (a retry once the folder is writable again) and the banner goes.
+    void profileEditorBanner()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QString, way);
+        ProfileEditorSubject under;
+        under.open();
+        QVERIFY(under.edit());
+        const QByteArray folder = QFile::encodeName(QFileInfo(under.document()).path());
+        if (fault == "deleted")
+            QVERIFY(QDir(folder).removeRecursively());
+        else
+            QVERIFY(chmod(folder.constData(), 0555) == 0);
+        ScriptedDialogs dialogs; // the failure's box
+        runUnder(fault, [&] { return under.save(), true; });
+        QFETCH(QString, buttons);
+        QVERIFY2(under.status().endsWith(" " + buttons), qPrintable(under.status()));
+        chmod(folder.constData(), 0755);
+        under.click(way);
+        QTEST(under.memory(), "memory");
+        QTEST(under.disk(), "disk");
+        QCOMPARE(under.status(), QString());
+        QVERIFY(!QFileInfo::exists(folder) || fault != "deleted");
     }
 
     void faults_data()
