@@ -9,10 +9,8 @@
 #include "scripteddialogseam.h"
 
 #include <QFrame>
-#include <QJsonDocument>
 #include <QLabel>
 #include <QListWidget>
-#include <QSignalSpy>
 #include <QtTest>
 
 #include <memory>
@@ -132,10 +130,9 @@ private slots:
         QTest::addColumn<QString>("before");
         QTest::addColumn<QString>("after");
         QTest::addColumn<bool>("heard");
-        QTest::newRow("named later") << ""
-                                     << "Pad A" << true;
-        QTest::newRow("renamed away") << "Pad A"
-                                      << "Pad C" << false;
+        const QString padA = "Pad A";
+        QTest::newRow("named later") << QString() << padA << true;
+        QTest::newRow("renamed away") << padA << "Pad C" << false;
     }
     void followsControllerNames()
     {
@@ -180,8 +177,7 @@ private slots:
         QTEST(bindings().contains(key + ":pan"), "binds");
     }
 
-    // A chosen action does not wait in the next profile; no id saves nothing, no overlay binds
-    // none.
+    // A chosen action does not wait in the next profile; without an id nothing is saved.
     void noProfileIsNeverSaved()
     {
         choose("tilt");
@@ -225,12 +221,10 @@ private slots:
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("line"); // %1: the mapping document
         QTest::newRow("document replaced by a folder")
-            << "folder"
-            << "Gamepad mapping load failed error=Cannot open %1";
-        QTest::newRow("profile without folder")
-            << "no folder"
-            << "Gamepad mapping materialize failed error=No profile folder for "
-               "configActionGamepad.json";
+            << QString("folder") << "Gamepad mapping load failed error=Cannot open %1";
+        QTest::newRow("profile without folder") << QString("no folder")
+                                                << "Gamepad mapping materialize failed error=No "
+                                                   "profile folder for configActionGamepad.json";
     }
     void logsTheHostsLines()
     {

@@ -1,9 +1,7 @@
 #include "actiontoolbox.h"
 
 #include <QComboBox>
-#include <QJsonDocument>
 #include <QLineEdit>
-#include <QSignalSpy>
 #include <QtTest>
 
 static QJsonObject object(const QString &json)

@@ -34,26 +34,18 @@ private slots:
         QTest::addColumn<Samples>("motion");
         QTest::addColumn<bool>("wasTrigger");
         QTest::addColumn<Proposed>("expected");
-        QTest::newRow("stick resting at 54, asymmetric ends")
-            << Samples{51, 57, 54, 54} << Samples{54, -70, 100, 20} << false
-            << Proposed{54, 3, 5, -70, 100, "-+"};
-        QTest::newRow("end never reached keeps its value")
-            << Samples{0, 0.4} << Samples{0, 80} << false << Proposed{0.2, 0.2, 2.5, -90, 80, "+"};
-        QTest::newRow("noise beyond the limit") << Samples{-60, 60} << Samples{-100, 100} << false
-                                                << Proposed{0, 60, 50, -100, 100, "-+"};
-        QTest::newRow("trigger resting at -100") << Samples{-100, -100} << Samples{-100, 100}
-                                                 << false << Proposed{-100, 0, 2, -90, 100, "T"};
-        QTest::newRow("reversed trigger") << Samples{99, 100} << Samples{100, -97} << false
-                                          << Proposed{99.5, 0.5, 2.5, -90, -97, "T"};
-        QTest::newRow("stick resting near an end")
-            << Samples{95} << Samples{100, 40} << false << Proposed{95, 0, 2, 40, 100, "-+"};
-        QTest::newRow("trigger mode kept")
-            << Samples{0} << Samples{0, -60} << true << Proposed{0, 0, 2, -90, -60, "T"};
+        // clang-format off
+        QTest::newRow("stick resting at 54, asymmetric ends") << Samples{51, 57, 54, 54} << Samples{54, -70, 100, 20} << false << Proposed{54, 3, 5, -70, 100, "-+"};
+        QTest::newRow("end never reached keeps its value") << Samples{0, 0.4} << Samples{0, 80} << false << Proposed{0.2, 0.2, 2.5, -90, 80, "+"};
+        QTest::newRow("noise beyond the limit") << Samples{-60, 60} << Samples{-100, 100} << false << Proposed{0, 60, 50, -100, 100, "-+"};
+        QTest::newRow("trigger resting at -100") << Samples{-100, -100} << Samples{-100, 100} << false << Proposed{-100, 0, 2, -90, 100, "T"};
+        QTest::newRow("reversed trigger") << Samples{99, 100} << Samples{100, -97} << false << Proposed{99.5, 0.5, 2.5, -90, -97, "T"};
+        QTest::newRow("stick resting near an end") << Samples{95} << Samples{100, 40} << false << Proposed{95, 0, 2, 40, 100, "-+"};
+        QTest::newRow("trigger mode kept") << Samples{0} << Samples{0, -60} << true << Proposed{0, 0, 2, -90, -60, "T"};
         QTest::newRow("never moved") << Samples{10} << Samples{12, 29.9} << false << Proposed{};
         QTest::newRow("no rest samples") << Samples{} << Samples{-100, 100} << false << Proposed{};
-        QTest::newRow("non-finite ignored, noise 3.000000000000007")
-            << Samples{kNaN, -66.9, kInf, -60.9} << Samples{-kInf, -100, kNaN, 100} << false
-            << Proposed{-63.9, 3, 5, -100, 100, "-+"};
+        QTest::newRow("non-finite ignored, noise 3.000000000000007") << Samples{kNaN, -66.9, kInf, -60.9} << Samples{-kInf, -100, kNaN, 100} << false << Proposed{-63.9, 3, 5, -100, 100, "-+"};
+        // clang-format on
     }
 
     // Axis 0 is measured; axis 1 reads the same but is absent. The user's curve and gain stay.

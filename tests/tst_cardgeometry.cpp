@@ -1,17 +1,14 @@
 #include "cardgeometry.h"
 
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 class TestCardGeometry : public QObject
 {
     Q_OBJECT
 
 private slots:
-    // A 60 px strip holds (60 + 8) / 28 = 2 chips of 20 x 20, centred; a "+N" chip for the rest is
-    // centred with them and stays inside the card (the strip's 12 px margins), else one fewer
-    // shows.
+    // A 60 px strip holds (60 + 8) / 28 = 2 chips of 20 x 20, centred; a "+N" chip for the rest
+    // is centred with them and stays inside the card (12 px margins), else one fewer shows.
     void chipLayout_data()
     {
         QTest::addColumn<QRect>("strip");

@@ -9,7 +9,6 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QListWidget>
-#include <QMimeData>
 #include <QtTest>
 
 using Kind = ScriptedDialogSeam::Kind;

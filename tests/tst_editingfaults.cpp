@@ -36,8 +36,7 @@ QByteArray readBytes(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// What a document holds, in the table's words: "missing", "folder", "damaged", or what `tag` says
-// of its content ("original", "edit", "theirs").
+// What a document holds: "missing", "folder", "damaged", or what `tag` says of its content.
 QString diskState(const QString &path, const std::function<QString(const QJsonObject &)> &tag)
 {
     const QFileInfo info(path);
@@ -71,8 +70,7 @@ GamepadDeviceIdentity identity(const ControlManette *pad)
     return {pad->name(), pad->vendorId(), pad->productId()};
 }
 
-// Runs `step` under the fault: as an unprivileged user in a read-only folder (root writes
-// anywhere), or with a file size limit that a document's first bytes exceed.
+// Runs `step` as nobody in a read-only folder (root writes anywhere), or under a tiny size limit.
 bool runUnder(const QString &fault, const std::function<bool()> &step)
 {
     rlimit saved;
@@ -356,15 +354,13 @@ private slots:
         QTest::addColumn<QString>("disk");
         const QString failed = "[Réessayer|Abandonner les modifications]";
         const QString lost = "[Enregistrer comme nouveau profil|Abandonner les modifications]";
-        QTest::newRow("retried") << "readonly" << failed << "Réessayer" << "edit" << "edit";
-        QTest::newRow("discarded") << "readonly" << failed << "Abandonner les modifications"
-                                   << "original" << "original";
-        QTest::newRow("gone, discarded")
-            << "deleted" << lost << "Abandonner les modifications" << "edit" << "missing";
+        const QString discard = "Abandonner les modifications", edit = "edit", kept = "original";
+        QTest::newRow("retried") << "readonly" << failed << "Réessayer" << edit << edit;
+        QTest::newRow("discarded") << "readonly" << failed << discard << kept << kept;
+        QTest::newRow("gone, discarded") << "deleted" << lost << discard << edit << "missing";
     }
 
-    // The profile editor's banner offers the ways out of a failed save; each does what it says
-    // (a retry once the folder is writable again) and the banner goes.
+    // Each way out of a failed save the profile editor's banner offers does what it says.
     void profileEditorBanner()
     {
         QFETCH(QString, fault);

@@ -57,10 +57,6 @@ private slots:
             const auto policy = i == expanding ? QSizePolicy::Expanding : QSizePolicy::Fixed;
             layout.addItem(new QSpacerItem(hints[i].width(), hints[i].height(), policy));
         }
-        QCOMPARE(layout.horizontalSpacing(),
-                 spacing >= 0 ? spacing
-                              : parent.style()->pixelMetric(QStyle::PM_LayoutHorizontalSpacing,
-                                                            nullptr, &parent));
         QTEST(layout.heightForWidth(100), "height");
         layout.setGeometry(QRect(0, 0, 100, 200));
         QList<QRect> placed;

@@ -3,9 +3,7 @@
 
 #include <QApplication>
 #include <QMenu>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
 
 static QStringList menuTexts(QMenu *menu)
 {
@@ -78,8 +76,7 @@ private slots:
 
         const int copy = m_overlay->duplicateSelectedNode();
         QCOMPARE(m_overlay->node(copy).title, QStringLiteral("Joy 3 copie"));
-        const QRect expected = original.translated(shift);
-        QCOMPARE(m_overlay->pastille(copy)->geometry(), expected);
+        QCOMPARE(m_overlay->pastille(copy)->geometry(), original.translated(shift));
         QCOMPARE(m_overlay->node(copy).sources, m_overlay->node(index).sources);
         QVERIFY(m_overlay->node(copy).split);
         QVERIFY(m_overlay->node(copy).id != m_overlay->node(index).id);

@@ -1,8 +1,6 @@
 #include "overlayrender.h"
 
-#include <QJsonArray>
-#include <QRegularExpression>
-#include <QTest>
+#include <QtTest>
 
 class TestOverlayRender : public QObject
 {
@@ -19,8 +17,7 @@ private slots:
         QCOMPARE(text, "Format de configuration non reconnu.");
     }
 
-    // A stored size beyond the caps (8192 pixels a side, 16 megapixels) is scaled down, with a
-    // warning.
+    // A stored size beyond 8192 pixels a side or 16 megapixels is scaled down, with a warning.
     void sizeComesFromTheDocument_data()
     {
         QTest::addColumn<QJsonObject>("overlaySize");
@@ -49,9 +46,8 @@ private slots:
         QTEST(renderOverlayImage(document, QString(), requested).size(), "expected");
     }
 
-    // The picture (640 x 400) is contained at (40, 0, 720, 450): its body colour shows between
-    // the pastilles, the button pastille at (0.8, 0.25) of it covers it. Kept in the build folder
-    // as "overlay_sample.png" for a look by eye.
+    // The picture (640 x 400) is contained at (40, 0, 720, 450), its body colour covered by the
+    // button pastille at (0.8, 0.25). Left for the eye as "overlay_sample.png" in the build folder.
     void rendersPictureAndPastilles()
     {
         const auto node = [](const char *kind, double x, double y) {

@@ -5,12 +5,10 @@
 static CatalogProfile profile(const QString &name, const QString &device, quint32 vendor = 0,
                               quint32 product = 0)
 {
-    CatalogProfile profile;
+    CatalogProfile profile{{}, vendor, product};
     profile.info.id = QUuid::createUuid();
     profile.info.name = name;
     profile.info.deviceNames = QStringList{device};
-    profile.vendorId = vendor;
-    profile.productId = product;
     return profile;
 }
 
@@ -46,7 +44,6 @@ private slots:
         for (const GamepadProfileInfo &profile : carousel.profiles())
             names << profile.name;
         QCOMPARE(names, expected);
-        QCOMPARE(carousel.isShown(), expected.size() > 1);
         QCOMPARE(carousel.step(QUuid(), 1).isNull(), expected.isEmpty());
     }
 

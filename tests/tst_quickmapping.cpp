@@ -8,8 +8,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
-#include <QSignalSpy>
-#include <QTest>
+#include <QtTest>
 
 namespace {
 
@@ -92,15 +91,12 @@ private slots:
         QTest::addColumn<bool>("attached");
         QTest::addColumn<QString>("pending");
         QTest::addColumn<QString>("hint");
-        QTest::newRow("unlocked") << false << true << "pan"
-                                  << "Passez en mode Mapping pour affecter rapidement une action.";
-        QTest::newRow("no controller") << true << false << "pan"
-                                       << "Connectez la manette pour utiliser le mapping rapide.";
-        QTest::newRow("nothing pending")
-            << true << true << ""
-            << "Cliquez une action puis appuyez sur un bouton ou bougez un axe.";
-        QTest::newRow("pending") << true << true << "pan"
-                                 << "Appuyez sur un bouton ou bougez un axe pour mapper \"pan\".";
+        // clang-format off
+        QTest::newRow("unlocked") << false << true << "pan" << "Passez en mode Mapping pour affecter rapidement une action.";
+        QTest::newRow("no controller") << true << false << "pan" << "Connectez la manette pour utiliser le mapping rapide.";
+        QTest::newRow("nothing pending") << true << true << "" << "Cliquez une action puis appuyez sur un bouton ou bougez un axe.";
+        QTest::newRow("pending") << true << true << "pan" << "Appuyez sur un bouton ou bougez un axe pour mapper \"pan\".";
+        // clang-format on
     }
     void hintFollowsState()
     {
@@ -180,17 +176,13 @@ private slots:
         QTest::addColumn<bool>("locked");
         QTest::addColumn<QString>("type");
         QTest::addColumn<QString>("slots");
-        QTest::newRow("nothing") << -1 << false << "" << false << ""
-                                 << "";
-        QTest::newRow("joy") << 0 << false << "" << false << "Type : Joy"
-                             << "Sur changement,Aucune source,Learn,Clear";
-        QTest::newRow("cross") << 1 << false << "joy_3,joy_4" << true << "Type : Double Joy X/Y"
-                               << "Split X / Y,Sur changement,Joy 3/4,Learn,Clear";
-        QTest::newRow("split cross")
-            << 1 << true << "joy_3,but_1" << false << "Type : Double Joy X/Y"
-            << "Split X / Y,Sur changement,joy_3,Learn X,Clear,but_1,Learn Y,Clear";
-        QTest::newRow("gate button") << 2 << false << "gate_0" << true << "Type : Button"
-                                     << "Gate gate_0,Learn,Clear";
+        // clang-format off
+        QTest::newRow("nothing") << -1 << false << "" << false << "" << "";
+        QTest::newRow("joy") << 0 << false << "" << false << "Type : Joy" << "Sur changement,Aucune source,Learn,Clear";
+        QTest::newRow("cross") << 1 << false << "joy_3,joy_4" << true << "Type : Double Joy X/Y" << "Split X / Y,Sur changement,Joy 3/4,Learn,Clear";
+        QTest::newRow("split cross") << 1 << true << "joy_3,but_1" << false << "Type : Double Joy X/Y" << "Split X / Y,Sur changement,joy_3,Learn X,Clear,but_1,Learn Y,Clear";
+        QTest::newRow("gate button") << 2 << false << "gate_0" << true << "Type : Button" << "Gate gate_0,Learn,Clear";
+        // clang-format on
     }
     void inspectorShowsSelection()
     {

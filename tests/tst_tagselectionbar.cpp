@@ -5,8 +5,6 @@
 #include <QCompleter>
 #include <QFrame>
 #include <QLineEdit>
-#include <QSignalSpy>
-#include <QStringListModel>
 #include <QtTest>
 
 using Kind = ScriptedDialogSeam::Kind;
@@ -83,8 +81,7 @@ private slots:
         QTEST(int(changed.count()), "signals");
     }
 
-    // The completer offers connected names not yet chosen, by substring in any case; a choice adds
-    // it.
+    // The completer offers connected names not chosen, by substring in any case; a choice adds it.
     void completion()
     {
         TagSelectionBar bar;

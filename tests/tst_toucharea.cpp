@@ -3,7 +3,6 @@
 
 #include <QApplication>
 #include <QMenu>
-#include <QSignalSpy>
 #include <QtTest>
 
 // A drag as plain events, since Qt Test's mouseMove carries no buttons.
