@@ -136,7 +136,7 @@ private slots:
         m_panel->setProfile(m_profile);
     }
 
-    // The header and live cards, also left for the eye in build/tests/calibration_panel.png.
+    // The header and live cards, and what the panel offers once the controller is gone.
     void whatThePanelShows()
     {
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | connectee");
