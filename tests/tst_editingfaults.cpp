@@ -108,7 +108,8 @@ public:
     // The editor's own "Recommencer à vide"; the linker asks as it binds instead.
     virtual void startAgain() {}
     virtual QString status() const = 0;
-    virtual void writeTheirs() = 0; // another process rewrites the document
+    virtual const EditSession &rule() const = 0; // when its coalesced save falls due
+    virtual void writeTheirs() = 0;              // another process rewrites the document
 
 protected:
     ControlManette *const pad = fixture.pad;
@@ -172,6 +173,7 @@ private:
         return m_window.currentRow() == row();
     }
 
+    const EditSession &rule() const override { return m_window.session()->session(); }
     GamepadDefinder m_window{GamepadManager::instance()};
 };
 
@@ -219,6 +221,10 @@ private:
         return QStringList({"original", "edit", "edit", "theirs"}).value(int(gates), "other");
     }
 
+    const EditSession &rule() const override
+    {
+        return m_panel.findChild<DocumentSession *>()->session();
+    }
     GamepadConfigWidget m_panel;
 };
 
@@ -279,6 +285,7 @@ private:
         return m_linker.profileId() == meta.id;
     }
 
+    const EditSession &rule() const override { return m_linker.session()->session(); }
     ActionLinker m_linker;
 };
 
@@ -385,6 +392,34 @@ private slots:
         QVERIFY(!QFileInfo::exists(folder) || fault != "deleted");
     }
 
+    static std::unique_ptr<Subject> subject(const QString &editor)
+    {
+        if (editor == "profile editor")
+            return std::make_unique<ProfileEditorSubject>();
+        if (editor == "calibration panel")
+            return std::make_unique<CalibrationSubject>();
+        return std::make_unique<LinkerSubject>();
+    }
+
+    // Each editor's own save rule: the profile editor and the panel wait for a pause in the
+    // edits, the linker writes at most 250 ms after the first one.
+    void saveRules_data()
+    {
+        QTest::addColumn<int>("delay");
+        QTest::addColumn<bool>("keepsFirst");
+        QTest::newRow("profile editor") << 250 << false;
+        QTest::newRow("calibration panel") << 220 << false;
+        QTest::newRow("action linker") << 250 << true;
+    }
+
+    void saveRules()
+    {
+        const std::unique_ptr<Subject> under = subject(QTest::currentDataTag());
+        QTEST(under->rule().delayMs(), "delay");
+        QTEST(under->rule().coalescing() == EditSession::Coalescing::KeepFirstDeadline,
+              "keepsFirst");
+    }
+
     void faults_data()
     {
         QTest::addColumn<QString>("editor");
@@ -438,13 +473,7 @@ private slots:
         QFETCH(QString, editor);
         QFETCH(QString, fault);
         QFETCH(QString, way);
-        std::unique_ptr<Subject> under;
-        if (editor == "profile editor")
-            under = std::make_unique<ProfileEditorSubject>();
-        else if (editor == "calibration panel")
-            under = std::make_unique<CalibrationSubject>();
-        else
-            under = std::make_unique<LinkerSubject>();
+        const std::unique_ptr<Subject> under = subject(editor);
         const QString document = under->document();
         const QString folder = QFileInfo(document).path();
         ScriptedDialogs dialogs;
