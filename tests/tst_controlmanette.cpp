@@ -1,19 +1,9 @@
 #include "controlmanette.h"
-#include "profilemeta.h"
+#include "filetestsupport.h"
+#include "profilestore.h"
 #include "runtimetestsupport.h"
 
 #include <QtTest>
-
-static QString makeOverrideProfile()
-{
-    GamepadProfileMeta meta;
-    meta.id = QUuid::createUuid();
-    meta.folder = QDir(userProfilesRoot()).filePath(meta.id.toString(QUuid::WithoutBraces));
-    meta.calibrationMode = QStringLiteral("override");
-    QDir().mkpath(meta.folder);
-    writeProfileMeta(&meta, nullptr); // on failure the profile is not found and the test fails
-    return meta.id.toString(QUuid::WithoutBraces);
-}
 
 class TestControlManette : public QObject
 {
@@ -69,13 +59,11 @@ private slots:
     {
         QFETCH(int, deviceId);
         QFETCH(QVariant, value);
-        QFETCH(int, interval);
-
         ControlManette *pad = startedPad();
         pad->setParameter(deviceId, 0, "pollingInterval", value);
         pad->stop();
         pad->start();
-        QCOMPARE(pad->pollInterval(), interval);
+        QTEST(pad->pollInterval(), "interval");
     }
 
     // Every output and raw value goes to 0, an axis's offset included, announced once.
@@ -135,7 +123,11 @@ private slots:
         QCOMPARE(pad->info().value("vendorId").toString(), QStringLiteral("0x45e")); // not padded
 
         // Binding a profile in "override" mode (its id in any case) loads the profile's file.
-        const QString id = makeOverrideProfile();
+        const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
+        const QJsonObject meta{
+            {"type", "GamepadDefinderMeta"}, {"calibrationMode", "override"}, {"id", id}};
+        QVERIFY(
+            writeBytes(userProfilesRoot() + '/' + id + "/meta.json", QJsonDocument(meta).toJson()));
         const QString overridePath = profileOverridePath(findProfileById(id));
         marked.axes[0].deadzoneRadius = 42;
         QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));

@@ -1,18 +1,10 @@
 #include "deviceregistry.h"
-#include "jsonfile.h"
+#include "filetestsupport.h"
 #include "mappingdocument.h"
 #include "overlaydocument.h"
 #include "profilemeta.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <csignal>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <functional>
 
 // Every writer of the program facing the same faults: a full disk (with SIGXFSZ ignored, or left
 // to end the process), a read-only folder, a target that is a symbolic link or a pipe, and links
@@ -31,27 +23,15 @@ enum Fault {
     PlantedTemporary
 };
 
-constexpr rlim_t kFileSizeLimit = 4096;
 const QString kLong(6000, QLatin1Char('x')); // every document outgrows the size limit
 const QByteArray kOld = "{\"old\": true}\n";
 
-// One writer, ready to write a document larger than kFileSizeLimit to `folder`/`file`.
+// One writer, ready to write a document larger than kFaultFileSizeLimit to `folder`/`file`.
 struct WriterCase
 {
     QString folder, file;
     std::function<bool(QString *)> write;
 };
-
-bool writeBytes(const QString &path, const QByteArray &bytes)
-{
-    return QDir().mkpath(QFileInfo(path).absolutePath()) && writeFileAtomic(path, bytes, nullptr);
-}
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
-}
 
 WriterCase writerCase(const QString &writer, const QString &base)
 {
@@ -89,23 +69,13 @@ WriterCase writerCase(const QString &writer, const QString &base)
     return w;
 }
 
-// Runs the write under the fault and lifts the fault afterwards. Root writes anywhere, so a
-// read-only folder is faced as an unprivileged user; the saved identity brings root back.
-bool writeUnder(Fault fault, const WriterCase &writer, QString *error)
+// The fault the writer meets while it runs; the others are set up in its folder beforehand.
+FileFault faultWhileWriting(Fault fault)
 {
-    rlimit saved;
-    getrlimit(RLIMIT_FSIZE, &saved);
-    const rlimit small{kFileSizeLimit, saved.rlim_max};
-    const bool limited = fault <= DiskFullSignalNotIgnored && setrlimit(RLIMIT_FSIZE, &small) == 0;
-    const bool asNobody = fault == ReadOnlyFolder && geteuid() == 0 && seteuid(65534) == 0;
-    // A host may leave SIGXFSZ as it is: the writer must then not reach the limit at all.
-    if (fault == DiskFullSignalNotIgnored)
-        std::signal(SIGXFSZ, SIG_DFL);
-    const bool written = writer.write(error);
-    std::signal(SIGXFSZ, SIG_IGN);
-    if ((asNobody && seteuid(0) != 0) || (limited && setrlimit(RLIMIT_FSIZE, &saved) != 0))
-        qFatal("cannot lift the fault");
-    return written;
+    return fault <= DiskFullNoFile             ? FileFault::DiskFull
+           : fault == DiskFullSignalNotIgnored ? FileFault::DiskFullSignalNotIgnored
+           : fault == ReadOnlyFolder           ? FileFault::ReadOnlyFolder
+                                               : FileFault::None;
 }
 
 } // namespace
@@ -117,15 +87,8 @@ class TestFileFaults : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_home.isValid());
-        // The unprivileged user must reach the folders it is refused to write in.
-        QVERIFY(chmod(QFile::encodeName(m_home.path()).constData(), 0755) == 0);
-        umask(022);
-        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails instead
-        qputenv("HOME", QFile::encodeName(m_home.path()));
-        QStandardPaths::setTestModeEnabled(true);
-        qApp->setProperty("kx.currentLogin", "tester");
-        QLoggingCategory::setFilterRules("kx.plugin.gamepad.ui.warning=false");
+        QVERIFY(useTestHome(m_home));
+        setHost("tester");
         QVERIFY(configurationRoot().startsWith(m_home.path()));
     }
 
@@ -138,24 +101,22 @@ private slots:
                                  "saveCalibrationFile", "writeProfileMeta",
                                  "writeDeviceRegistry", "writeOverlayFile",
                                  "saveMappingDocument", "copyProfileToRoot"};
-        const QStringList reasons{"File too large",
-                                  "File too large",
-                                  "File too large",
-                                  "Permission denied",
-                                  "",
-                                  "not a regular file",
-                                  ""};
-        const char *names[] = {"disk full",        "disk full, no file", "disk full, SIGXFSZ",
-                               "read-only folder", "linked target",      "pipe target",
-                               "planted links"};
+        // Each fault's name and the reason its writers give, if they fail.
+        const QList<QStringList> faults{{"disk full", "File too large"},
+                                        {"disk full, no file", "File too large"},
+                                        {"disk full, SIGXFSZ", "File too large"},
+                                        {"read-only folder", "Permission denied"},
+                                        {"linked target", ""},
+                                        {"pipe target", "not a regular file"},
+                                        {"planted links", ""}};
         for (const char *writer : writers) {
             for (int fault = DiskFullOverOld; fault <= PlantedTemporary; ++fault) {
                 // A copy never writes through a link: the target folder may not be the user's.
                 const bool copy =
                     fault == LinkedTarget && QByteArray(writer) == "copyProfileToRoot";
-                QTest::addRow("%s, %s", writer, names[fault])
+                QTest::addRow("%s, %s", writer, qPrintable(faults[fault][0]))
                     << QString(writer) << fault
-                    << (copy ? "Too many levels of symbolic links" : reasons[fault]);
+                    << (copy ? "Too many levels of symbolic links" : faults[fault][1]);
             }
         }
     }
@@ -187,7 +148,7 @@ private slots:
         QVERIFY(fault != ReadOnlyFolder || chmod(folder.constData(), 0555) == 0);
 
         QString error;
-        const bool ok = writeUnder(Fault(fault), w, &error);
+        const bool ok = runUnder(faultWhileWriting(Fault(fault)), [&] { return w.write(&error); });
         chmod(folder.constData(), 0755);
 
         QCOMPARE(ok, reason.isEmpty());
@@ -206,7 +167,7 @@ private slots:
         QCOMPARE(QFileInfo(target).isSymLink(), fault == LinkedTarget);
         QCOMPARE(QFileInfo(target).isFile(), fault != DiskFullNoFile && fault != PipeTarget);
         if (fault == PlantedTemporary)
-            QVERIFY(QFileInfo(target).size() > qint64(kFileSizeLimit));
+            QVERIFY(QFileInfo(target).size() > qint64(kFaultFileSizeLimit));
         else if (fault != LinkedTarget && fault != PipeTarget)
             QCOMPARE(readBytes(target), fault == DiskFullNoFile ? "<none>" : kOld);
         expected.sort();

@@ -3,7 +3,6 @@
 #include "screenshots.h"
 
 #include <QImage>
-#include <QProcess>
 #include <QtTest>
 
 #include <sys/resource.h>
@@ -17,11 +16,8 @@ int runHost(QProcess &host, const QStringList &arguments, const QString &home,
             const QString &display = {}, rlim_t fileSizeLimit = 0)
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("QT_QPA_PLATFORM", "offscreen");
-    if (!display.isEmpty()) {
-        env.remove("QT_QPA_PLATFORM");
-        env.insert("DISPLAY", display);
-    }
+    env.remove("QT_QPA_PLATFORM");
+    display.isEmpty() ? env.insert("QT_QPA_PLATFORM", "offscreen") : env.insert("DISPLAY", display);
     env.insert("HOME", home);
     env.insert("XDG_DATA_HOME", home + "/data");
     host.setProcessEnvironment(env);

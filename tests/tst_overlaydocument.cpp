@@ -1,24 +1,14 @@
-#include "jsonfile.h"
+#include "filetestsupport.h"
 #include "overlaydocument.h"
 
-#include <QJsonDocument>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using Mode = BackgroundScaleMode;
 const OverlayReadContext kContext{QSize(800, 600), QSize(400, 200)};
 
-QJsonObject json(const char *text)
+QJsonObject json(const QByteArray &text)
 {
     return QJsonDocument::fromJson(text).object();
-}
-
-// A file of the test data folder, or any file by absolute path.
-QJsonObject readSample(const QString &name)
-{
-    QJsonObject object;
-    readJsonObjectFile(QDir(GAMEPAD_TEST_DATA).filePath(name), &object, nullptr);
-    return object;
 }
 
 // "kind/title/publish mode/s(plit)f(reeAspect)" then "key j|b deviceId packetId" per slot.
@@ -114,7 +104,8 @@ private slots:
     {
         QFETCH(QString, file);
         OverlayDocument document;
-        QVERIFY(overlayDocumentFromJson(readSample(file), kContext, &document));
+        QVERIFY(overlayDocumentFromJson(json(readBytes(GAMEPAD_TEST_DATA "/" + file)), kContext,
+                                        &document));
         QTEST(describe(document), "nodes");
         const QRect bg =
             ::backgroundRect(document.overlaySize, kContext.pictureSize, document.bgMode);
@@ -138,17 +129,17 @@ private slots:
         QString error;
         QVERIFY2(writeOverlayFile(profile, "overlay.json", document, &error), qPrintable(error));
         OverlayDocument read;
-        QVERIFY(overlayDocumentFromJson(readSample(profile + "/overlay.json"), {}, &read));
+        QVERIFY(overlayDocumentFromJson(json(readBytes(profile + "/overlay.json")), {}, &read));
         QCOMPARE(read.overlaySize, document.overlaySize);
         QCOMPARE(read.bgMode, document.bgMode);
         QCOMPARE(read.nodes, document.nodes);
         // A link below the folder is the user's own and is written through; a name that climbs
         // out of the folder is refused.
         QVERIFY(writeOverlayFile(profile, "linked/overlay.json", document, &error));
-        QCOMPARE(readSample(outside + "/overlay.json"), overlayDocumentToJson(document));
+        QCOMPARE(json(readBytes(outside + "/overlay.json")), overlayDocumentToJson(document));
         QVERIFY(!writeOverlayFile(profile, "../overlay.json", document, &error));
-        QCOMPARE(error, "Écriture refusée hors du dossier du profil " + profile +
-                            " : ../overlay.json");
+        QCOMPARE(error,
+                 "Écriture refusée hors du dossier du profil " + profile + " : ../overlay.json");
         QVERIFY(!QFileInfo::exists(dir.filePath("overlay.json")));
     }
 

@@ -75,8 +75,9 @@ private slots:
         QCOMPARE(heard.mid(0, expected.size()), expected);
     }
 
-    // A root that does not exist yet is watched through the folder above it.
-    void rootThatAppears()
+    // A root that does not exist yet is watched through the folder above it; what is no longer
+    // wanted is no longer watched.
+    void rewatch()
     {
         const QString later = m_home.filePath("roots/shared/GamepadProfiles");
         ProfileFolderWatcher watcher;
@@ -87,11 +88,6 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(roots.count(), 1, 2000);
         watcher.watch({later}, {}, {});
         QCOMPARE(watcher.watchedPaths(), QStringList({later}));
-    }
-
-    void rewatchDropsWhatIsNoLongerWanted()
-    {
-        ProfileFolderWatcher watcher;
         watcher.watch({m_root}, {m_profile, m_home.filePath("missing")}, {});
         QCOMPARE(watcher.watchedPaths().size(), 2);
         watcher.watch({m_root}, {}, {});
