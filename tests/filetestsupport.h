@@ -48,8 +48,7 @@ inline void setHost(const QVariant &login, bool sharedRight = false)
     qApp->setProperty("kx.canEditSharedGamepads", sharedRight);
 }
 
-// A home of its own that the unprivileged user can reach, and writes beyond the file size limit
-// failing instead of ending the process.
+// A home the unprivileged user can reach; a write past the size limit fails instead of killing.
 inline bool useTestHome(const QTemporaryDir &home)
 {
     umask(022);
@@ -60,9 +59,8 @@ inline bool useTestHome(const QTemporaryDir &home)
     return home.isValid() && chmod(QFile::encodeName(home.path()).constData(), 0755) == 0;
 }
 
-// Runs the operation under the fault and lifts the fault afterwards. Root writes anywhere, so a
-// read-only folder is faced as an unprivileged user; the saved identity brings root back. A host
-// may leave SIGXFSZ as it is: the writer must then not reach the limit at all.
+// Runs the operation under the fault, then lifts it; root writes anywhere, so nobody faces a
+// read-only folder. A host may leave SIGXFSZ as it is: a writer must then stop short of the limit.
 inline bool runUnder(FileFault fault, const std::function<bool()> &operation)
 {
     rlimit saved;

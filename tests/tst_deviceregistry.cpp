@@ -69,8 +69,7 @@ private slots:
         QCOMPARE(readDeviceRegistry("hostA").devices, first.mid(1));
     }
 
-    // The newest entries stay, in their order; a missing stamp is the oldest; ties keep the
-    // earlier entry. Reading keeps the newest selection only, or all where several are allowed.
+    // Newest stay, in order (unstamped oldest, ties: the earlier); one selection or all allowed.
     void capsAndSingleSelection()
     {
         const QList<DeviceRegistryEntry> four = seenAt({1, 5, -1, 3}),

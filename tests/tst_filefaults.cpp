@@ -6,10 +6,7 @@
 
 #include <QtTest>
 
-// Every writer of the program facing the same faults: a full disk (with SIGXFSZ ignored, or left
-// to end the process), a read-only folder, a target that is a symbolic link or a pipe, and links
-// planted where a temporary file might go. Then the writer's and reader's own messages and the
-// containment of names in a folder.
+// Every writer facing a full disk, a read-only folder, a linked or piped target and planted links.
 
 namespace {
 

@@ -10,8 +10,7 @@
 
 namespace {
 
-// gamepad-host as a user starts it (a home of its own, no display unless `display` names one, a
-// file size limit in bytes when not 0): its exit code, -1 on a crash.
+// gamepad-host as a user starts it, with a home of its own: its exit code, -1 on a crash.
 int runHost(QProcess &host, const QStringList &arguments, const QString &home,
             const QString &display = {}, rlim_t fileSizeLimit = 0)
 {

@@ -7,8 +7,7 @@
 
 namespace {
 
-// Itanium C++ ABI: a pointer to a virtual member function holds 1 + the byte offset of its
-// entry in the virtual table. The host calls our objects through those entries.
+// Itanium ABI: a virtual member pointer holds 1 + the offset of the table entry the host calls.
 template <typename F> qptrdiff vtableOffset(F member)
 {
     static_assert(sizeof(F) == 2 * sizeof(qptrdiff));

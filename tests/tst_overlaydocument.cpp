@@ -133,8 +133,7 @@ private slots:
         QCOMPARE(read.overlaySize, document.overlaySize);
         QCOMPARE(read.bgMode, document.bgMode);
         QCOMPARE(read.nodes, document.nodes);
-        // A link below the folder is the user's own and is written through; a name that climbs
-        // out of the folder is refused.
+        // A link below the folder is the user's, written through; a name climbing out is refused.
         QVERIFY(writeOverlayFile(profile, "linked/overlay.json", document, &error));
         QCOMPARE(json(readBytes(outside + "/overlay.json")), overlayDocumentToJson(document));
         QVERIFY(!writeOverlayFile(profile, "../overlay.json", document, &error));
@@ -143,8 +142,7 @@ private slots:
         QVERIFY(!QFileInfo::exists(dir.filePath("overlay.json")));
     }
 
-    // Only a wrong marker refuses a document; a bad member falls back to its default, and stored
-    // sizes and fractions are bounded before any placement uses them.
+    // Only a wrong marker refuses; bad members take defaults; sizes and fractions are bounded.
     void storedValues()
     {
         OverlayDocument document;

@@ -182,12 +182,10 @@ private slots:
         QVERIFY2(message.startsWith(error), qPrintable(message));
     }
 
-    // Content leaving a profile folder (export, copy, snapshot) is taken from inside it only, and
-    // whole; the message names the file and the reason.
+    // What leaves a profile folder is taken whole from inside it; messages name file and reason.
     void contentLeavingTheFolder_data()
     {
-        // Named "file, fault": the profile's file made a link leading outside or inside it, or
-        // huge.
+        // Named "file, fault": the file made a link leading outside or inside the folder, or huge.
         QTest::addColumn<QString>("error"); // %1 the file, %2 where it leads; empty: exported
         const QString out = "Impossible d’ouvrir %1 (lien symbolique vers %2, hors du dossier du "
                             "profil)";

@@ -2,8 +2,7 @@
 
 #include <QtTest>
 
-// The catalogue's ears: what happens in the roots and in the open profile's folder reaches the
-// editor as one signal per burst, without polling.
+// What happens in the roots and the open profile's folder reaches the editor once per burst.
 class TestProfileFolderWatcher : public QObject
 {
     Q_OBJECT
@@ -75,8 +74,7 @@ private slots:
         QCOMPARE(heard.mid(0, expected.size()), expected);
     }
 
-    // A root that does not exist yet is watched through the folder above it; what is no longer
-    // wanted is no longer watched.
+    // A root yet to come is watched through the folder above; what is no longer wanted is dropped.
     void rewatch()
     {
         const QString later = m_home.filePath("roots/shared/GamepadProfiles");

@@ -107,8 +107,7 @@ private slots:
             QCOMPARE(copy.calibrationMode, mode);
             QVERIFY(mode == "inherit" || QFile::remove(source.folder + "/calib.json"));
         }
-        // Nothing is taken from outside the folder: an override kept elsewhere stays behind, an
-        // overlay kept elsewhere refuses the copy.
+        // Nothing comes from outside: a linked override stays behind, a linked overlay refuses.
         const QString outside = m_home.filePath("outside/kept.json");
         QVERIFY(writeBytes(outside, "{}") && QFile::link(outside, source.folder + "/calib.json"));
         GamepadProfileMeta copy;
@@ -121,7 +120,6 @@ private slots:
     }
 
     // A shared profile: without the right it is copied to the user first and the shared one kept.
-    // A blank name and one's own profile are the profile editor's tests.
     void rename_data()
     {
         QTest::addColumn<bool>("right");

@@ -147,9 +147,7 @@ private slots:
         QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
-    // The program itself, as an administrator runs it: the login without $USER, the reference
-    // host's data location, no display needed, and a file size limit that fails the write
-    // instead of ending the process.
+    // The program as an administrator runs it: no $USER, no display, under a file size limit.
     void program_data()
     {
         QTest::addColumn<QString>("user"); // empty: unset, as in services and containers

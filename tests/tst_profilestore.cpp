@@ -142,8 +142,7 @@ private slots:
         QCOMPARE(findProfileById(id).folder, folder);
     }
 
-    // Every key written back as read, unknown ones and names that leave the folder included;
-    // "modifiedAt" is stamped. A file of another type is refused.
+    // Every key written back as read, unknown ones too, "modifiedAt" stamped; other types refused.
     void metaRoundTrip()
     {
         const QDateTime now(QDate(2024, 3, 5), QTime(10, 20, 30), Qt::UTC);
