@@ -119,34 +119,6 @@ private slots:
                  qPrintable(failed));
     }
 
-    // The file's own refusals; the creation's, passed on as they are, are the exchange tests'.
-    void hostileDocumentIsRefused_data()
-    {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("error"); // part of the message
-        QJsonObject valid{{"type", kExchangeType}, {"version", kExchangeVersion},
-                          {"name", "P"},           {"overlay", overlayDocument()},
-                          {"imageBase64", "eA=="}, {"imageExt", "png"}};
-        QByteArray padded = QJsonDocument(valid).toJson();
-        padded.append(kMaxExchangeDocumentBytes + 1 - padded.size(), ' '); // still valid JSON
-        QTest::newRow("not JSON") << QByteArray("{\"type\": ") << "JSON invalide dans";
-        QTest::newRow("file too large")
-            << padded << "Document trop volumineux (67108865 octets, limite 67108864).";
-    }
-
-    void hostileDocumentIsRefused()
-    {
-        QFETCH(QByteArray, text);
-        QFETCH(QString, error);
-        QTemporaryDir dir;
-        const QString file = dir.filePath("in.zelto.json"), root = dir.filePath("root");
-        QVERIFY(writeFileAtomic(file, text, nullptr) && QDir().mkpath(root));
-        const Run result = run({"--user-root", root, "import", file});
-        QCOMPARE(result.code, kProfilesExitFailed);
-        QVERIFY2(result.err.contains(error) && result.out.isEmpty(), qPrintable(result.err));
-        QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
-    }
-
     // The program as an administrator runs it: no $USER, no display, under a file size limit.
     void program_data()
     {
@@ -202,7 +174,8 @@ private slots:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("code");
-        QTest::newRow("help") << QStringList{"list", "--help"} << kProfilesExitSuccess;
+        QTest::addColumn<QString>("error"); // a part of the message
+        QTest::newRow("help") << QStringList{"list", "--help"} << kProfilesExitSuccess << "";
         // No command, unknown command or option, missing or empty value, extra or missing operand.
         for (const QStringList &usage : {QStringList{},
                                          {"remove", "x"},
@@ -211,17 +184,38 @@ private slots:
                                          {"--shared-root=", "list"},
                                          {"list", "--application"},
                                          {"snapshot", "--all"}})
-            QTest::addRow("'%s'", qPrintable(usage.join(' '))) << usage << kProfilesExitUsage;
+            QTest::addRow("'%s'", qPrintable(usage.join(' '))) << usage << kProfilesExitUsage << "";
+        // Files the import refuses itself; the creation's refusals, passed on, are the exchange's.
+        const QJsonObject valid{{"type", kExchangeType}, {"version", kExchangeVersion},
+                                {"name", "P"},           {"overlay", overlayDocument()},
+                                {"imageBase64", "eA=="}, {"imageExt", "png"}};
+        QByteArray padded = QJsonDocument(valid).toJson();
+        padded.append(kMaxExchangeDocumentBytes + 1 - padded.size(), ' '); // still valid JSON
+        const QString import = m_home.filePath("%1.zelto.json");
+        QVERIFY(writeBytes(import.arg(1), "{\"type\": ") && writeBytes(import.arg(2), padded));
+        const QStringList into{"--user-root", m_home.filePath("root"), "import"};
+        QTest::newRow("not JSON") << into + QStringList{import.arg(1)} << kProfilesExitFailed
+                                  << "JSON invalide dans";
+        QTest::newRow("file too large")
+            << into + QStringList{import.arg(2)} << kProfilesExitFailed
+            << "Document trop volumineux (67108865 octets, limite 67108864).";
     }
 
     void arguments()
     {
         QFETCH(QStringList, arguments);
         QFETCH(int, code);
+        QFETCH(QString, error);
+        const QString root = m_home.filePath("root");
+        QVERIFY(QDir().mkpath(root));
         const Run result = run(arguments);
         QCOMPARE(result.code, code);
-        QCOMPARE(result.out.startsWith("Usage: gamepad-profiles"), code == kProfilesExitSuccess);
+        QVERIFY(code == kProfilesExitSuccess ? result.out.startsWith("Usage: gamepad-profiles")
+                                             : result.out.isEmpty());
         QCOMPARE(result.err.isEmpty(), code == kProfilesExitSuccess);
+        QVERIFY2(result.err.contains(error), qPrintable(result.err));
+        // A refused import leaves nothing, no temporary file either.
+        QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
 private:
