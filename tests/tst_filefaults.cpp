@@ -10,15 +10,7 @@
 
 namespace {
 
-enum Fault {
-    DiskFullOverOld,
-    DiskFullNoFile,
-    DiskFullSignalNotIgnored,
-    ReadOnlyFolder,
-    LinkedTarget,
-    PipeTarget,
-    PlantedTemporary
-};
+enum Fault { FullOverOld, FullNoFile, FullSignal, ReadOnly, Linked, Piped, Planted };
 
 const QString kLong(6000, QLatin1Char('x')); // every document outgrows the size limit
 const QByteArray kOld = "{\"old\": true}\n";
@@ -69,10 +61,10 @@ WriterCase writerCase(const QString &writer, const QString &base)
 // The fault the writer meets while it runs; the others are set up in its folder beforehand.
 FileFault faultWhileWriting(Fault fault)
 {
-    return fault <= DiskFullNoFile             ? FileFault::DiskFull
-           : fault == DiskFullSignalNotIgnored ? FileFault::DiskFullSignalNotIgnored
-           : fault == ReadOnlyFolder           ? FileFault::ReadOnlyFolder
-                                               : FileFault::None;
+    return fault <= FullNoFile   ? FileFault::DiskFull
+           : fault == FullSignal ? FileFault::DiskFullSignalNotIgnored
+           : fault == ReadOnly   ? FileFault::ReadOnlyFolder
+                                 : FileFault::None;
 }
 
 } // namespace
@@ -98,22 +90,18 @@ private slots:
                                  "saveCalibrationFile", "writeProfileMeta",
                                  "writeDeviceRegistry", "writeOverlayFile",
                                  "saveMappingDocument", "copyProfileToRoot"};
-        // Each fault's name and the reason its writers give, if they fail.
-        const QList<QStringList> faults{{"disk full", "File too large"},
-                                        {"disk full, no file", "File too large"},
-                                        {"disk full, SIGXFSZ", "File too large"},
-                                        {"read-only folder", "Permission denied"},
-                                        {"linked target", ""},
-                                        {"pipe target", "not a regular file"},
-                                        {"planted links", ""}};
+        const QStringList names{"disk full",        "disk full, no file", "disk full, SIGXFSZ",
+                                "read-only folder", "linked target",      "pipe target",
+                                "planted links"};
+        const QString full = "File too large", denied = "Permission denied";
+        const QStringList reasons{full, full, full, denied, "", "not a regular file", ""};
         for (const char *writer : writers) {
-            for (int fault = DiskFullOverOld; fault <= PlantedTemporary; ++fault) {
+            for (int fault = FullOverOld; fault <= Planted; ++fault) {
                 // A copy never writes through a link: the target folder may not be the user's.
-                const bool copy =
-                    fault == LinkedTarget && QByteArray(writer) == "copyProfileToRoot";
-                QTest::addRow("%s, %s", writer, qPrintable(faults[fault][0]))
+                const bool copy = fault == Linked && QByteArray(writer) == "copyProfileToRoot";
+                QTest::addRow("%s, %s", writer, qPrintable(names[fault]))
                     << QString(writer) << fault
-                    << (copy ? "Too many levels of symbolic links" : faults[fault][1]);
+                    << (copy ? "Too many levels of symbolic links" : reasons[fault]);
             }
         }
     }
@@ -129,20 +117,20 @@ private slots:
         QVERIFY(QDir().mkpath(w.folder) && writeBytes(outside, kOld));
 
         QStringList expected{w.file};
-        if (fault == LinkedTarget)
+        if (fault == Linked)
             QVERIFY(QFile::link(outside, target));
-        else if (fault == PipeTarget)
+        else if (fault == Piped)
             QVERIFY(mkfifo(QFile::encodeName(target).constData(), 0644) == 0);
-        else if (fault != DiskFullNoFile)
+        else if (fault != FullNoFile)
             QVERIFY(writeBytes(target, kOld));
         else
             expected.clear();
-        if (fault == PlantedTemporary)
+        if (fault == Planted)
             expected += {w.file + ".tmp", "." + w.file + ".tmp"};
         for (const QString &name : expected.mid(1))
             QVERIFY(QFile::link(outside, w.folder + '/' + name));
         const QByteArray folder = QFile::encodeName(w.folder);
-        QVERIFY(fault != ReadOnlyFolder || chmod(folder.constData(), 0555) == 0);
+        QVERIFY(fault != ReadOnly || chmod(folder.constData(), 0555) == 0);
 
         QString error;
         const bool ok = runUnder(faultWhileWriting(Fault(fault)), [&] { return w.write(&error); });
@@ -157,16 +145,15 @@ private slots:
              {"Écriture incomplète dans %1 (%2)", "Impossible d’écrire %1 (%2)"}},
             {"writeLinkerJsonFileAtomic", {"Write failed for %1 (%2)", "Cannot write %1 (%2)"}}};
         if (texts.contains(writer) && !reason.isEmpty())
-            QCOMPARE(error,
-                     texts[writer][fault <= DiskFullSignalNotIgnored ? 0 : 1].arg(target, reason));
+            QCOMPARE(error, texts[writer][fault <= FullSignal ? 0 : 1].arg(target, reason));
         // Through a link, the file it leads to is replaced and the link stays.
-        QCOMPARE(readBytes(outside) == kOld, !ok || fault != LinkedTarget);
-        QCOMPARE(QFileInfo(target).isSymLink(), fault == LinkedTarget);
-        QCOMPARE(QFileInfo(target).isFile(), fault != DiskFullNoFile && fault != PipeTarget);
-        if (fault == PlantedTemporary)
+        QCOMPARE(readBytes(outside) == kOld, !ok || fault != Linked);
+        QCOMPARE(QFileInfo(target).isSymLink(), fault == Linked);
+        QCOMPARE(QFileInfo(target).isFile(), fault != FullNoFile && fault != Piped);
+        if (fault == Planted)
             QVERIFY(QFileInfo(target).size() > qint64(kFaultFileSizeLimit));
-        else if (fault != LinkedTarget && fault != PipeTarget)
-            QCOMPARE(readBytes(target), fault == DiskFullNoFile ? "<none>" : kOld);
+        else if (fault != Linked && fault != Piped)
+            QCOMPARE(readBytes(target), fault == FullNoFile ? "<none>" : kOld);
         expected.sort();
         QCOMPARE(QDir(w.folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot |
                                           QDir::System),
@@ -221,15 +208,12 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected"); // relative to the folder; empty: refused
-        for (const QStringList &row : {QStringList{"a.json", "a.json"},
-                                       {"./new/deep/a.json", "new/deep/a.json"},
-                                       {"", ""},
-                                       {"./.", ""},
-                                       {"/tmp/a.json", ""},
-                                       {"real/../../a.json", ""},
-                                       {"link/a.json", "link/a.json"},
-                                       {"real/file", "real/file"}})
-            QTest::addRow("%s", qPrintable(row[0])) << row[0] << row[1];
+        for (const char *name : {"a.json", "link/a.json", "real/file"})
+            QTest::addRow("%s", name) << QString(name) << QString(name);
+        QTest::newRow("./new/deep/a.json") << "./new/deep/a.json"
+                                           << "new/deep/a.json";
+        for (const char *refused : {"", "./.", "/tmp/a.json", "real/../../a.json"})
+            QTest::addRow("%s", refused) << QString(refused) << QString();
     }
 
     void containedFilePath()

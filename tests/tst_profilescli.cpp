@@ -177,14 +177,10 @@ private slots:
         QTest::addColumn<QString>("error"); // a part of the message
         QTest::newRow("help") << QStringList{"list", "--help"} << kProfilesExitSuccess << "";
         // No command, unknown command or option, missing or empty value, extra or missing operand.
-        for (const QStringList &usage : {QStringList{},
-                                         {"remove", "x"},
-                                         {"--root", "x", "list"},
-                                         {"list", "--user-root"},
-                                         {"--shared-root=", "list"},
-                                         {"list", "--application"},
-                                         {"snapshot", "--all"}})
-            QTest::addRow("'%s'", qPrintable(usage.join(' '))) << usage << kProfilesExitUsage << "";
+        for (const QString usage : {"", "remove x", "--root x list", "list --user-root",
+                                    "--shared-root= list", "list --application", "snapshot --all"})
+            QTest::addRow("'%s'", qPrintable(usage))
+                << usage.split(' ', Qt::SkipEmptyParts) << kProfilesExitUsage << "";
         // Files the import refuses itself; the creation's refusals, passed on, are the exchange's.
         const QJsonObject valid{{"type", kExchangeType}, {"version", kExchangeVersion},
                                 {"name", "P"},           {"overlay", overlayDocument()},
