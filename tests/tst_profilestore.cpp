@@ -156,8 +156,7 @@ private slots:
         GamepadProfileMeta meta = profileMetaFromJson(hand.object(), folder);
         QString error;
         QVERIFY(QDir().mkpath(folder) && writeProfileMeta(&meta, &error, now.toOffsetFromUtc(60)));
-        QJsonObject json;
-        QVERIFY(readJsonObjectFile(folder + "/meta.json", &json, &error) && json == hand.object());
+        QCOMPARE(QJsonDocument::fromJson(readBytes(folder + "/meta.json")).object(), hand.object());
         // Files are read only from inside the folder.
         QVERIFY(meta.imagePath() == folder + "/img/i.jpg" && meta.configPath().isEmpty());
         // Only the override mode names its file.
