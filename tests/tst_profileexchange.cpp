@@ -9,7 +9,6 @@ namespace {
 const QJsonObject kOverlay{{"type", "InteractiveOverlay"}, {"version", 4}, {"nodes", QJsonArray()}};
 const QString kLinked = "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
                         "autorisé que pour des profils non liés.";
-const QString kUnreadable = "Image illisible dans le document.";
 
 // A profile folder outside the user root, so that the user root only ever holds imports.
 GamepadProfileMeta seed(const QString &root, const QString &name, const QByteArray &image,
@@ -121,7 +120,7 @@ private slots:
             {{"overlay", QJsonObject{{"type", "InteractiveOverlay"},
                                      {"pad", QString(kMaxJsonFileBytes, 'x')}}}},
             "Overlay trop volumineux (");
-        add("invalid base64", {{"imageBase64", "AA=E"}}, kUnreadable);
+        add("invalid base64", {{"imageBase64", "AA=E"}}, "Image illisible dans le document.");
         add("image over 32 MiB",
             {{"imageBase64", QString((kMaxExchangeImageBytes + 2) / 3 * 4 + 4, 'A')}},
             "Image trop volumineuse (limite 32 Mo).");
