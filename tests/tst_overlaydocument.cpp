@@ -40,15 +40,15 @@ private slots:
         QTest::addColumn<QSize>("picture");
         QTest::addColumn<int>("mode");
         QTest::addColumn<QRect>("expected");
-        QTest::newRow("no picture") << QSize(800, 600) << QSize() << 1 << QRect(0, 0, 800, 600);
-        QTest::newRow("contain wide")
-            << QSize(801, 600) << QSize(400, 200) << 1 << QRect(0, 100, 801, 400);
-        QTest::newRow("cover, toward 0")
-            << QSize(801, 600) << QSize(400, 200) << 2 << QRect(-199, 0, 1200, 600);
-        QTest::newRow("center larger")
-            << QSize(300, 100) << QSize(401, 200) << 3 << QRect(-50, -50, 401, 200);
-        QTest::newRow("cover past int range")
-            << QSize(2000000000, 1) << QSize(1, 2) << 2 << QRect(0, -(1 << 24), 1 << 24, 1 << 24);
+        const auto row = [](const char *name, QSize widget, QSize picture, Mode mode, QRect rect) {
+            QTest::newRow(name) << widget << picture << int(mode) << rect;
+        };
+        row("no picture", {800, 600}, {}, Mode::Contain, {0, 0, 800, 600});
+        row("contain wide", {801, 600}, {400, 200}, Mode::Contain, {0, 100, 801, 400});
+        row("cover, toward 0", {801, 600}, {400, 200}, Mode::Cover, {-199, 0, 1200, 600});
+        row("center larger", {300, 100}, {401, 200}, Mode::Center, {-50, -50, 401, 200});
+        row("cover past int range", {2000000000, 1}, {1, 2}, Mode::Cover,
+            {0, -(1 << 24), 1 << 24, 1 << 24});
     }
     void backgroundRect()
     {

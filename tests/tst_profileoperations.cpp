@@ -95,9 +95,9 @@ private slots:
     {
         const GamepadProfileMeta source = seed(userProfilesRoot());
         QVERIFY(writeBytes(source.folder + "/calib.json", "{\"c\": 1}"));
+        QString error;
         for (const QString mode : {"override", "inherit"}) {
             GamepadProfileMeta copy;
-            QString error;
             QVERIFY2(duplicateProfile(source, &copy, &error), qPrintable(error));
             QCOMPARE(QFileInfo(copy.folder).absolutePath(), userProfilesRoot());
             QCOMPARE(QImage(copy.imagePath()), QImage(source.imagePath()));
@@ -111,7 +111,6 @@ private slots:
         const QString outside = m_home.filePath("outside/kept.json");
         QVERIFY(writeBytes(outside, "{}") && QFile::link(outside, source.folder + "/calib.json"));
         GamepadProfileMeta copy;
-        QString error;
         QVERIFY(duplicateProfile(source, &copy, &error) && copy.calibrationMode == "inherit");
         QVERIFY(QFile::remove(source.folder + "/overlay.json") &&
                 QFile::link(outside, source.folder + "/overlay.json"));
