@@ -3,10 +3,7 @@
 #include "joystickbackend.h"
 #include "virtualjoystickbackend.h"
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QStandardPaths>
-#include <QTemporaryDir>
+#include <QtCore>
 
 // Installs scripted controllers for one test and puts every profile folder in a throw-away home.
 class VirtualJoysticks

@@ -1,6 +1,5 @@
 #include "actionparameters.h"
 
-#include <QJsonDocument>
 #include <QtTest>
 
 static QJsonValue parse(const QString &text)

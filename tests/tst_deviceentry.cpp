@@ -9,8 +9,7 @@ class TestDeviceEntry : public QObject
 private slots:
     void initTestCase() { useThrowAwayHome(m_home); }
 
-    // A plugged controller's identity replaces the stored one and stays after it goes; a picture
-    // the user chose is kept.
+    // A plugged controller's identity replaces the stored one and stays; a user's picture is kept.
     void liveValues_data()
     {
         QTest::addColumn<bool>("customImage");

@@ -48,57 +48,53 @@ class TestEditSession : public QObject
         return answers.join(' ');
     }
 
+    // How the session ends: its state, "+" with unsaved edits, and when a save is due.
+    static QString ending(const EditSession &session)
+    {
+        const char *states[] = {"clean", "dirty", "save failed", "load failed", "gone"};
+        const std::optional<qint64> deadline = session.deadline();
+        return states[int(session.state())] + QString(session.hasUnsavedEdits() ? "+" : "") +
+               (deadline ? QString(" due@%1").arg(*deadline) : QString());
+    }
+
 private slots:
     void transitions_data()
     {
         QTest::addColumn<QString>("script");
-        QTest::addColumn<QString>("answers");
-        QTest::addColumn<int>("state");
-        QTest::addColumn<bool>("unsaved");
-        QTest::addColumn<qint64>("deadline"); // -1: none
-
-        const auto row = [](const char *name, const char *script, const char *answers, State state,
-                            bool unsaved, qint64 deadline) {
-            QTest::newRow(name) << QString(script) << QString(answers) << int(state) << unsaved
-                                << deadline;
+        QTest::addColumn<QString>("answers"); // then, after "|", how the session ends
+        const auto row = [](const char *name, const char *script, const char *answers) {
+            QTest::newRow(name) << QString(script) << QString(answers);
         };
         row("due at the deadline, not a millisecond before",
-            "due@1000000 edit@1000 due@1249 due@1250 ok due@5000", "n y n y - n", State::Clean,
-            false, -1);
-        row("restart on each edit", "edit@0 edit@100", "y y", State::Dirty, true, 350);
-        row("keep the first deadline", "keep-first edit@0 edit@100 touch", "y y y", State::Dirty,
-            true, 250);
-        row("next burst after a save", "keep-first edit@0 ok edit@400", "y - y", State::Dirty, true,
-            650);
-        row("same failure twice is told once, another reason is news",
-            "edit@0 fail:full edit@300 fail:full edit@400 fail:denied", "y news y quiet y news",
-            State::SaveFailed, true, -1);
+            "due@1000000 edit@1000 due@1249 due@1250 ok due@5000", "n y n y - n | clean");
+        row("restart on each edit; no empty start without a failed load", "edit@0 empty edit@100",
+            "y n y | dirty+ due@350");
+        row("keep the first deadline", "keep-first edit@0 edit@100 touch",
+            "y y y | dirty+ due@250");
+        row("next burst after a save", "keep-first edit@0 ok edit@400", "y - y | dirty+ due@650");
+        row("an edit retries a failed save; the same failure is told once, another reason is news",
+            "edit@0 fail:full edit@300 due@549 due@550 fail:full edit@400 fail:denied",
+            "y news y n y quiet y news | save failed+");
         row("failure after a success is news", "edit@0 fail:full ok edit@9 fail:full",
-            "y news - y news", State::SaveFailed, true, -1);
-        row("an edit retries a failed save", "edit@0 fail:full edit@300", "y news y",
-            State::SaveFailed, true, 550);
-        row("held waits for an explicit save", "edit@0 held edit@300", "y - y", State::SaveFailed,
-            true, -1);
+            "y news - y news | save failed+");
+        row("held waits for an explicit save", "edit@0 held edit@300", "y - y | save failed+");
         row("a failure keeps its file and reason until a save",
             "edit@0 fail:full why held why ok why",
-            "y news f.json:full - held:g.json:changed - :", State::Clean, false, -1);
+            "y news f.json:full - held:g.json:changed - : | clean");
         row("load failed refuses edits and writes nothing", "loadfail edit@0 touch fail:x",
-            "- n n quiet", State::LoadFailed, false, -1);
-        row("start again empty", "loadfail why empty why edit@5", "- f.json:damaged y : y",
-            State::Dirty, true, 255);
-        row("start empty needs a failed load", "edit@0 empty", "y n", State::Dirty, true, 250);
+            "- n n quiet | load failed");
+        row("start again empty", "loadfail why empty why edit@5",
+            "- f.json:damaged y : y | dirty+ due@255");
         // What a later save compares the disk with.
-        row("documents follow loads and saves",
-            "loadfail docs empty docs edit@0 ok docs reset docs",
-            "- /loaded y /loaded y - /saved - none", State::Clean, false, -1);
-        row("gone with edits keeps them, even past a save", "edit@0 gone edit@10 ok", "y news n -",
-            State::Gone, true, -1);
-        row("gone without edits is news once", "gone gone why", "news quiet folder:vanished",
-            State::Gone, false, -1);
-        row("a negative delay is none", "delay:-5 edit@42", "y", State::Dirty, true, 42);
-        row("a touch schedules nothing", "touch", "y", State::Dirty, true, -1);
-        row("reset forgets everything", "edit@0 fail:full reset why", "y news - :", State::Clean,
-            false, -1);
+        row("documents follow loads and saves; a reset forgets everything",
+            "loadfail docs empty docs edit@0 ok docs edit@1 fail:full reset why docs",
+            "- /loaded y /loaded y - /saved y news - : none | clean");
+        row("gone with edits keeps them, even past a save", "edit@0 gone edit@10 ok",
+            "y news n - | gone+");
+        row("gone without edits is news once", "gone gone why",
+            "news quiet folder:vanished | gone");
+        row("a negative delay is none", "delay:-5 edit@42", "y | dirty+ due@42");
+        row("a touch schedules nothing", "touch", "y | dirty+");
     }
 
     void transitions()
@@ -110,10 +106,8 @@ private slots:
         EditSession session(delay, script.startsWith("keep-first")
                                        ? EditSession::Coalescing::KeepFirstDeadline
                                        : EditSession::Coalescing::RestartOnEdit);
-        QTEST(play(session, script), "answers");
-        QTEST(int(session.state()), "state");
-        QTEST(session.hasUnsavedEdits(), "unsaved");
-        QTEST(session.deadline().value_or(-1), "deadline");
+        const QString answers = play(session, script);
+        QTEST(answers + " | " + ending(session), "answers");
     }
 };
 

@@ -1,57 +1,26 @@
 #include "deviceregistry.h"
-#include "jsonfile.h"
+#include "filetestsupport.h"
 #include "mappingdocument.h"
 #include "overlaydocument.h"
 #include "profilemeta.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
-#include <csignal>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <functional>
-
-// Every writer of the program facing the same faults: a full disk (with SIGXFSZ ignored, or left
-// to end the process), a read-only folder, a target that is a symbolic link or a pipe, and links
-// planted where a temporary file might go. Then the writer's and reader's own messages and the
-// containment of names in a folder.
+// Every writer facing a full disk, a read-only folder, a linked or piped target and planted links.
 
 namespace {
 
-enum Fault {
-    DiskFullOverOld,
-    DiskFullNoFile,
-    DiskFullSignalNotIgnored,
-    ReadOnlyFolder,
-    LinkedTarget,
-    PipeTarget,
-    PlantedTemporary
-};
+enum Fault { FullOverOld, FullNoFile, FullSignal, ReadOnly, Linked, Piped, Planted };
 
-constexpr rlim_t kFileSizeLimit = 4096;
 const QString kLong(6000, QLatin1Char('x')); // every document outgrows the size limit
 const QByteArray kOld = "{\"old\": true}\n";
 
-// One writer, ready to write a document larger than kFileSizeLimit to `folder`/`file`.
+// One writer, ready to write a document larger than kFaultFileSizeLimit to `folder`/`file`.
 struct WriterCase
 {
     QString folder, file;
     std::function<bool(QString *)> write;
 };
-
-bool writeBytes(const QString &path, const QByteArray &bytes)
-{
-    return QDir().mkpath(QFileInfo(path).absolutePath()) && writeFileAtomic(path, bytes, nullptr);
-}
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
-}
 
 WriterCase writerCase(const QString &writer, const QString &base)
 {
@@ -89,23 +58,13 @@ WriterCase writerCase(const QString &writer, const QString &base)
     return w;
 }
 
-// Runs the write under the fault and lifts the fault afterwards. Root writes anywhere, so a
-// read-only folder is faced as an unprivileged user; the saved identity brings root back.
-bool writeUnder(Fault fault, const WriterCase &writer, QString *error)
+// The fault the writer meets while it runs; the others are set up in its folder beforehand.
+FileFault faultWhileWriting(Fault fault)
 {
-    rlimit saved;
-    getrlimit(RLIMIT_FSIZE, &saved);
-    const rlimit small{kFileSizeLimit, saved.rlim_max};
-    const bool limited = fault <= DiskFullSignalNotIgnored && setrlimit(RLIMIT_FSIZE, &small) == 0;
-    const bool asNobody = fault == ReadOnlyFolder && geteuid() == 0 && seteuid(65534) == 0;
-    // A host may leave SIGXFSZ as it is: the writer must then not reach the limit at all.
-    if (fault == DiskFullSignalNotIgnored)
-        std::signal(SIGXFSZ, SIG_DFL);
-    const bool written = writer.write(error);
-    std::signal(SIGXFSZ, SIG_IGN);
-    if ((asNobody && seteuid(0) != 0) || (limited && setrlimit(RLIMIT_FSIZE, &saved) != 0))
-        qFatal("cannot lift the fault");
-    return written;
+    return fault <= FullNoFile   ? FileFault::DiskFull
+           : fault == FullSignal ? FileFault::DiskFullSignalNotIgnored
+           : fault == ReadOnly   ? FileFault::ReadOnlyFolder
+                                 : FileFault::None;
 }
 
 } // namespace
@@ -117,15 +76,8 @@ class TestFileFaults : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_home.isValid());
-        // The unprivileged user must reach the folders it is refused to write in.
-        QVERIFY(chmod(QFile::encodeName(m_home.path()).constData(), 0755) == 0);
-        umask(022);
-        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails instead
-        qputenv("HOME", QFile::encodeName(m_home.path()));
-        QStandardPaths::setTestModeEnabled(true);
-        qApp->setProperty("kx.currentLogin", "tester");
-        QLoggingCategory::setFilterRules("kx.plugin.gamepad.ui.warning=false");
+        QVERIFY(useTestHome(m_home));
+        setHost("tester");
         QVERIFY(configurationRoot().startsWith(m_home.path()));
     }
 
@@ -138,22 +90,16 @@ private slots:
                                  "saveCalibrationFile", "writeProfileMeta",
                                  "writeDeviceRegistry", "writeOverlayFile",
                                  "saveMappingDocument", "copyProfileToRoot"};
-        const QStringList reasons{"File too large",
-                                  "File too large",
-                                  "File too large",
-                                  "Permission denied",
-                                  "",
-                                  "not a regular file",
-                                  ""};
-        const char *names[] = {"disk full",        "disk full, no file", "disk full, SIGXFSZ",
-                               "read-only folder", "linked target",      "pipe target",
-                               "planted links"};
+        const QStringList names{"disk full",        "disk full, no file", "disk full, SIGXFSZ",
+                                "read-only folder", "linked target",      "pipe target",
+                                "planted links"};
+        const QString full = "File too large", denied = "Permission denied";
+        const QStringList reasons{full, full, full, denied, "", "not a regular file", ""};
         for (const char *writer : writers) {
-            for (int fault = DiskFullOverOld; fault <= PlantedTemporary; ++fault) {
+            for (int fault = FullOverOld; fault <= Planted; ++fault) {
                 // A copy never writes through a link: the target folder may not be the user's.
-                const bool copy =
-                    fault == LinkedTarget && QByteArray(writer) == "copyProfileToRoot";
-                QTest::addRow("%s, %s", writer, names[fault])
+                const bool copy = fault == Linked && QByteArray(writer) == "copyProfileToRoot";
+                QTest::addRow("%s, %s", writer, qPrintable(names[fault]))
                     << QString(writer) << fault
                     << (copy ? "Too many levels of symbolic links" : reasons[fault]);
             }
@@ -171,23 +117,23 @@ private slots:
         QVERIFY(QDir().mkpath(w.folder) && writeBytes(outside, kOld));
 
         QStringList expected{w.file};
-        if (fault == LinkedTarget)
+        if (fault == Linked)
             QVERIFY(QFile::link(outside, target));
-        else if (fault == PipeTarget)
+        else if (fault == Piped)
             QVERIFY(mkfifo(QFile::encodeName(target).constData(), 0644) == 0);
-        else if (fault != DiskFullNoFile)
+        else if (fault != FullNoFile)
             QVERIFY(writeBytes(target, kOld));
         else
             expected.clear();
-        if (fault == PlantedTemporary)
+        if (fault == Planted)
             expected += {w.file + ".tmp", "." + w.file + ".tmp"};
         for (const QString &name : expected.mid(1))
             QVERIFY(QFile::link(outside, w.folder + '/' + name));
         const QByteArray folder = QFile::encodeName(w.folder);
-        QVERIFY(fault != ReadOnlyFolder || chmod(folder.constData(), 0555) == 0);
+        QVERIFY(fault != ReadOnly || chmod(folder.constData(), 0555) == 0);
 
         QString error;
-        const bool ok = writeUnder(Fault(fault), w, &error);
+        const bool ok = runUnder(faultWhileWriting(Fault(fault)), [&] { return w.write(&error); });
         chmod(folder.constData(), 0755);
 
         QCOMPARE(ok, reason.isEmpty());
@@ -199,16 +145,15 @@ private slots:
              {"Écriture incomplète dans %1 (%2)", "Impossible d’écrire %1 (%2)"}},
             {"writeLinkerJsonFileAtomic", {"Write failed for %1 (%2)", "Cannot write %1 (%2)"}}};
         if (texts.contains(writer) && !reason.isEmpty())
-            QCOMPARE(error,
-                     texts[writer][fault <= DiskFullSignalNotIgnored ? 0 : 1].arg(target, reason));
+            QCOMPARE(error, texts[writer][fault <= FullSignal ? 0 : 1].arg(target, reason));
         // Through a link, the file it leads to is replaced and the link stays.
-        QCOMPARE(readBytes(outside) == kOld, !ok || fault != LinkedTarget);
-        QCOMPARE(QFileInfo(target).isSymLink(), fault == LinkedTarget);
-        QCOMPARE(QFileInfo(target).isFile(), fault != DiskFullNoFile && fault != PipeTarget);
-        if (fault == PlantedTemporary)
-            QVERIFY(QFileInfo(target).size() > qint64(kFileSizeLimit));
-        else if (fault != LinkedTarget && fault != PipeTarget)
-            QCOMPARE(readBytes(target), fault == DiskFullNoFile ? "<none>" : kOld);
+        QCOMPARE(readBytes(outside) == kOld, !ok || fault != Linked);
+        QCOMPARE(QFileInfo(target).isSymLink(), fault == Linked);
+        QCOMPARE(QFileInfo(target).isFile(), fault != FullNoFile && fault != Piped);
+        if (fault == Planted)
+            QVERIFY(QFileInfo(target).size() > qint64(kFaultFileSizeLimit));
+        else if (fault != Linked && fault != Piped)
+            QCOMPARE(readBytes(target), fault == FullNoFile ? "<none>" : kOld);
         expected.sort();
         QCOMPARE(QDir(w.folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot |
                                           QDir::System),
@@ -263,15 +208,12 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected"); // relative to the folder; empty: refused
-        for (const QStringList &row : {QStringList{"a.json", "a.json"},
-                                       {"./new/deep/a.json", "new/deep/a.json"},
-                                       {"", ""},
-                                       {"./.", ""},
-                                       {"/tmp/a.json", ""},
-                                       {"real/../../a.json", ""},
-                                       {"link/a.json", "link/a.json"},
-                                       {"real/file", "real/file"}})
-            QTest::addRow("%s", qPrintable(row[0])) << row[0] << row[1];
+        for (const char *name : {"a.json", "link/a.json", "real/file"})
+            QTest::addRow("%s", name) << QString(name) << QString(name);
+        QTest::newRow("./new/deep/a.json") << "./new/deep/a.json"
+                                           << "new/deep/a.json";
+        for (const char *refused : {"", "./.", "/tmp/a.json", "real/../../a.json"})
+            QTest::addRow("%s", refused) << QString(refused) << QString();
     }
 
     void containedFilePath()

@@ -13,6 +13,11 @@ static Cal parsed(const QJsonArray &axes, const QJsonArray &buttons, const QJson
         nullptr, nullptr, axisCount, buttonCount);
 }
 
+static QJsonObject json(const char *text)
+{
+    return QJsonDocument::fromJson(text).object();
+}
+
 // The key `key` of the first axis, button or gate, as written back.
 static QJsonValue writtenAt(const Cal &cal, const QString &key)
 {
@@ -96,21 +101,16 @@ private slots:
     // Every key away from its default: read into its field, written back under its name.
     void roundTrip()
     {
-        const QJsonObject axis = {
-            {"enabled", false},       {"mode", "trigger"},   {"restRaw", -12.5},
-            {"deadzoneRadius", 4.25}, {"invert", true},      {"curvePreset", "custom"},
-            {"gamma", 2.5},           {"outputScale", 3.5},  {"outputOffset", -7.25},
-            {"negativeRaw", -80.5},   {"positiveRaw", 70.5}, {"activeRaw", 60.5},
-            {"publishMode", "always"}};
-        const QJsonObject button = {{"enabled", false},      {"emitOnPress", false},
-                                    {"emitOnRelease", true}, {"debounceMs", 25},
-                                    {"repeatOnPress", true}, {"repeatOnRelease", true},
-                                    {"repeatDelayMs", 500},  {"repeatIntervalMs", 40}};
-        const QJsonObject gate = {
-            {"enabled", false},     {"key", "aim"},       {"source2dKey", "stick_l"},
-            {"xAxis", 2},           {"yAxis", 0},         {"centerX", -10.5},
-            {"centerY", 20.5},      {"radius", 30.5},     {"hysteresis", 2.5},
-            {"emitOnEnter", false}, {"emitOnExit", true}, {"invertOutput", true}};
+        const QJsonObject axis = json(R"({"enabled": false, "mode": "trigger", "restRaw": -12.5,
+            "deadzoneRadius": 4.25, "invert": true, "curvePreset": "custom", "gamma": 2.5,
+            "outputScale": 3.5, "outputOffset": -7.25, "negativeRaw": -80.5, "positiveRaw": 70.5,
+            "activeRaw": 60.5, "publishMode": "always"})");
+        const QJsonObject button = json(R"({"enabled": false, "emitOnPress": false,
+            "emitOnRelease": true, "debounceMs": 25, "repeatOnPress": true,
+            "repeatOnRelease": true, "repeatDelayMs": 500, "repeatIntervalMs": 40})");
+        const QJsonObject gate = json(R"({"enabled": false, "key": "aim", "source2dKey": "stick_l",
+            "xAxis": 2, "yAxis": 0, "centerX": -10.5, "centerY": 20.5, "radius": 30.5,
+            "hysteresis": 2.5, "emitOnEnter": false, "emitOnExit": true, "invertOutput": true})");
         const Cal cal = parsed({QJsonObject(), axis}, {button}, {gate}, 3, 5);
         QJsonObject doc = calibrationToJson(cal, {" Pad ", 0x45E, 0x28E}, " {1234} ");
         QVERIFY(doc["axes"].toArray().size() == 8 && doc["buttons"].toArray().size() == 32);
@@ -119,10 +119,8 @@ private slots:
         QCOMPARE(doc["gates"], QJsonValue(QJsonArray{gate}));
         for (const char *list : {"axes", "buttons", "gates"})
             doc.remove(list);
-        const QJsonObject header = {{"type", "GamepadCalibration"}, {"version", 3},
-                                    {"deviceName", "Pad"},          {"vendorId", "0x045e"},
-                                    {"productId", "0x028e"},        {"profileId", "{1234}"}};
-        QCOMPARE(doc, header);
+        QCOMPARE(doc, json(R"({"type": "GamepadCalibration", "version": 3, "deviceName": "Pad",
+            "vendorId": "0x045e", "productId": "0x028e", "profileId": "{1234}"})"));
         doc = calibrationToJson(cal, {"  ", 0, 0}, " ");
         for (const char *key : {"deviceName", "vendorId", "productId", "profileId"})
             QVERIFY2(!doc.contains(key), key);

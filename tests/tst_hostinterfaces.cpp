@@ -7,8 +7,7 @@
 
 namespace {
 
-// Itanium C++ ABI: a pointer to a virtual member function holds 1 + the byte offset of its
-// entry in the virtual table. The host calls our objects through those entries.
+// Itanium ABI: a virtual member pointer holds 1 + the offset of the table entry the host calls.
 template <typename F> qptrdiff vtableOffset(F member)
 {
     static_assert(sizeof(F) == 2 * sizeof(qptrdiff));
@@ -23,9 +22,10 @@ struct QObjectProbe : QObject
 };
 
 // Our entries must follow QObject's own ones, one after the other, in the listed order.
-void verifyFollowQObjectInOrder(QList<qptrdiff> offsets)
+template <typename... F> void verifyFollowQObjectInOrder(F... members)
 {
-    offsets.prepend(vtableOffset(&QObjectProbe::disconnectNotify));
+    const QList<qptrdiff> offsets{vtableOffset(&QObjectProbe::disconnectNotify),
+                                  vtableOffset(members)...};
     for (int i = 1; i < offsets.size(); ++i)
         QCOMPARE(offsets.at(i) - offsets.at(i - 1), qptrdiff(sizeof(void *)));
 }
@@ -39,19 +39,13 @@ private slots:
     void virtualSlotOrder()
     {
         using D = IComInterface;
-        verifyFollowQObjectInOrder({vtableOffset(&D::start), vtableOffset(&D::stop),
-                                    vtableOffset(&D::close), vtableOffset(&D::reservedSlot4),
-                                    vtableOffset(&D::info), vtableOffset(&D::reservedSlot6),
-                                    vtableOffset(&D::setParameter), vtableOffset(&D::deviceType),
-                                    vtableOffset(&D::noCodeApp), vtableOffset(&D::value),
-                                    vtableOffset(&D::status), vtableOffset(&D::functions)});
+        verifyFollowQObjectInOrder(&D::start, &D::stop, &D::close, &D::reservedSlot4, &D::info,
+                                   &D::reservedSlot6, &D::setParameter, &D::deviceType,
+                                   &D::noCodeApp, &D::value, &D::status, &D::functions);
         using P = IComInterfaceModelProvider;
-        verifyFollowQObjectInOrder(
-            {vtableOffset(&P::vendor), vtableOffset(&P::name), vtableOffset(&P::model),
-             vtableOffset(&P::itemDelegate), vtableOffset(&P::selectedInterfaces),
-             vtableOffset(&P::configurationWindow), vtableOffset(&P::reservedA),
-             vtableOffset(&P::reservedB), vtableOffset(&P::services), vtableOffset(&P::setServices),
-             vtableOffset(&P::icon)});
+        verifyFollowQObjectInOrder(&P::vendor, &P::name, &P::model, &P::itemDelegate,
+                                   &P::selectedInterfaces, &P::configurationWindow, &P::reservedA,
+                                   &P::reservedB, &P::services, &P::setServices, &P::icon);
     }
 };
 

@@ -1,17 +1,7 @@
 #include "sfmljoystickbackend.h"
 
 #include <QGuiApplication>
-#include <QScopeGuard>
 #include <QtTest>
-
-// Sets DISPLAY, or removes it when `value` is empty.
-static void setDisplay(const QByteArray &value)
-{
-    if (value.isEmpty())
-        qunsetenv("DISPLAY");
-    else
-        qputenv("DISPLAY", value);
-}
 
 class TestJoystickBackend : public QObject
 {
@@ -35,7 +25,10 @@ private slots:
     {
         if (QGuiApplication::platformName() != QLatin1String("offscreen"))
             QSKIP("Needs QT_QPA_PLATFORM=offscreen");
-        const auto restore = qScopeGuard([saved = qgetenv("DISPLAY")] { setDisplay(saved); });
+        const auto setDisplay = [](const QByteArray &value) {
+            return value.isEmpty() ? qunsetenv("DISPLAY") : qputenv("DISPLAY", value);
+        };
+        const auto restore = qScopeGuard([&, saved = qgetenv("DISPLAY")] { setDisplay(saved); });
         for (const QByteArray &display : {QByteArray(), QByteArray(":97")}) {
             setDisplay(display);
             SfmlJoystickBackend backend;

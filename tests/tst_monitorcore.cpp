@@ -1,4 +1,5 @@
 #include "calibrationsources.h"
+#include "filetestsupport.h"
 #include "monitorcore.h"
 #include "runtimetestsupport.h"
 
@@ -55,13 +56,11 @@ private slots:
     void arguments()
     {
         QFETCH(QStringList, arguments);
-        QFETCH(int, durationMs);
         QFETCH(QString, error);
-
         QString message;
         const std::optional<MonitorOptions> options =
             parseMonitorArguments(QStringList{"gamepad-monitor"} + arguments, &message);
-        QCOMPARE(options ? options->durationMs : -1, durationMs);
+        QTEST(options ? options->durationMs : -1, "durationMs");
         QVERIFY2(message.contains(error), qPrintable(message));
     }
 
@@ -73,9 +72,7 @@ private slots:
         const GamepadDeviceIdentity recorded{"Rec Pad", 0x45e, 0x28e};
         QVERIFY(
             saveCalibrationFile(baseCalibrationWritePath(recorded), wide, recorded, {}, nullptr));
-        QFile file(QStringLiteral(GAMEPAD_TEST_DATA "/replay_sample.jsonl"));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray sample = file.readAll();
+        const QByteArray sample = readBytes(GAMEPAD_TEST_DATA "/replay_sample.jsonl");
         QCOMPARE(
             replay(sample),
             QStringList({QString::number(kExitSuccess),

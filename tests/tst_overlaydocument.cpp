@@ -1,24 +1,14 @@
-#include "jsonfile.h"
+#include "filetestsupport.h"
 #include "overlaydocument.h"
 
-#include <QJsonDocument>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using Mode = BackgroundScaleMode;
 const OverlayReadContext kContext{QSize(800, 600), QSize(400, 200)};
 
-QJsonObject json(const char *text)
+QJsonObject json(const QByteArray &text)
 {
     return QJsonDocument::fromJson(text).object();
-}
-
-// A file of the test data folder, or any file by absolute path.
-QJsonObject readSample(const QString &name)
-{
-    QJsonObject object;
-    readJsonObjectFile(QDir(GAMEPAD_TEST_DATA).filePath(name), &object, nullptr);
-    return object;
 }
 
 // "kind/title/publish mode/s(plit)f(reeAspect)" then "key j|b deviceId packetId" per slot.
@@ -50,15 +40,15 @@ private slots:
         QTest::addColumn<QSize>("picture");
         QTest::addColumn<int>("mode");
         QTest::addColumn<QRect>("expected");
-        QTest::newRow("no picture") << QSize(800, 600) << QSize() << 1 << QRect(0, 0, 800, 600);
-        QTest::newRow("contain wide")
-            << QSize(801, 600) << QSize(400, 200) << 1 << QRect(0, 100, 801, 400);
-        QTest::newRow("cover, toward 0")
-            << QSize(801, 600) << QSize(400, 200) << 2 << QRect(-199, 0, 1200, 600);
-        QTest::newRow("center larger")
-            << QSize(300, 100) << QSize(401, 200) << 3 << QRect(-50, -50, 401, 200);
-        QTest::newRow("cover past int range")
-            << QSize(2000000000, 1) << QSize(1, 2) << 2 << QRect(0, -(1 << 24), 1 << 24, 1 << 24);
+        const auto row = [](const char *name, QSize widget, QSize picture, Mode mode, QRect rect) {
+            QTest::newRow(name) << widget << picture << int(mode) << rect;
+        };
+        row("no picture", {800, 600}, {}, Mode::Contain, {0, 0, 800, 600});
+        row("contain wide", {801, 600}, {400, 200}, Mode::Contain, {0, 100, 801, 400});
+        row("cover, toward 0", {801, 600}, {400, 200}, Mode::Cover, {-199, 0, 1200, 600});
+        row("center larger", {300, 100}, {401, 200}, Mode::Center, {-50, -50, 401, 200});
+        row("cover past int range", {2000000000, 1}, {1, 2}, Mode::Cover,
+            {0, -(1 << 24), 1 << 24, 1 << 24});
     }
     void backgroundRect()
     {
@@ -114,7 +104,8 @@ private slots:
     {
         QFETCH(QString, file);
         OverlayDocument document;
-        QVERIFY(overlayDocumentFromJson(readSample(file), kContext, &document));
+        QVERIFY(overlayDocumentFromJson(json(readBytes(GAMEPAD_TEST_DATA "/" + file)), kContext,
+                                        &document));
         QTEST(describe(document), "nodes");
         const QRect bg =
             ::backgroundRect(document.overlaySize, kContext.pictureSize, document.bgMode);
@@ -138,22 +129,20 @@ private slots:
         QString error;
         QVERIFY2(writeOverlayFile(profile, "overlay.json", document, &error), qPrintable(error));
         OverlayDocument read;
-        QVERIFY(overlayDocumentFromJson(readSample(profile + "/overlay.json"), {}, &read));
+        QVERIFY(overlayDocumentFromJson(json(readBytes(profile + "/overlay.json")), {}, &read));
         QCOMPARE(read.overlaySize, document.overlaySize);
         QCOMPARE(read.bgMode, document.bgMode);
         QCOMPARE(read.nodes, document.nodes);
-        // A link below the folder is the user's own and is written through; a name that climbs
-        // out of the folder is refused.
+        // A link below the folder is the user's, written through; a name climbing out is refused.
         QVERIFY(writeOverlayFile(profile, "linked/overlay.json", document, &error));
-        QCOMPARE(readSample(outside + "/overlay.json"), overlayDocumentToJson(document));
+        QCOMPARE(json(readBytes(outside + "/overlay.json")), overlayDocumentToJson(document));
         QVERIFY(!writeOverlayFile(profile, "../overlay.json", document, &error));
-        QCOMPARE(error, "Écriture refusée hors du dossier du profil " + profile +
-                            " : ../overlay.json");
+        QCOMPARE(error,
+                 "Écriture refusée hors du dossier du profil " + profile + " : ../overlay.json");
         QVERIFY(!QFileInfo::exists(dir.filePath("overlay.json")));
     }
 
-    // Only a wrong marker refuses a document; a bad member falls back to its default, and stored
-    // sizes and fractions are bounded before any placement uses them.
+    // Only a wrong marker refuses; bad members take defaults; sizes and fractions are bounded.
     void storedValues()
     {
         OverlayDocument document;

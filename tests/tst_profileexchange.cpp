@@ -1,33 +1,14 @@
-#include "jsonfile.h"
+#include "filetestsupport.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
 
 #include <QtTest>
-
-#include <csignal>
-#include <sys/resource.h>
 
 namespace {
 
 const QJsonObject kOverlay{{"type", "InteractiveOverlay"}, {"version", 4}, {"nodes", QJsonArray()}};
 const QString kLinked = "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
                         "autorisé que pour des profils non liés.";
-const QString kUnreadable = "Image illisible dans le document.";
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
-}
-
-QByteArray encoded(const QSize &size, const QColor &colour, const char *format)
-{
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    return buffer.open(QIODevice::WriteOnly) && image.save(&buffer, format) ? bytes : QByteArray();
-}
 
 // A profile folder outside the user root, so that the user root only ever holds imports.
 GamepadProfileMeta seed(const QString &root, const QString &name, const QByteArray &image,
@@ -39,8 +20,7 @@ GamepadProfileMeta seed(const QString &root, const QString &name, const QByteArr
     meta.folder = root + '/' + meta.id.toString(QUuid::WithoutBraces);
     meta.imageFile = imageFile;
     const bool ok =
-        QDir().mkpath(meta.folder) &&
-        writeFileAtomic(meta.folder + '/' + imageFile, image, nullptr) &&
+        writeBytes(meta.folder + '/' + imageFile, image) &&
         (overlay.isEmpty() || writeJsonFileAtomic(meta.folder + "/overlay.json", overlay, nullptr));
     return ok ? meta : GamepadProfileMeta();
 }
@@ -86,10 +66,8 @@ class TestProfileExchange : public QObject
 private slots:
     void initTestCase()
     {
-        qputenv("HOME", home.path().toLocal8Bit());
-        QStandardPaths::setTestModeEnabled(true);
-        qApp->setProperty("kx.currentLogin", "alice");
-        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails instead
+        QVERIFY(useTestHome(home));
+        setHost("alice");
     }
     void init() { QDir(outDir).removeRecursively(); }
 
@@ -98,7 +76,7 @@ private slots:
         QTest::addColumn<QString>("imageFile");
         QTest::addColumn<QByteArray>("image");
         QTest::addColumn<QString>("stored");
-        QTest::newRow("jpeg") << "Photo.JPG" << encoded({8, 6}, Qt::red, "jpeg") << "image.jpg";
+        QTest::newRow("jpeg") << "Photo.JPG" << encoded("jpeg") << "image.jpg";
         QTest::newRow("odd bytes")
             << "image.bmp" << QByteArray("\x00\xff\x89PNG\r\n\x1a?", 11) << "image.bmp";
         QTest::newRow("no picture") << "image.png" << QByteArray() << "image.png";
@@ -142,7 +120,7 @@ private slots:
             {{"overlay", QJsonObject{{"type", "InteractiveOverlay"},
                                      {"pad", QString(kMaxJsonFileBytes, 'x')}}}},
             "Overlay trop volumineux (");
-        add("invalid base64", {{"imageBase64", "AA=E"}}, kUnreadable);
+        add("invalid base64", {{"imageBase64", "AA=E"}}, "Image illisible dans le document.");
         add("image over 32 MiB",
             {{"imageBase64", QString((kMaxExchangeImageBytes + 2) / 3 * 4 + 4, 'A')}},
             "Image trop volumineuse (limite 32 Mo).");
@@ -158,14 +136,10 @@ private slots:
         const QStringList before = allEntries();
         GamepadProfileMeta meta;
         QString message = "untouched";
-        rlimit saved;
-        getrlimit(RLIMIT_FSIZE, &saved);
-        const rlimit small{4096, saved.rlim_max};
         const QString tag = QTest::currentDataTag();
-        const bool limited = tag.endsWith("write fails");
-        QVERIFY(!limited || setrlimit(RLIMIT_FSIZE, &small) == 0);
-        const bool done = createProfileFromExchange(document(patch), &meta, &message);
-        QVERIFY(!limited || setrlimit(RLIMIT_FSIZE, &saved) == 0);
+        const FileFault fault = tag.endsWith("write fails") ? FileFault::DiskFull : FileFault::None;
+        const bool done = runUnder(
+            fault, [&] { return createProfileFromExchange(document(patch), &meta, &message); });
         QCOMPARE(done, error.isNull());
         QVERIFY2(done || (error.isEmpty() ? message.isEmpty() : message.startsWith(error)),
                  qPrintable(message));
@@ -187,7 +161,6 @@ private slots:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("error");
-        const QString invalid = "Données presse‑papier invalides (";
         QByteArray huge = QJsonDocument(document()).toJson(QJsonDocument::Compact);
         huge.append(QByteArray(kMaxExchangeDocumentBytes + 1 - huge.size(), ' '));
         QTest::newRow("over 64 MiB")
@@ -195,7 +168,7 @@ private slots:
         QTest::newRow("deep nesting")
             << "{\"type\":\"ZeltoGamepad\",\"overlay\":" + QByteArray(5000, '[') +
                    QByteArray(5000, ']') + '}'
-            << invalid;
+            << "Données presse‑papier invalides (";
         QTest::newRow("other type")
             << QByteArray("{\"type\":\"zeltoGamepad\"}") << "Type inattendu dans le presse‑papier.";
     }
@@ -208,31 +181,27 @@ private slots:
         QVERIFY2(message.startsWith(error), qPrintable(message));
     }
 
-    // Content leaving a profile folder (export, copy, snapshot) is taken from inside it only, and
-    // whole; the message names the file and the reason.
+    // What leaves a profile folder is taken whole from inside it; messages name file and reason.
     void contentLeavingTheFolder_data()
     {
-        QTest::addColumn<QString>("file");  // the file of the profile made a link, or made huge
-        QTest::addColumn<QString>("fault"); // "outside", "inside": where its link leads; "huge"
+        // Named "file, fault": the file made a link leading outside or inside the folder, or huge.
         QTest::addColumn<QString>("error"); // %1 the file, %2 where it leads; empty: exported
         const QString out = "Impossible d’ouvrir %1 (lien symbolique vers %2, hors du dossier du "
                             "profil)";
         for (const char *file : {"image.png", "overlay.json"}) {
-            QTest::addRow("%s, outside", file) << file << "outside" << out;
-            QTest::addRow("%s, inside", file) << file << "inside" << QString();
+            QTest::addRow("%s, outside", file) << out;
+            QTest::addRow("%s, inside", file) << QString();
         }
-        QTest::newRow("picture over 32 MiB")
-            << "image.png"
-            << "huge"
+        QTest::newRow("image.png, huge")
             << "Image trop volumineuse (33554433 octets, limite 32 Mo) : %1";
     }
     void contentLeavingTheFolder()
     {
-        QFETCH(QString, file);
-        QFETCH(QString, fault);
+        const QString tag = QTest::currentDataTag();
+        const QString file = tag.section(", ", 0, 0), fault = tag.section(", ", 1);
         QFETCH(QString, error);
         const GamepadProfileMeta profile =
-            seed(sources, "Pad", encoded({4, 3}, Qt::red, "png"), "image.png", kOverlay);
+            seed(sources, "Pad", encoded("png", {4, 3}), "image.png", kOverlay);
         const QString path = profile.folder + '/' + file;
         const QString target = (fault == "outside" ? sources : profile.folder) + "/kept-" + file;
         if (fault == "huge")
@@ -259,7 +228,7 @@ private slots:
             "coordSpace": "background", "overlaySize": {"w": 400, "h": 300}, "bgMode": "Stretch",
             "nodes": [{"kind": "button", "geometry": {"x": 0.5, "y": 0.5, "w": 0.2, "h": 0.2}}]})");
         QJsonObject overlay = stored.object();
-        const QByteArray blue = encoded({40, 30}, Qt::blue, "png");
+        const QByteArray blue = encoded("png", {40, 30}, Qt::blue);
         const QList<GamepadProfileMeta> profiles{seed(sources, "Pad", blue, "image.png", overlay),
                                                  seed(sources, "Pad", {}, "image.png", overlay),
                                                  seed(sources, "a/b:c", {}, "image.png", kOverlay)};

@@ -1,52 +1,18 @@
-#include "jsonfile.h"
+#include "filetestsupport.h"
 #include "overlaybindings.h"
 #include "profileoperations.h"
 
 #include <QImageReader>
 #include <QtTest>
 
-#include <csignal>
-#include <functional>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace {
 
-enum Fault { NoLogin, ReadOnlyFolder, DiskFull };
-
-const QString kLong(6000, QLatin1Char('x')); // outgrows the disk-full limit of 4096 bytes
+const QString kLong(6000, QLatin1Char('x')); // outgrows the disk-full limit
 const QJsonObject kOverlay{{"type", "InteractiveOverlay"}, {"version", 4}};
-
-void setHost(const QString &login, bool sharedRight = false)
-{
-    QCoreApplication::instance()->setProperty("kx.currentLogin", login);
-    QCoreApplication::instance()->setProperty("kx.canEditSharedGamepads", sharedRight);
-}
-
-bool writeBytes(const QString &path, const QByteArray &bytes)
-{
-    return QDir().mkpath(QFileInfo(path).absolutePath()) && writeFileAtomic(path, bytes, nullptr);
-}
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
-}
 
 QJsonObject readJson(const QString &path)
 {
     return QJsonDocument::fromJson(readBytes(path)).object();
-}
-
-QByteArray encoded(const char *format)
-{
-    QImage image(8, 6, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    return buffer.open(QIODevice::WriteOnly) && image.save(&buffer, format) ? bytes : QByteArray();
 }
 
 // A profile "Pad" whose "meta.json" outgrows a full disk; its override "calib.json" is not written.
@@ -76,21 +42,6 @@ QMap<QString, QByteArray> snapshot(const QString &folder)
     return files;
 }
 
-// Runs the operation under the fault and lifts the fault afterwards. Root writes anywhere, so a
-// read-only folder is faced as an unprivileged user; the saved identity brings root back.
-bool runUnder(Fault fault, const std::function<bool()> &operation)
-{
-    rlimit saved;
-    getrlimit(RLIMIT_FSIZE, &saved);
-    const rlimit small{4096, saved.rlim_max};
-    const bool limited = fault == DiskFull && setrlimit(RLIMIT_FSIZE, &small) == 0;
-    const bool asNobody = fault == ReadOnlyFolder && geteuid() == 0 && seteuid(65534) == 0;
-    const bool result = operation();
-    if ((asNobody && seteuid(0) != 0) || (limited && setrlimit(RLIMIT_FSIZE, &saved) != 0))
-        qFatal("cannot lift the fault");
-    return result;
-}
-
 } // namespace
 
 class TestProfileOperations : public QObject
@@ -100,19 +51,11 @@ class TestProfileOperations : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(m_home.isValid());
-        // The unprivileged user must reach the folders it is refused to write in.
-        QVERIFY(chmod(QFile::encodeName(m_home.path()).constData(), 0755) == 0);
-        umask(022);
-        qputenv("HOME", QFile::encodeName(m_home.path()));
-        QStandardPaths::setTestModeEnabled(true);
-        std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails instead
-        QLoggingCategory::setFilterRules("kx.plugin.gamepad.ui.warning=false");
+        QVERIFY(useTestHome(m_home));
         QVERIFY(writeBytes(m_png, encoded("png")) && writeBytes(m_jpg, encoded("jpeg")));
-        setHost("tester");
     }
 
-    void cleanup()
+    void init()
     {
         setHost("tester");
         QVERIFY(configurationRoot().startsWith(m_home.path()));
@@ -152,9 +95,9 @@ private slots:
     {
         const GamepadProfileMeta source = seed(userProfilesRoot());
         QVERIFY(writeBytes(source.folder + "/calib.json", "{\"c\": 1}"));
+        QString error;
         for (const QString mode : {"override", "inherit"}) {
             GamepadProfileMeta copy;
-            QString error;
             QVERIFY2(duplicateProfile(source, &copy, &error), qPrintable(error));
             QCOMPARE(QFileInfo(copy.folder).absolutePath(), userProfilesRoot());
             QCOMPARE(QImage(copy.imagePath()), QImage(source.imagePath()));
@@ -164,12 +107,10 @@ private slots:
             QCOMPARE(copy.calibrationMode, mode);
             QVERIFY(mode == "inherit" || QFile::remove(source.folder + "/calib.json"));
         }
-        // Nothing is taken from outside the folder: an override kept elsewhere stays behind, an
-        // overlay kept elsewhere refuses the copy.
+        // Nothing comes from outside: a linked override stays behind, a linked overlay refuses.
         const QString outside = m_home.filePath("outside/kept.json");
         QVERIFY(writeBytes(outside, "{}") && QFile::link(outside, source.folder + "/calib.json"));
         GamepadProfileMeta copy;
-        QString error;
         QVERIFY(duplicateProfile(source, &copy, &error) && copy.calibrationMode == "inherit");
         QVERIFY(QFile::remove(source.folder + "/overlay.json") &&
                 QFile::link(outside, source.folder + "/overlay.json"));
@@ -178,7 +119,6 @@ private slots:
     }
 
     // A shared profile: without the right it is copied to the user first and the shared one kept.
-    // A blank name and one's own profile are the profile editor's tests.
     void rename_data()
     {
         QTest::addColumn<bool>("right");
@@ -257,19 +197,20 @@ private slots:
     void failures()
     {
         const QString tag = QTest::currentDataTag(), operation = tag.section(',', 0, 0);
-        const Fault fault = tag.endsWith("no login")    ? NoLogin
-                            : tag.endsWith("read-only") ? ReadOnlyFolder
-                                                        : DiskFull;
+        const bool noLogin = tag.endsWith("no login");
+        const FileFault fault = noLogin                     ? FileFault::None
+                                : tag.endsWith("read-only") ? FileFault::ReadOnlyFolder
+                                                            : FileFault::DiskFull;
         QFETCH(QString, changed);
         QFETCH(QString, pattern);
         const QString userRoot = userProfilesRoot();
-        const GamepadProfileMeta profile = seed(fault == NoLogin ? sharedProfilesRoot() : userRoot);
+        const GamepadProfileMeta profile = seed(noLogin ? sharedProfilesRoot() : userRoot);
         const QString root = QFileInfo(profile.folder).absolutePath();
         const QStringList folders = QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
         const QMap<QString, QByteArray> before = snapshot(profile.folder);
         const QByteArray lock = QFile::encodeName(operation == "create" ? root : profile.folder);
-        QVERIFY(fault != ReadOnlyFolder || chmod(lock.constData(), 0555) == 0);
-        setHost(fault == NoLogin ? "" : "tester");
+        QVERIFY(fault != FileFault::ReadOnlyFolder || chmod(lock.constData(), 0555) == 0);
+        setHost(noLogin ? "" : "tester");
         QVector<OverlayNode> nodes{makeOverlayNode(ElementKind::Button, "b")};
         nodes[0].sources[0].source.stringKey = "but_0";
         nodes[0].sources[0].binding = quickMappingBinding(operation == "save big" ? kLong : "");
@@ -300,35 +241,20 @@ private slots:
             QCOMPARE(after[file] != before[file], changed.split(' ').contains(file));
     }
 
-    void writeImage_data()
-    {
-        QTest::addColumn<QByteArray>("source"); // an image format, "junk" or "none"
-        QTest::addColumn<QString>("destination");
-        QTest::addColumn<QByteArray>("expected"); // a format, "bytes" (copied as is) or "error"
-        for (const QByteArrayList &row : {QByteArrayList{"png", "a.jpg", "jpeg"},
-                                          {"junk", "a.png", "bytes"},
-                                          {"none", "a.png", "error"}})
-            QTest::addRow("%s to %s", row[0].data(), row[1].data())
-                << row[0] << QString(row[1]) << row[2];
-    }
-
+    // Converted to the destination's format; bytes no reader takes are copied as they are.
     void writeImage()
     {
-        QFETCH(QByteArray, source);
-        QFETCH(QString, destination);
-        QFETCH(QByteArray, expected);
-        const QString from = m_home.filePath(source), to = m_home.filePath("out/" + destination);
-        const QByteArray bytes = source == "junk" ? "\x89PNG not really" : encoded(source);
-        QVERIFY(QDir().mkpath(m_home.filePath("out")) &&
-                (source == "none" || writeBytes(from, bytes)));
+        const QString junk = m_home.filePath("junk"), missing = m_home.filePath("none");
+        const QString out = m_home.filePath("out/a");
+        QVERIFY(writeBytes(junk, "\x89PNG not really") && QDir().mkpath(m_home.filePath("out")));
         QString error;
-        QCOMPARE(writeImageFile(from, to, &error), expected != "error");
-        const QString missing =
-            "Impossible de copier l’image %1 vers %2 (No such file or directory)";
-        QCOMPARE(error, expected == "error" ? missing.arg(from, to) : QString());
-        if (expected != "error")
-            QCOMPARE(expected == "bytes" ? readBytes(to) : QImageReader::imageFormat(to),
-                     expected == "bytes" ? bytes : expected);
+        QVERIFY(writeImageFile(m_png, out + ".jpg", &error) &&
+                writeImageFile(junk, out + ".png", &error));
+        QCOMPARE(QImageReader::imageFormat(out + ".jpg"), "jpeg");
+        QCOMPARE(readBytes(out + ".png"), "\x89PNG not really");
+        QVERIFY(!writeImageFile(missing, out + ".png", &error));
+        QCOMPARE(error, "Impossible de copier l’image " + missing + " vers " + out +
+                            ".png (No such file or directory)");
     }
 
 private:

@@ -1,4 +1,4 @@
-#include "jsonfile.h"
+#include "filetestsupport.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
 #include "profilescli.h"
@@ -6,8 +6,6 @@
 #include <QtTest>
 
 #include <pwd.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 namespace {
 
@@ -27,20 +25,16 @@ Run run(const QStringList &arguments)
 
 QJsonObject overlayDocument()
 {
-    QJsonObject overlay;
-    readJsonObjectFile(GAMEPAD_TEST_DATA "/overlay_v4.json", &overlay, nullptr);
-    return overlay;
+    return QJsonDocument::fromJson(readBytes(GAMEPAD_TEST_DATA "/overlay_v4.json")).object();
 }
 
 // A profile made by the editor's own operation under `userRoot`; its id without braces.
 QString makeProfile(const QString &userRoot, const QString &name, const QString &linkedName = {})
 {
-    QImage image(16, 8, QImage::Format_RGB32);
-    image.fill(Qt::blue);
     const QString picture = userRoot + "/../" + name + ".png";
     GamepadProfileMeta created;
     setProfileRootsOverride(userRoot, QString());
-    const bool made = QDir().mkpath(userRoot) && image.save(picture) &&
+    const bool made = QDir().mkpath(userRoot) && writeBytes(picture, encoded("png")) &&
                       createProfile({name, picture, linkedName, 0, 0, overlayDocument()}, &created,
                                     nullptr, nullptr);
     setProfileRootsOverride(QString(), QString());
@@ -125,59 +119,21 @@ private slots:
                  qPrintable(failed));
     }
 
-    // A linked document is refused by the creation itself, whose refusals the exchange tests hold.
-    void hostileDocumentIsRefused_data()
-    {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("error"); // part of the message
-        QJsonObject valid{{"type", kExchangeType}, {"version", kExchangeVersion},
-                          {"name", "P"},           {"overlay", overlayDocument()},
-                          {"imageBase64", "eA=="}, {"imageExt", "png"}};
-        QByteArray padded = QJsonDocument(valid).toJson();
-        padded.append(kMaxExchangeDocumentBytes + 1 - padded.size(), ' '); // still valid JSON
-        valid["imageExt"] = "../x";
-        valid["imageBase64"] = QString(QByteArray(kMaxExchangeImageBytes + 3, 'x').toBase64());
-        QTest::newRow("not JSON") << QByteArray("{\"type\": ") << "JSON invalide dans";
-        QTest::newRow("escaping suffix, image too large")
-            << QJsonDocument(valid).toJson() << "Image trop volumineuse (limite 32 Mo).";
-        QTest::newRow("file too large")
-            << padded << "Document trop volumineux (67108865 octets, limite 67108864).";
-    }
-
-    void hostileDocumentIsRefused()
-    {
-        QFETCH(QByteArray, text);
-        QFETCH(QString, error);
-        QTemporaryDir dir;
-        const QString file = dir.filePath("in.zelto.json"), root = dir.filePath("root");
-        QVERIFY(writeFileAtomic(file, text, nullptr) && QDir().mkpath(root));
-        const Run result = run({"--user-root", root, "import", file});
-        QCOMPARE(result.code, kProfilesExitFailed);
-        QVERIFY2(result.err.contains(error) && result.out.isEmpty(), qPrintable(result.err));
-        QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
-    }
-
-    // The program itself, as an administrator runs it: the login without $USER, the reference
-    // host's data location, no display needed, and a file size limit that fails the write
-    // instead of ending the process.
+    // The program as an administrator runs it: no $USER, no display, under a file size limit.
     void program_data()
     {
         QTest::addColumn<QString>("user"); // empty: unset, as in services and containers
         QTest::addColumn<QString>("logname");
         QTest::addColumn<QString>("login"); // the folder under the host's data location
         QTest::addColumn<bool>("limited");  // under a file size limit (ulimit -f)
-        const QString account = QString::fromLocal8Bit(getpwuid(geteuid())->pw_name);
-        QTest::newRow("USER") << "Bob"
-                              << "carol"
-                              << "bob" << false;
-        QTest::newRow("LOGNAME") << ""
-                                 << "carol"
-                                 << "carol" << false;
-        QTest::newRow("account") << ""
-                                 << "" << account << false;
-        QTest::newRow("file size limit") << "Bob"
-                                         << ""
-                                         << "bob" << true;
+        const auto row = [](const char *name, const char *user, const char *logname,
+                            const QString &login, bool limited) {
+            QTest::newRow(name) << QString(user) << QString(logname) << login << limited;
+        };
+        row("USER", "Bob", "carol", "bob", false);
+        row("LOGNAME", "", "carol", "carol", false);
+        row("account", "", "", QString::fromLocal8Bit(getpwuid(geteuid())->pw_name), false);
+        row("file size limit", "Bob", "", "bob", true);
     }
     void program()
     {
@@ -218,26 +174,44 @@ private slots:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("code");
-        QTest::newRow("help") << QStringList{"list", "--help"} << kProfilesExitSuccess;
+        QTest::addColumn<QString>("error"); // a part of the message
+        QTest::newRow("help") << QStringList{"list", "--help"} << kProfilesExitSuccess << "";
         // No command, unknown command or option, missing or empty value, extra or missing operand.
-        for (const QStringList &usage : {QStringList{},
-                                         {"remove", "x"},
-                                         {"--root", "x", "list"},
-                                         {"list", "--user-root"},
-                                         {"--shared-root=", "list"},
-                                         {"list", "--application"},
-                                         {"snapshot", "--all"}})
-            QTest::addRow("'%s'", qPrintable(usage.join(' '))) << usage << kProfilesExitUsage;
+        for (const QString usage : {"", "remove x", "--root x list", "list --user-root",
+                                    "--shared-root= list", "list --application", "snapshot --all"})
+            QTest::addRow("'%s'", qPrintable(usage))
+                << usage.split(' ', Qt::SkipEmptyParts) << kProfilesExitUsage << "";
+        // Files the import refuses itself; the creation's refusals, passed on, are the exchange's.
+        const QJsonObject valid{{"type", kExchangeType}, {"version", kExchangeVersion},
+                                {"name", "P"},           {"overlay", overlayDocument()},
+                                {"imageBase64", "eA=="}, {"imageExt", "png"}};
+        QByteArray padded = QJsonDocument(valid).toJson();
+        padded.append(kMaxExchangeDocumentBytes + 1 - padded.size(), ' '); // still valid JSON
+        const QString import = m_home.filePath("%1.zelto.json");
+        QVERIFY(writeBytes(import.arg(1), "{\"type\": ") && writeBytes(import.arg(2), padded));
+        const QStringList into{"--user-root", m_home.filePath("root"), "import"};
+        QTest::newRow("not JSON") << into + QStringList{import.arg(1)} << kProfilesExitFailed
+                                  << "JSON invalide dans";
+        QTest::newRow("file too large")
+            << into + QStringList{import.arg(2)} << kProfilesExitFailed
+            << "Document trop volumineux (67108865 octets, limite 67108864).";
     }
 
     void arguments()
     {
         QFETCH(QStringList, arguments);
         QFETCH(int, code);
+        QFETCH(QString, error);
+        const QString root = m_home.filePath("root");
+        QVERIFY(QDir().mkpath(root));
         const Run result = run(arguments);
         QCOMPARE(result.code, code);
-        QCOMPARE(result.out.startsWith("Usage: gamepad-profiles"), code == kProfilesExitSuccess);
+        QVERIFY(code == kProfilesExitSuccess ? result.out.startsWith("Usage: gamepad-profiles")
+                                             : result.out.isEmpty());
         QCOMPARE(result.err.isEmpty(), code == kProfilesExitSuccess);
+        QVERIFY2(result.err.contains(error), qPrintable(result.err));
+        // A refused import leaves nothing, no temporary file either.
+        QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
 private:

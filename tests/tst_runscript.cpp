@@ -1,7 +1,6 @@
 #include <QtTest>
 
-// scripts/run.sh with the package query, CMake and the two programs replaced by stubs; a program
-// prints its name, the folder it runs in and its arguments.
+// scripts/run.sh with stub tools and programs; a program prints its name, folder and arguments.
 
 namespace {
 
