@@ -177,10 +177,13 @@ TagSelectionBar::TagSelectionBar(QWidget *parent) : QWidget(parent)
     popup->setStyleSheet(QString::fromLatin1(kPopupStyle));
     popup->setMouseTracking(true);
     popup->viewport()->setAttribute(Qt::WA_Hover);
-    // After setCompleter, so that the field's own copy of the chosen text is cleared again here.
     m_input->setCompleter(m_completer);
     connect(m_completer, qOverload<const QString &>(&QCompleter::activated), this,
             &TagSelectionBar::commitTag);
+    // The field copies the chosen text in after the commit: it connects to the completer at each
+    // focus-in, after the line above. Cleared again once it has.
+    connect(m_completer, qOverload<const QString &>(&QCompleter::activated), m_input,
+            &QLineEdit::clear, Qt::QueuedConnection);
 
     input->onCommit = [this] { commitTag(m_input->text()); };
     input->onBackspaceWhenEmpty = [this] { removeLastTag(); };

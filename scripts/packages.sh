@@ -1,5 +1,6 @@
-# Debian packages the build and the benchmarks need; sourced by the scripts in this folder.
-GAMEPAD_PACKAGES=(cmake ninja-build g++ qt6-base-dev libsfml-dev libgl-dev libbenchmark-dev)
+# Debian packages the build, the benchmarks and the real-display test (Xvfb) need; sourced by
+# the scripts in this folder.
+GAMEPAD_PACKAGES=(cmake ninja-build g++ qt6-base-dev libsfml-dev libgl-dev libbenchmark-dev xvfb)
 
 install_missing_packages() {
   local missing=() p

@@ -1,0 +1,263 @@
+// The reference host and the plug-in's configuration window on a real X server: window sizes,
+// focus, activation and the association bar's popup, which an offscreen run never shows. Driven
+// with clicks and keys; scripts/test.sh starts a virtual X server and names it in
+// GAMEPAD_TEST_DISPLAY. Without it the test is skipped.
+
+#include "hostoptions.h"
+#include "hostprocess.h"
+#include "hostwindow.h"
+#include "screenshots.h"
+
+#include <QAbstractItemView>
+#include <QApplication>
+#include <QClipboard>
+#include <QCompleter>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QListWidget>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QPluginLoader>
+#include <QPushButton>
+#include <QScreen>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+constexpr int kSkipped = 77; // the test's SKIP_RETURN_CODE in CTest
+constexpr int kDeviceWaitMs = 5000;
+
+const QString kPadName = QStringLiteral("Virtual Demo Pad"); // the simulated controller
+
+// The pastilles the overlay shows.
+int pastilleCount(QWidget *editor)
+{
+    int count = 0;
+    const auto children = editor->findChild<QWidget *>("widgetOverlay")->findChildren<QWidget *>();
+    for (const QWidget *child : children)
+        count += child->inherits("TouchArea") && child->isVisible();
+    return count;
+}
+
+QStringList chipNames(QWidget *editor)
+{
+    QStringList names;
+    const auto labels = editor->findChildren<QLabel *>("tagSelectionChipLabel");
+    for (const QLabel *label : labels)
+        names << label->text();
+    return names;
+}
+
+} // namespace
+
+class TestRealDisplay : public QObject
+{
+    Q_OBJECT
+
+    QPluginLoader m_loader{QStringLiteral(GAMEPAD_PLUGIN_FILE)};
+    std::unique_ptr<HostWindow> m_host;
+    QPointer<QWidget> m_configuration;
+    QTimer m_dialogWatch;
+    QStringList m_dialogs; // modal windows that opened: nobody is there to answer them
+
+    QWidget *editor() const
+    {
+        return m_configuration ? m_configuration->findChild<QWidget *>("ManageGamepade") : nullptr;
+    }
+
+    // Shown, exposed and given the keyboard: the display has no window manager to do it.
+    static bool showActive(QWidget *window)
+    {
+        window->show();
+        window->activateWindow();
+        return QTest::qWaitForWindowExposed(window) && QTest::qWaitForWindowActive(window);
+    }
+
+    // The host's "Configure…" button, clicked; the window it opened and activated.
+    QWidget *clickConfigure()
+    {
+        QTest::mouseClick(m_host->findChild<QPushButton *>("hostConfigure"), Qt::LeftButton);
+        auto *central = m_host->findChild<QWidget *>("ManetteConfigurationWidget");
+        m_configuration = central ? central->window() : nullptr;
+        const bool shown = m_configuration && QTest::qWaitForWindowExposed(m_configuration) &&
+                           QTest::qWaitForWindowActive(m_configuration);
+        return shown ? m_configuration.data() : nullptr;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        connect(&m_dialogWatch, &QTimer::timeout, this, [this] {
+            if (QWidget *modal = QApplication::activeModalWidget()) {
+                m_dialogs << modal->windowTitle();
+                modal->close();
+            }
+        });
+        m_dialogWatch.start(100);
+        QString error;
+        IComInterfaceModelProvider *provider = loadProvider(m_loader, &error);
+        QVERIFY2(provider, qPrintable(error));
+        const auto services = readServicesFile(sampleServicesPath(), &error);
+        QVERIFY2(services, qPrintable(error));
+        provider->setServices(*services);
+        QVERIFY(QMetaObject::invokeMethod(provider, "addSimulatedController", Q_ARG(int, -1)));
+        m_host = std::make_unique<HostWindow>(provider);
+        QVERIFY(showActive(m_host.get()));
+    }
+
+    void cleanup() { QVERIFY2(m_dialogs.isEmpty(), qPrintable(m_dialogs.join(", "))); }
+
+    void cleanupTestCase()
+    {
+        delete m_configuration;
+        m_host.reset();
+        delete m_loader.instance();
+    }
+
+    void hostProgramOpensTheDisplay()
+    {
+        QProcess host;
+        host.start(QStringLiteral(GAMEPAD_HOST_EXE), {"--check-display"});
+        QVERIFY(host.waitForFinished(60000));
+        QCOMPARE(host.exitCode(), kHostExitSuccess);
+        QCOMPARE(host.readAllStandardError(), QByteArray());
+    }
+
+    void hostWindowKeepsItsSize()
+    {
+        QCOMPARE(m_host->size(), QSize(1000, 640));
+        QCOMPARE(m_host->windowHandle()->geometry().size(), QSize(1000, 640));
+        QVERIFY(m_host->screen()->geometry().contains(m_host->frameGeometry()));
+        QCOMPARE(QApplication::activeWindow(), m_host.get());
+    }
+
+    void clickingTheCardSelectsTheDevice()
+    {
+        auto *view = m_host->findChild<QListView *>("hostDevices");
+        QAbstractItemModel *model = m_host->deviceModel();
+        QTRY_COMPARE_WITH_TIMEOUT(model->rowCount(), 1, kDeviceWaitMs);
+        const QModelIndex card = model->index(0, 0);
+        QCOMPARE(card.data(roleByName(model, "usn")).toString(), kSimulatedDeviceUsn);
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(card).center());
+        QVERIFY(card.data(roleByName(model, "selected")).toBool());
+        QVERIFY(m_host->findChild<QPlainTextEdit *>("hostLog")->toPlainText().contains(
+            "selection: 1 device: " + kPadName));
+    }
+
+    void configureOpensTheEditorOnTheScreen()
+    {
+        QWidget *window = clickConfigure();
+        QVERIFY(window);
+        QCOMPARE(window->windowTitle(), QString("Gamepad"));
+        QCOMPARE(window->size(), kConfigurationShotSize);
+        QVERIFY(window->screen()->geometry().contains(window->frameGeometry()));
+        QWidget *focus = QApplication::focusWidget();
+        QVERIFY(focus && focus->window() == window);
+        QVERIFY(!QApplication::activePopupWidget());
+    }
+
+    // Ctrl+V in the editor pastes a profile; the modes show their panels; "+ Btn" adds a pastille.
+    void pasteSwitchModesAndAddAPastille()
+    {
+        QFile profile(sampleProfilePath());
+        QVERIFY(profile.open(QIODevice::ReadOnly));
+        auto *mime = new QMimeData;
+        mime->setData(kProfileMimeType, profile.readAll());
+        QGuiApplication::clipboard()->setMimeData(mime);
+        auto *list = editor()->findChild<QListWidget *>("listWidget");
+        QVERIFY(QApplication::focusWidget());
+        QTest::keySequence(QApplication::focusWidget(), QKeySequence::Paste);
+        QTRY_COMPARE(list->count(), 1);
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                          list->visualItemRect(list->item(0)).center());
+        QCOMPARE(list->currentRow(), 0);
+        const int pastilles = pastilleCount(editor());
+        QVERIFY(pastilles > 0);
+
+        const auto modes = editor()->findChildren<QPushButton *>("gamepadModeButton");
+        QCOMPARE(modes.size(), 3);
+        auto *calibration = editor()->findChild<QWidget *>("gamepadConfigRoot");
+        QTest::mouseClick(modes[1], Qt::LeftButton);
+        QVERIFY(calibration->isVisible());
+        QVERIFY(!editor()->findChild<QWidget *>("widgetOverlay")->isVisible());
+
+        QTest::mouseClick(modes[2], Qt::LeftButton);
+        QVERIFY(!calibration->isVisible());
+        QPushButton *addButton = editor()->findChildren<QPushButton *>("gamepadAddNodeButton")[2];
+        QCOMPARE(addButton->text(), QString("+ Btn"));
+        QVERIFY(addButton->isVisible() && addButton->isEnabled());
+        QTest::mouseClick(addButton, Qt::LeftButton);
+        QCOMPARE(pastilleCount(editor()), pastilles + 1);
+        QCOMPARE(editor()->findChild<QLabel *>("inspectorType")->text(), QString("Type : Button"));
+    }
+
+    // Typed letters narrow the popup to the connected controller; a click on it makes a chip.
+    void tagPickedFromThePopup()
+    {
+        auto *input = editor()->findChild<QLineEdit *>("tagSelectionInput");
+        QTest::mouseClick(input, Qt::LeftButton);
+        QCOMPARE(QApplication::focusWidget(), input);
+        QTest::keyClicks(input, "demo");
+        QAbstractItemView *popup = input->completer()->popup();
+        QTRY_VERIFY(popup->isVisible());
+        // Just under the field, whole on the screen.
+        const QRect shown = popup->window()->geometry();
+        QVERIFY(qAbs(shown.top() - input->mapToGlobal(QPoint(0, input->height())).y()) <= 4);
+        QVERIFY(input->screen()->geometry().contains(shown));
+        QCOMPARE(popup->model()->rowCount(), 1);
+        const QModelIndex row = popup->model()->index(0, 0);
+        QCOMPARE(row.data().toString(), kPadName);
+        QTest::mouseClick(popup->viewport(), Qt::LeftButton, {}, popup->visualRect(row).center());
+        QTRY_VERIFY(!popup->isVisible());
+        QCOMPARE(chipNames(editor()), QStringList{kPadName});
+        QVERIFY(editor()->findChild<QWidget *>("tagSelectionChip")->property("connected").toBool());
+        QTRY_COMPARE(input->text(), QString());
+        QCOMPARE(QApplication::focusWidget(), input);
+    }
+
+    // Closing saves the edits; the next window shows them.
+    void closedAndReopenedWindowShowsTheEdits()
+    {
+        const int pastilles = pastilleCount(editor());
+        QVERIFY(m_configuration->close());
+        QTRY_VERIFY(m_configuration.isNull());
+        QWidget *window = clickConfigure();
+        QVERIFY(window);
+        QCOMPARE(window->size(), kConfigurationShotSize);
+        auto *list = editor()->findChild<QListWidget *>("listWidget");
+        QCOMPARE(list->count(), 1);
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                          list->visualItemRect(list->item(0)).center());
+        QCOMPARE(pastilleCount(editor()), pastilles);
+        QCOMPARE(chipNames(editor()), QStringList{kPadName});
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    const QByteArray display = qgetenv("GAMEPAD_TEST_DISPLAY");
+    if (display.isEmpty()) {
+        QTextStream(stdout) << "SKIP: GAMEPAD_TEST_DISPLAY names no X display" << Qt::endl;
+        return kSkipped;
+    }
+    qputenv("DISPLAY", display);
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    // The plug-in's profiles and registry land in a home of the test's own.
+    QTemporaryDir home;
+    for (const char *variable : {"HOME", "XDG_RUNTIME_DIR"})
+        qputenv(variable, QFile::encodeName(home.path()));
+    for (const char *variable : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"})
+        qputenv(variable, QFile::encodeName(home.filePath(variable)));
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(kReferenceHostOrganization);
+    QApplication::setApplicationName(kReferenceHostApplication);
+    app.setProperty("kx.currentLogin", QStringLiteral("demo"));
+    app.setProperty("kx.canEditSharedGamepads", false);
+    TestRealDisplay test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_realdisplay.moc"
