@@ -47,6 +47,13 @@ private slots:
                          backdrop->layout()->objectName(), widget.editor()->objectName()}),
             (QStringList{"ManetteConfigurationWidget", "gridLayout", "orqBackdrop",
                          "gridLayoutContent", "ManageGamepade"}));
+        for (const char *part :
+             {"widgetOverlay", "listWidget", "pushButtonAdd", "comboBoxVendorId", "gamepadTopBar",
+              "gamepadInspectorPanel", "gamepadQuickActionsPanel", "slotEditorPanel",
+              "tagSelectionBar", "tagSelectionInput", "iteractiveoverlay", "mappingActionsPanel",
+              "mappingActionsTitle", "mappingActionsList", "mappingActionsHint",
+              "gamepadConfigRoot", "calibrationHeader"})
+            QVERIFY2(widget.findChild<QObject *>(part), part);
     }
 
     // The host's glow lights the top centre and darkens outwards, around the editor's panels.
