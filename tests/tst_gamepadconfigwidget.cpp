@@ -151,6 +151,11 @@ private slots:
         QTRY_COMPARE(axisCard(0)->findChild<QLabel *>("rawLabel")->text(), "raw: 30.0");
         QVERIFY(m_panel->findChild<GateCard *>()->isInside());
         QCOMPARE(m_panel->findChildren<AxisCard *>().size(), 4);
+        for (AxisCard *card : m_panel->findChildren<AxisCard *>()) { // laid out, not piled up
+            const auto layouts = card->parentWidget()->findChildren<QLayout *>();
+            QVERIFY(std::any_of(layouts.begin(), layouts.end(),
+                                [card](QLayout *layout) { return layout->indexOf(card) >= 0; }));
+        }
         const auto buttons = m_panel->findChildren<ButtonCard *>();
         QCOMPARE(buttons.size(), 12);
         QVERIFY(buttons.at(2)->isPressed() && !buttons.at(1)->isPressed());
