@@ -2,6 +2,7 @@
 
 #include <QComboBox>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QtTest>
 
 static QJsonObject object(const QString &json)
@@ -48,8 +49,11 @@ private slots:
         QSignalSpy durty(m_box, &ActionToolBox::durty);
         QTest::keyClick(actions, Qt::Key_Down); // the group title cannot be chosen
         QCOMPARE(m_box->binding(), object(R"({"ref": "zoom", "action": "zoom"})"));
+        auto *edit = m_box->findChild<QPushButton *>("actionToolBoxEdit");
+        QVERIFY(edit->isEnabled()); // zoom has parameters to edit
         QTest::keyClick(actions, Qt::Key_Home);
         QVERIFY(m_box->binding().isEmpty());
+        QVERIFY(!edit->isEnabled());
         QCOMPARE(durty.count(), 2);
 
         m_box->setBinding(object(R"({"ref": "ghost"})")); // unknown to the catalog: shown by name
