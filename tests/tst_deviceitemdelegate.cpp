@@ -192,6 +192,23 @@ private slots:
         QVERIFY(qBlue(image.pixel(more.rect.left() + 2, y)) >
                 qBlue(image.pixel(more.rect.left() - 4, y)) + 10);
     }
+
+    // Disconnected, busy and connected each show their own icon in the link badge.
+    void linkStatesLookApart()
+    {
+        CardModel model;
+        QList<QImage> badges;
+        for (int state = 0; state <= 2; ++state) {
+            QImage image(300, 240, QImage::Format_ARGB32);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            DeviceItemDelegate().paint(&painter, optionFor(),
+                                       model.addCard("gp:1", {{"linkState", state}}));
+            painter.end();
+            badges << image.copy(cardLinkStateRect(optionFor().rect));
+        }
+        QVERIFY(badges[0] != badges[1] && badges[1] != badges[2] && badges[0] != badges[2]);
+    }
 };
 
 QTEST_MAIN(TestDeviceItemDelegate)
