@@ -5,6 +5,7 @@
 
 #include <QComboBox>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
@@ -83,6 +84,25 @@ private slots:
     {
         e = std::make_unique<Editor>();
         e->panel.setCatalog(QJsonArray{QJsonObject{{"name", "pan"}}});
+    }
+
+    // Every field of the inspector sits in a layout, with a pastille selected or none.
+    void inspectorLaysOutItsFields()
+    {
+        for (const int selected : {-1, e->addNode(ElementKind::DualJoyCross, "joy_0,joy_1")}) {
+            e->overlay.setSelectedNode(selected);
+            for (QWidget *field : e->inspector.findChildren<QWidget *>()) {
+                QWidget *parent = field->parentWidget();
+                const QMetaObject *kind = parent->metaObject();
+                if (kind != &QWidget::staticMetaObject && kind != &QFrame::staticMetaObject &&
+                    parent != &e->inspector)
+                    continue; // the insides of Qt's own widgets
+                const auto layouts = parent->findChildren<QLayout *>();
+                QVERIFY2(std::any_of(layouts.begin(), layouts.end(),
+                                     [field](QLayout *l) { return l->indexOf(field) >= 0; }),
+                         qPrintable(field->metaObject()->className() + field->objectName()));
+            }
+        }
     }
 
     void hintFollowsState_data()
