@@ -205,7 +205,7 @@ private slots:
         w.overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
         w.actionSnapshot();
         QCOMPARE(dialogs.prompts().last().value, QDir(folder).filePath("Al_pha.png"));
-        QCOMPARE(QImage(path("one.png")).size(), QSize(500, 300));
+        QTRY_COMPARE(QImage(path("one.png")).size(), QSize(500, 300));
     }
 };
 
