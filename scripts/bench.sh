@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing (Debian 12), builds every benchmark in Release without sanitizers and
 # runs them, printing one table: name, time per iteration, items per second, the longest stall of
-# the event loop during the action (bench/stallprobe.h) and the rise of the resident memory.
+# the event loop during the action and the processor time spent in it (bench/stallprobe.h), and
+# the rise of the resident memory.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -13,7 +14,8 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DGAMEPAD_BUILD_TESTS
 cmake --build "$build" >&2
 
 export QT_QPA_PLATFORM=offscreen
-printf '%-52s %16s %16s %10s %10s\n' "Benchmark" "Time" "Items/s" "Stall ms" "Peak MB"
+printf '%-52s %16s %16s %10s %10s %10s\n' "Benchmark" "Time" "Items/s" "Stall ms" "Stall CPU" \
+  "Peak MB"
 for program in "$build"/bench/bench_*; do
   [ -f "$program" ] && [ -x "$program" ] || continue
   # Console rows: name, time, unit, CPU time, unit, iterations, then counters as name=value.
@@ -24,7 +26,7 @@ for program in "$build"/bench/bench_*; do
       return "-"
     }
     $2 ~ /^[0-9.]+$/ && $3 ~ /^(ns|us|ms|s)$/ {
-      printf "%-52s %13s %-2s %16s %10s %10s\n", $1, $2, $3, counter("items_per_second"),
-        counter("stall_ms"), counter("peak_MB")
+      printf "%-52s %13s %-2s %16s %10s %10s %10s\n", $1, $2, $3, counter("items_per_second"),
+        counter("stall_ms"), counter("stall_cpu_ms"), counter("peak_MB")
     }'
 done
