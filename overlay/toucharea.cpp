@@ -67,6 +67,7 @@ void TouchArea::renew(ElementKind kind)
     m_freeAspect = false;
     m_joystickLook = kind != Button;
     m_state = Normal;
+    m_paintingHeld = false;
     if (cursor().shape() != Qt::OpenHandCursor)
         setCursor(Qt::OpenHandCursor);
     update();

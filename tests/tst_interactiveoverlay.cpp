@@ -186,6 +186,8 @@ private slots:
         QTRY_VERIFY(!m_overlay->pastille(count - 1)->isPaintingHeld());
         QTRY_VERIFY(!fresh.pastille(count - 1)->isPaintingHeld());
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
+        QVERIFY(fresh.load(layout(count)) && fresh.load(layout(count / 2))); // held ones spare
+        QVERIFY(!fresh.pastille(fresh.createNode(ElementKind::Button, {}, {}))->isPaintingHeld());
     }
 
 private:
