@@ -12,31 +12,8 @@
 
 namespace {
 
-constexpr int kDuplicateOffset = 28;
 // Pastilles a smaller layout leaves unused wait hidden for the next larger one, up to this many.
 constexpr qsizetype kMaxSparePastilles = 1000;
-
-// A copy goes 28 pixels right (down), or left (up) where right would leave the overlay, so that it
-// never hides the original.
-int duplicateShift(int start, int length, int room)
-{
-    if (start + length + kDuplicateOffset <= room || start - kDuplicateOffset < 0)
-        return kDuplicateOffset;
-    return -kDuplicateOffset;
-}
-
-QSize pastilleSizeFor(ElementKind kind)
-{
-    switch (kind) {
-    case ::ElementKind::DualJoyCross:
-        return {180, 180};
-    case ::ElementKind::Button:
-        return {72, 72};
-    case ::ElementKind::SingleJoy:
-        break;
-    }
-    return {122, 122};
-}
 
 OverlaySlot *slotOf(OverlayNode &node, const QString &label)
 {
@@ -193,7 +170,7 @@ int InteractiveOverlay::createNode(::ElementKind kind, const QString &title, con
     data.freeAspect = kind != ::ElementKind::Button;
     const int index = addNode(data);
     TouchArea *p = m_pastilles[index];
-    QRect rect(QPoint(), pastilleSizeFor(kind));
+    QRect rect(QPoint(), createdPastilleSize(kind));
     rect.moveCenter(centre);
     if (!size().isEmpty())
         rect = keptInsideParent(rect, size());
@@ -237,8 +214,8 @@ int InteractiveOverlay::duplicateSelectedNode()
         return -1;
     const OverlayNode original = m_nodes[m_selected];
     const QRect from = m_pastilles[m_selected]->geometry();
-    QRect rect = from.translated(duplicateShift(from.left(), from.width(), width()),
-                                 duplicateShift(from.top(), from.height(), height()));
+    QRect rect = from.translated(duplicateOffset(from.left(), from.width(), width()),
+                                 duplicateOffset(from.top(), from.height(), height()));
     if (!size().isEmpty())
         rect = keptInsideParent(rect, size());
     const int index =
