@@ -17,6 +17,9 @@
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QMimeData>
+#include <QTimer>
+
+#include <utility>
 
 namespace {
 
@@ -184,6 +187,9 @@ void GamepadDefinder::actionPaste()
                        QStringLiteral("Impossible de créer le gamepad à partir des données."));
 }
 
+// The snapshot is drawn a part per turn of the event loop, then written, so that the window
+// answers while a large layout is drawn. A second request, or the window going, completes the
+// first at once.
 void GamepadDefinder::actionSnapshot()
 {
     if (!validRow(m_currentRow))
@@ -197,20 +203,48 @@ void GamepadDefinder::actionSnapshot()
     if (path.isEmpty() || row != m_currentRow)
         return;
     m_snapshotFolder = QFileInfo(path).absolutePath();
-    QString error;
-    const QImage image =
-        renderOverlayImage(m_overlay->serialize(), m_entries.at(row).imagePath(), QSize(), &error);
-    if (image.isNull()) {
-        logSnapshotIssue(error);
-        dialogSeam().warning(this, kSnapshotTitle,
-                             QStringLiteral("Impossible de générer le snapshot : %1").arg(error));
+    finishSnapshot(true);
+    m_pendingSnapshot =
+        std::make_shared<OverlaySnapshot>(m_overlay->serialize(), m_entries.at(row).imagePath());
+    m_pendingSnapshotPath = path;
+    m_pendingSnapshot->step(); // the picture, before the profile can change
+    if (!m_snapshotTimer) {
+        m_snapshotTimer = new QTimer(this);
+        m_snapshotTimer->setInterval(0);
+        connect(m_snapshotTimer, &QTimer::timeout, this, &GamepadDefinder::continueSnapshot);
+    }
+    m_snapshotTimer->start();
+}
+
+void GamepadDefinder::continueSnapshot()
+{
+    if (m_pendingSnapshot && !m_pendingSnapshot->isDone())
+        m_pendingSnapshot->step();
+    else
+        finishSnapshot(true);
+}
+
+// Draws what is left of the pending snapshot and writes it; without `interactive` a failure is
+// only logged.
+void GamepadDefinder::finishSnapshot(bool interactive)
+{
+    if (m_snapshotTimer)
+        m_snapshotTimer->stop();
+    const std::shared_ptr<OverlaySnapshot> snapshot = std::exchange(m_pendingSnapshot, nullptr);
+    if (!snapshot)
         return;
-    }
-    if (!image.save(path, "PNG")) {
-        const QString failure = QStringLiteral("Échec sauvegarde PNG : %1").arg(path);
+    while (!snapshot->isDone())
+        snapshot->step();
+    QString failure;
+    if (snapshot->image().isNull()) {
+        logSnapshotIssue(snapshot->error());
+        failure = QStringLiteral("Impossible de générer le snapshot : %1").arg(snapshot->error());
+    } else if (!snapshot->image().save(m_pendingSnapshotPath, "PNG")) {
+        failure = QStringLiteral("Échec sauvegarde PNG : %1").arg(m_pendingSnapshotPath);
         logSnapshotIssue(failure);
-        dialogSeam().warning(this, kSnapshotTitle, failure);
     }
+    if (interactive && !failure.isEmpty())
+        dialogSeam().warning(this, kSnapshotTitle, failure);
 }
 
 void GamepadDefinder::actionSnapshotAll()

@@ -108,6 +108,7 @@ GamepadDefinder::~GamepadDefinder()
     // changed elsewhere or a folder gone is left as it is. Closing the window asked already. The
     // panels save theirs the same way as they go.
     m_session->flushQuietly();
+    finishSnapshot(false);
     // The children outlive this object's members: nothing they emit may reach it any more.
     const QList<QObject *> children = findChildren<QObject *>();
     for (QObject *child : children)

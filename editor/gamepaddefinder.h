@@ -17,6 +17,7 @@
 #include <QWidget>
 
 #include <functional>
+#include <memory>
 
 class ActionLinker;
 class ControlManette;
@@ -24,6 +25,7 @@ class DocumentSession;
 class GamepadConfigWidget;
 class InspectorPanel;
 class InteractiveOverlay;
+class OverlaySnapshot;
 class QButtonGroup;
 class QComboBox;
 class QFrame;
@@ -177,6 +179,8 @@ private:
     void addCreatedProfile(const GamepadProfileMeta &entry);
     void createFromExchange(const QJsonObject &document, const QString &title,
                             const QString &failure);
+    void continueSnapshot();
+    void finishSnapshot(bool interactive);
     void loadCurrentProfile();
     void showNoProfile();
     bool updateEntryMeta(int row, const std::function<void(GamepadProfileMeta &)> &change);
@@ -224,6 +228,10 @@ private:
     SnapshotReport m_snapshotReport;
     bool m_snapshotSucceeded = false;
     QString m_snapshotError;
+    // The snapshot actionSnapshot is drawing, a step per turn of the event loop, and its file.
+    std::shared_ptr<OverlaySnapshot> m_pendingSnapshot;
+    QString m_pendingSnapshotPath;
+    QTimer *m_snapshotTimer = nullptr;
 
     // The form.
     QGridLayout *m_grid = nullptr;

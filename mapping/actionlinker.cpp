@@ -70,6 +70,9 @@ ActionLinker::ActionLinker(QWidget *parent) : QWidget(parent)
     m_list = new QListWidget(panel);
     m_list->setObjectName(QStringLiteral("mappingActionsList"));
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    // A catalog of thousands of actions is laid out a batch of rows per turn of the event loop,
+    // the first rows at once.
+    m_list->setLayoutMode(QListView::Batched);
     m_hint = new QLabel(kRestingHint, panel);
     m_hint->setObjectName(QStringLiteral("mappingActionsHint"));
     m_hint->setWordWrap(true);

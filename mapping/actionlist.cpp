@@ -30,6 +30,8 @@ actionsByGroup(const QVector<ActionDescription> &actions)
 
 } // namespace
 
+// Items are made whole before they join the list: the list then announces one row each, not
+// every property set on a row it already shows.
 int fillActionList(QListWidget *list, const QJsonArray &catalog)
 {
     list->clear();
@@ -38,20 +40,23 @@ int fillActionList(QListWidget *list, const QJsonArray &catalog)
     QFont bold;
     bold.setBold(true);
     for (const QVector<const ActionDescription *> &group : actionsByGroup(actions)) {
-        auto *header = new QListWidgetItem(group.first()->group, list);
+        auto *header = new QListWidgetItem(group.first()->group);
         header->setFlags(Qt::NoItemFlags);
         header->setFont(bold);
+        list->addItem(header);
         for (const ActionDescription *action : group) {
             const QString name = action->name.trimmed();
-            auto *item = new QListWidgetItem(action->label.isEmpty() ? name : action->label, list);
+            auto *item = new QListWidgetItem(action->label.isEmpty() ? name : action->label);
             item->setData(Qt::UserRole, name);
             item->setToolTip(QStringLiteral("ID: %1").arg(name));
+            list->addItem(item);
             ++listed;
         }
     }
     if (listed == 0) {
-        auto *none = new QListWidgetItem(QStringLiteral("Aucune action"), list);
+        auto *none = new QListWidgetItem(QStringLiteral("Aucune action"));
         none->setFlags(Qt::NoItemFlags);
+        list->addItem(none);
     }
     return listed;
 }

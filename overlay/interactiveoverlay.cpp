@@ -8,32 +8,12 @@
 #include <QContextMenuEvent>
 #include <QMenu>
 #include <QRegularExpression>
+#include <QTimer>
 
 namespace {
 
-constexpr int kDuplicateOffset = 28;
-
-// A copy goes 28 pixels right (down), or left (up) where right would leave the overlay, so that it
-// never hides the original.
-int duplicateShift(int start, int length, int room)
-{
-    if (start + length + kDuplicateOffset <= room || start - kDuplicateOffset < 0)
-        return kDuplicateOffset;
-    return -kDuplicateOffset;
-}
-
-QSize pastilleSizeFor(ElementKind kind)
-{
-    switch (kind) {
-    case ::ElementKind::DualJoyCross:
-        return {180, 180};
-    case ::ElementKind::Button:
-        return {72, 72};
-    case ::ElementKind::SingleJoy:
-        break;
-    }
-    return {122, 122};
-}
+// Pastilles a smaller layout leaves unused wait hidden for the next larger one, up to this many.
+constexpr qsizetype kMaxSparePastilles = 1000;
 
 OverlaySlot *slotOf(OverlayNode &node, const QString &label)
 {
@@ -59,16 +39,6 @@ void composeCrossTitle(OverlayNode &node)
         node.title = QStringLiteral("Joy %1/%2").arg(x.captured(1), y.captured(1));
 }
 
-QString sourceSummary(const OverlayNode &node)
-{
-    QStringList keys;
-    for (const OverlaySlot &slot : node.sources) {
-        if (!slot.source.stringKey.trimmed().isEmpty())
-            keys << slot.source.stringKey;
-    }
-    return keys.join(QStringLiteral(" / "));
-}
-
 QStringList boundActions(const OverlayNode &node)
 {
     QStringList actions;
@@ -92,6 +62,9 @@ void discardPastille(TouchArea *pastille, QObject *owner)
 
 InteractiveOverlay::InteractiveOverlay(QWidget *parent) : OverlayLines(parent)
 {
+    m_releaseTimer = new QTimer(this);
+    m_releaseTimer->setInterval(0);
+    connect(m_releaseTimer, &QTimer::timeout, this, &InteractiveOverlay::releaseHeldPastilles);
     connect(this, &OverlayLines::backgroundPixmapChanged, this,
             &InteractiveOverlay::placeAllPastilles);
     connect(this, &OverlayLines::backgroundScaleModeChanged, this,
@@ -149,24 +122,45 @@ int InteractiveOverlay::indexOfPastille(const TouchArea *pastille) const
     return m_pastilles.indexOf(const_cast<TouchArea *>(pastille));
 }
 
+// A spare pastille renewed and brought above the others, as a new one would be; else a new one.
 int InteractiveOverlay::addNode(const OverlayNode &data)
 {
-    auto *p = new TouchArea(this);
-    p->setElementKind(static_cast<TouchArea::ElementKind>(data.kind));
+    const auto kind = static_cast<TouchArea::ElementKind>(data.kind);
+    TouchArea *p = m_spares.isEmpty() ? nullptr : m_spares.takeLast();
+    if (p) {
+        p->renew(kind);
+        p->raise();
+    } else {
+        p = new TouchArea(this);
+        p->setElementKind(kind);
+        connect(p, &TouchArea::clicked, this, &InteractiveOverlay::onPastilleClicked);
+        connect(p, &TouchArea::activated, this, &InteractiveOverlay::pastilleActivated);
+        connect(p, &TouchArea::moved, this, &InteractiveOverlay::onPastilleGeometryChanged);
+        connect(p, &TouchArea::resized, this, &InteractiveOverlay::onPastilleGeometryChanged);
+        connect(p, &TouchArea::titleEdited, this, &InteractiveOverlay::onPastilleTitleEdited);
+        connect(p, &TouchArea::requestDelete, this, &InteractiveOverlay::onDeleteRequested);
+        connect(p, &TouchArea::requestDuplicate, this, &InteractiveOverlay::onDuplicateRequested);
+    }
     p->setId(data.id);
     p->setTitle(data.title);
     p->setFreeAspect(data.freeAspect);
-    connect(p, &TouchArea::clicked, this, &InteractiveOverlay::onPastilleClicked);
-    connect(p, &TouchArea::activated, this, &InteractiveOverlay::pastilleActivated);
-    connect(p, &TouchArea::moved, this, &InteractiveOverlay::onPastilleGeometryChanged);
-    connect(p, &TouchArea::resized, this, &InteractiveOverlay::onPastilleGeometryChanged);
-    connect(p, &TouchArea::titleEdited, this, &InteractiveOverlay::onPastilleTitleEdited);
-    connect(p, &TouchArea::requestDelete, this, &InteractiveOverlay::onDeleteRequested);
-    connect(p, &TouchArea::requestDuplicate, this, &InteractiveOverlay::onDuplicateRequested);
     m_nodes.append(data);
     m_pastilles.append(p);
     p->show();
     return m_nodes.size() - 1;
+}
+
+// The next pastille of the previous layout, renewed for `data`.
+int InteractiveOverlay::renewNode(const OverlayNode &data)
+{
+    const int index = m_nodes.size();
+    TouchArea *p = m_pastilles[index];
+    p->renew(static_cast<TouchArea::ElementKind>(data.kind));
+    p->setId(data.id);
+    p->setTitle(data.title);
+    p->setFreeAspect(data.freeAspect);
+    m_nodes.append(data);
+    return index;
 }
 
 int InteractiveOverlay::createNode(::ElementKind kind, const QString &title, const QPoint &centre)
@@ -176,7 +170,7 @@ int InteractiveOverlay::createNode(::ElementKind kind, const QString &title, con
     data.freeAspect = kind != ::ElementKind::Button;
     const int index = addNode(data);
     TouchArea *p = m_pastilles[index];
-    QRect rect(QPoint(), pastilleSizeFor(kind));
+    QRect rect(QPoint(), createdPastilleSize(kind));
     rect.moveCenter(centre);
     if (!size().isEmpty())
         rect = keptInsideParent(rect, size());
@@ -220,8 +214,8 @@ int InteractiveOverlay::duplicateSelectedNode()
         return -1;
     const OverlayNode original = m_nodes[m_selected];
     const QRect from = m_pastilles[m_selected]->geometry();
-    QRect rect = from.translated(duplicateShift(from.left(), from.width(), width()),
-                                 duplicateShift(from.top(), from.height(), height()));
+    QRect rect = from.translated(duplicateOffset(from.left(), from.width(), width()),
+                                 duplicateOffset(from.top(), from.height(), height()));
     if (!size().isEmpty())
         rect = keptInsideParent(rect, size());
     const int index =
@@ -397,18 +391,34 @@ bool InteractiveOverlay::load(const QJsonObject &object)
     OverlayDocument document;
     if (!overlayDocumentFromJson(object, {size(), pictureSize()}, &document))
         return false;
-    while (!m_pastilles.isEmpty())
-        discardPastille(m_pastilles.takeLast(), this);
+    // The pastilles of the previous layout serve this one, renewed, and those it does not need
+    // wait hidden for the next: switching between profiles makes and destroys few widgets.
+    while (m_pastilles.size() > document.nodes.size()) {
+        TouchArea *p = m_pastilles.takeLast();
+        if (m_spares.size() < kMaxSparePastilles) {
+            p->hide();
+            m_spares.append(p);
+        } else {
+            discardPastille(p, this);
+        }
+    }
+    const qsizetype kept = m_pastilles.size();
     m_nodes.clear();
     const bool hadSelection = m_selected != -1;
     m_selected = -1;
     m_listening = -1;
     m_listeningSlot.clear();
     for (const OverlayNode &data : std::as_const(document.nodes)) {
-        const int index = addNode(data);
-        placePastille(index);
+        const int index = m_nodes.size() < kept ? renewNode(data) : addNode(data);
+        if (!placePastille(index)) { // where a new pastille stands
+            m_pastilles[index]->setFixedSize(TouchArea::kNewSide, TouchArea::kNewSide);
+            m_pastilles[index]->move(0, 0);
+        }
         refreshPastille(index);
+        m_pastilles[index]->setPaintingHeld(index >= kPastillesPerPaint);
     }
+    if (m_nodes.size() > kPastillesPerPaint)
+        m_releaseTimer->start();
     m_titleCounter = m_nodes.size();
     update();
     if (hadSelection)
@@ -468,13 +478,14 @@ void InteractiveOverlay::contextMenuEvent(QContextMenuEvent *event)
     delete menu;
 }
 
-void InteractiveOverlay::placePastille(int index)
+bool InteractiveOverlay::placePastille(int index)
 {
     const QRect rect = placeFractions(m_nodes[index].geometry, backgroundRect());
     if (rect.isEmpty())
-        return;
+        return false;
     m_pastilles[index]->setFixedSize(rect.size());
     m_pastilles[index]->move(rect.topLeft());
+    return true;
 }
 
 void InteractiveOverlay::placeAllPastilles()
@@ -501,6 +512,20 @@ void InteractiveOverlay::refreshAllPastilles()
 {
     for (int i = 0; i < m_nodes.size(); ++i)
         refreshPastille(i);
+}
+
+void InteractiveOverlay::releaseHeldPastilles()
+{
+    int released = 0;
+    for (TouchArea *p : std::as_const(m_pastilles)) {
+        if (released == kPastillesPerPaint)
+            return;
+        if (p->isPaintingHeld()) {
+            p->setPaintingHeld(false);
+            ++released;
+        }
+    }
+    m_releaseTimer->stop();
 }
 
 // The node keeps its place as fractions of the picture, so that it follows the picture when the

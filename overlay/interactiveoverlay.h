@@ -11,6 +11,7 @@
 #include <QVector>
 
 class QMenu;
+class QTimer;
 class TouchArea;
 
 // The widget laid over a controller picture in the profile editor. It owns one pastille per node,
@@ -55,6 +56,10 @@ public:
     Mode mode() const { return m_mode; }
     // Edit unlocks the layout; Mapping and Normal lock it.
     void setMode(Mode mode);
+
+    // A loaded layout shows this many pastilles at once, then as many more per turn of the event
+    // loop, so that the window answers while a large one appears.
+    static constexpr int kPastillesPerPaint = 50;
 
     int nodeCount() const { return m_nodes.size(); }
     // A node's data; its geometry is the pastille's current place as background fractions.
@@ -114,10 +119,12 @@ protected:
 
 private:
     int addNode(const OverlayNode &data);
-    void placePastille(int index);
+    int renewNode(const OverlayNode &data);
+    bool placePastille(int index);
     void placeAllPastilles();
     void refreshPastille(int index);
     void refreshAllPastilles();
+    void releaseHeldPastilles();
     void rememberGeometry(int index);
     void promptRename(int index);
     void onPastilleClicked(TouchArea *pastille);
@@ -131,10 +138,12 @@ private:
     Mode m_mode = Edit;
     QVector<OverlayNode> m_nodes;     // the data of each node
     QVector<TouchArea *> m_pastilles; // the widget of each node, same index
+    QVector<TouchArea *> m_spares;    // hidden, for the next node
     int m_selected = -1;
     int m_listening = -1;
     QString m_listeningSlot;
     int m_titleCounter = 0;
     QJsonObject m_externalServices;
     QJsonArray m_catalog;
+    QTimer *m_releaseTimer = nullptr;
 };

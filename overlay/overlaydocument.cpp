@@ -346,6 +346,16 @@ OverlayNode makeOverlayNode(ElementKind kind, const QString &title)
     return node;
 }
 
+QString sourceSummary(const OverlayNode &node)
+{
+    QStringList keys;
+    for (const OverlaySlot &slot : node.sources) {
+        if (!slot.source.stringKey.trimmed().isEmpty())
+            keys << slot.source.stringKey;
+    }
+    return keys.join(QStringLiteral(" / "));
+}
+
 OverlaySource sourceOf(const OverlayNode &node, const QString &label)
 {
     for (const OverlaySlot &slot : node.sources) {

@@ -99,6 +99,8 @@ QString prefixedInputKey(const QString &key, bool isJoy);
 OverlayNode makeOverlayNode(ElementKind kind, const QString &title);
 // The source of a slot, or a default source when the node has no slot of that label.
 OverlaySource sourceOf(const OverlayNode &node, const QString &label);
+// The keys a node listens to, joined by " / ": the line under a pastille's title.
+QString sourceSummary(const OverlayNode &node);
 
 // The rectangle the picture occupies in a widget of `widgetSize` for the given mode.
 QRect backgroundRect(const QSize &widgetSize, const QSize &pictureSize, BackgroundScaleMode mode);

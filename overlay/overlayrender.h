@@ -1,7 +1,12 @@
 #pragma once
 
+#include "overlaydocument.h"
+
+#include <QFont>
 #include <QImage>
 #include <QJsonObject>
+#include <QPixmap>
+#include <QRect>
 #include <QSize>
 #include <QString>
 
@@ -19,3 +24,38 @@ constexpr double kMaxRenderPixels = 16.0 * 1024 * 1024;
 // size capped from WxH to wxh" on "kx.plugin.gamepad.ui".
 QImage renderOverlayImage(const QJsonObject &document, const QString &imagePath,
                           const QSize &requestedSize = QSize(), QString *error = nullptr);
+
+// The same picture made a part at a time, so that a window can turn its event loop between the
+// parts: the first step reads the picture, the second the layout and draws the picture, each
+// further step draws kSnapshotPastillesPerStep pastilles.
+constexpr qsizetype kSnapshotPastillesPerStep = 100;
+class OverlaySnapshot
+{
+public:
+    OverlaySnapshot(const QJsonObject &document, const QString &imagePath,
+                    const QSize &requestedSize = QSize());
+
+    void step();
+    bool isDone() const { return m_phase == Phase::Done; }
+    // Once done: the picture, or a null image with the reason.
+    QImage image() const;
+    QString error() const { return m_error; }
+
+private:
+    enum class Phase { Picture, Layout, Pastilles, Done };
+    void readPicture();
+    void drawPicture();
+    void drawPastilles();
+
+    QJsonObject m_document;
+    QString m_imagePath;
+    QSize m_requestedSize;
+    Phase m_phase = Phase::Picture;
+    QPixmap m_picture;
+    OverlayDocument m_layout;
+    qsizetype m_next = 0; // the next pastille to draw
+    QRect m_background;
+    QFont m_font;
+    QImage m_image;
+    QString m_error;
+};

@@ -5,6 +5,7 @@
 
 namespace {
 constexpr int kGripSide = 12;
+constexpr int kDuplicateOffset = 28;
 constexpr int kGripInset = 15; // from the right and bottom edges to the grip's top-left corner
 
 // Truncates toward zero, saturating at the int range so that an absurd drag cannot overflow.
@@ -27,6 +28,26 @@ int pastilleMinimumSide(ElementKind kind)
         break;
     }
     return 56;
+}
+
+QSize createdPastilleSize(ElementKind kind)
+{
+    switch (kind) {
+    case ElementKind::DualJoyCross:
+        return {180, 180};
+    case ElementKind::Button:
+        return {72, 72};
+    case ElementKind::SingleJoy:
+        break;
+    }
+    return {122, 122};
+}
+
+int duplicateOffset(int start, int length, int room)
+{
+    if (start + length + kDuplicateOffset <= room || start - kDuplicateOffset < 0)
+        return kDuplicateOffset;
+    return -kDuplicateOffset;
 }
 
 QRect pastilleGripRect(const QSize &size)

@@ -10,6 +10,11 @@
 
 // The smallest side a pastille of this kind may have: stick 56, cross 90, button 44.
 int pastilleMinimumSide(ElementKind kind);
+// The size of a pastille the user adds: stick 122, cross 180, button 72 (square).
+QSize createdPastilleSize(ElementKind kind);
+// How far a copy of a pastille moves along one side of the overlay: 28 pixels right (down), or
+// left (up) where right would leave the overlay, so that it never hides the original.
+int duplicateOffset(int start, int length, int room);
 
 // The 12 x 12 resize grip in the bottom-right corner of a pastille of this size.
 QRect pastilleGripRect(const QSize &size);

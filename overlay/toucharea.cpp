@@ -13,7 +13,6 @@
 
 namespace {
 constexpr int kMinimumSide = 44;
-constexpr int kInitialSide = 120;
 const QColor kTextColor(22, 32, 48);
 
 ::ElementKind documentKind(TouchArea::ElementKind kind)
@@ -49,7 +48,29 @@ TouchArea::TouchArea(QWidget *parent) : QWidget(parent), m_id(QUuid::createUuid(
     setAttribute(Qt::WA_TranslucentBackground);
     setCursor(Qt::OpenHandCursor);
     setMinimumSize(kMinimumSide, kMinimumSide);
-    setFixedSize(kInitialSide, kInitialSide);
+    setFixedSize(kNewSide, kNewSide);
+}
+
+void TouchArea::renew(ElementKind kind)
+{
+    m_id = QUuid::createUuid();
+    m_title = QStringLiteral("Element");
+    m_subtitle.clear();
+    m_labels.clear();
+    m_editable = true;
+    m_hovered = false;
+    m_moving = false;
+    m_resizing = false;
+    m_pressGlobalPos = QPoint();
+    m_pressGeometry = QRect();
+    m_elementKind = kind;
+    m_freeAspect = false;
+    m_joystickLook = kind != Button;
+    m_state = Normal;
+    m_paintingHeld = false;
+    if (cursor().shape() != Qt::OpenHandCursor)
+        setCursor(Qt::OpenHandCursor);
+    update();
 }
 
 void TouchArea::setTitle(const QString &title)
@@ -253,25 +274,32 @@ void TouchArea::leaveEvent(QEvent *event)
 
 // ---- painting ----
 
-void TouchArea::paintEvent(QPaintEvent *)
+TouchArea::Look TouchArea::look() const
 {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const Colors colors = colorsFor(m_state, m_joystickLook, m_hovered);
-    const QRectF body = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5);
-    const qreal radius = std::min(body.width(), body.height()) * 0.22;
-
-    painter.setPen(QPen(colors.strong, m_state == Listening ? 3.0 : 2.0));
-    painter.setBrush(colors.pale);
-    painter.drawRoundedRect(body, radius, radius);
-
-    paintMark(painter, body, colors.strong);
-    paintTexts(painter, body);
-    if (m_editable)
-        paintGrip(painter, colors.strong);
+    return {size(),     m_elementKind, m_state,    m_joystickLook, m_hovered,
+            m_editable, m_title,       m_subtitle, font()};
 }
 
-void TouchArea::paintMark(QPainter &painter, const QRectF &body, const QColor &strong)
+void TouchArea::setPaintingHeld(bool held)
+{
+    if (m_paintingHeld == held)
+        return;
+    m_paintingHeld = held;
+    update();
+}
+
+void TouchArea::paintEvent(QPaintEvent *)
+{
+    if (m_paintingHeld)
+        return;
+    QPainter painter(this);
+    paint(painter, look());
+}
+
+namespace {
+
+void paintMark(QPainter &painter, TouchArea::ElementKind kind, const QRectF &body,
+               const QColor &strong)
 {
     const QPointF centre = body.center();
     const qreal half = std::min(body.width(), body.height()) * 0.5;
@@ -279,8 +307,8 @@ void TouchArea::paintMark(QPainter &painter, const QRectF &body, const QColor &s
     faint.setAlpha(60);
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(strong, 2.0, Qt::SolidLine, Qt::RoundCap));
-    switch (m_elementKind) {
-    case DualJoyCross: {
+    switch (kind) {
+    case TouchArea::DualJoyCross: {
         // Two axes: a cross spanning the body, with a knob where they meet.
         const qreal dx = body.width() * 0.36;
         const qreal dy = body.height() * 0.36;
@@ -292,12 +320,12 @@ void TouchArea::paintMark(QPainter &painter, const QRectF &body, const QColor &s
         painter.drawEllipse(centre, half * 0.14, half * 0.14);
         break;
     }
-    case Button:
+    case TouchArea::Button:
         // A round push button.
         painter.setBrush(faint);
         painter.drawEllipse(centre, half * 0.62, half * 0.62);
         break;
-    case SingleJoy:
+    case TouchArea::SingleJoy:
         // A stick: its travel circle and the knob in the middle.
         painter.drawEllipse(centre, half * 0.7, half * 0.7);
         painter.setBrush(faint);
@@ -306,17 +334,17 @@ void TouchArea::paintMark(QPainter &painter, const QRectF &body, const QColor &s
     }
 }
 
-void TouchArea::paintTexts(QPainter &painter, const QRectF &body)
+void paintTexts(QPainter &painter, const TouchArea::Look &look, const QRectF &body)
 {
     const QRectF inner = body.adjusted(4, 4, -4, -4);
-    QFont titleFont = font();
+    QFont titleFont = look.font;
     titleFont.setBold(true);
     const QFontMetricsF titleMetrics(titleFont);
-    QFont subtitleFont = font();
+    QFont subtitleFont = look.font;
     subtitleFont.setPointSizeF(std::max(6.0, subtitleFont.pointSizeF() * 0.8));
     const QFontMetricsF subtitleMetrics(subtitleFont);
 
-    const bool hasSubtitle = !m_subtitle.isEmpty();
+    const bool hasSubtitle = !look.subtitle.isEmpty();
     const qreal blockHeight =
         titleMetrics.height() + (hasSubtitle ? subtitleMetrics.height() : 0.0);
     QRectF titleRect(inner.left(), inner.center().y() - blockHeight / 2, inner.width(),
@@ -325,24 +353,43 @@ void TouchArea::paintTexts(QPainter &painter, const QRectF &body)
     painter.setPen(kTextColor);
     painter.setFont(titleFont);
     painter.drawText(titleRect, Qt::AlignCenter,
-                     titleMetrics.elidedText(m_title, Qt::ElideRight, inner.width()));
+                     titleMetrics.elidedText(look.title, Qt::ElideRight, inner.width()));
     if (!hasSubtitle)
         return;
     const QRectF subtitleRect(inner.left(), titleRect.bottom(), inner.width(),
                               subtitleMetrics.height());
     painter.setFont(subtitleFont);
     painter.drawText(subtitleRect, Qt::AlignCenter,
-                     subtitleMetrics.elidedText(m_subtitle, Qt::ElideRight, inner.width()));
+                     subtitleMetrics.elidedText(look.subtitle, Qt::ElideRight, inner.width()));
 }
 
-void TouchArea::paintGrip(QPainter &painter, const QColor &strong)
+void paintGrip(QPainter &painter, const QSize &size, const QColor &strong)
 {
     // Three diagonal strokes in the bottom-right corner, the usual size-grip look.
-    const QRectF grip = pastilleGripRect(size());
+    const QRectF grip = pastilleGripRect(size);
     painter.setPen(QPen(strong, 1.5, Qt::SolidLine, Qt::RoundCap));
     for (int i = 0; i < 3; ++i) {
         const qreal offset = 3.0 + i * 4.0;
         painter.drawLine(QPointF(grip.right() - offset, grip.bottom()),
                          QPointF(grip.right(), grip.bottom() - offset));
     }
+}
+
+} // namespace
+
+void TouchArea::paint(QPainter &painter, const Look &look)
+{
+    painter.setRenderHint(QPainter::Antialiasing);
+    const Colors colors = colorsFor(look.state, look.joystickLook, look.hovered);
+    const QRectF body = QRectF(QPointF(), look.size).adjusted(1.5, 1.5, -1.5, -1.5);
+    const qreal radius = std::min(body.width(), body.height()) * 0.22;
+
+    painter.setPen(QPen(colors.strong, look.state == Listening ? 3.0 : 2.0));
+    painter.setBrush(colors.pale);
+    painter.drawRoundedRect(body, radius, radius);
+
+    paintMark(painter, look.kind, body, colors.strong);
+    paintTexts(painter, look, body);
+    if (look.editable)
+        paintGrip(painter, look.size, colors.strong);
 }

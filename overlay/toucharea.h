@@ -3,8 +3,10 @@
 #include "overlaydocument.h"
 
 #include <QColor>
+#include <QFont>
 #include <QPoint>
 #include <QRect>
+#include <QSize>
 #include <QString>
 #include <QStringList>
 #include <QUuid>
@@ -41,7 +43,32 @@ public:
     };
     static Colors colorsFor(State state, bool joystickLook, bool hovered);
 
+    // Everything a pastille's drawing depends on.
+    struct Look
+    {
+        QSize size;
+        ElementKind kind = SingleJoy;
+        State state = Normal;
+        bool joystickLook = true;
+        bool hovered = false;
+        bool editable = false;
+        QString title;
+        QString subtitle;
+        QFont font;
+    };
+    // Draws a pastille at the painter's origin, as the widget paints itself; the overlay's
+    // snapshot draws its pastilles with it, without making widgets.
+    static void paint(QPainter &painter, const Look &look);
+
+    // The size of a new pastille.
+    static constexpr int kNewSide = 120;
+
     explicit TouchArea(QWidget *parent = nullptr);
+
+    // Back to the state of a new pastille of `kind` (title, texts, flags, state; a new id), without
+    // a signal and without moving: the overlay hands its pastilles on to the next layout it loads
+    // rather than making new widgets, and places them itself.
+    void renew(ElementKind kind);
 
     QUuid id() const { return m_id; }
     void setId(const QUuid &id) { m_id = id; }
@@ -64,6 +91,11 @@ public:
     void setJoystickLook(bool joystickLook);
     State state() const { return m_state; }
     void setState(State state);
+    Look look() const;
+    // A held pastille paints nothing until released: the overlay shows a large layout a batch of
+    // pastilles per turn of the event loop.
+    bool isPaintingHeld() const { return m_paintingHeld; }
+    void setPaintingHeld(bool held);
 
     // The resize grip in widget coordinates; empty while the pastille is not editable.
     QRect resizeGripRect() const;
@@ -98,9 +130,6 @@ protected:
 private:
     void promptRename();
     void keepInsideParent(const QRect &wanted);
-    void paintMark(QPainter &painter, const QRectF &body, const QColor &strong);
-    void paintTexts(QPainter &painter, const QRectF &body);
-    void paintGrip(QPainter &painter, const QColor &strong);
 
     QUuid m_id;
     QString m_title = QStringLiteral("Element");
@@ -116,4 +145,5 @@ private:
     bool m_freeAspect = false;
     bool m_joystickLook = true;
     State m_state = Normal;
+    bool m_paintingHeld = false;
 };

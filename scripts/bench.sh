@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing (Debian 12), builds every benchmark in Release without sanitizers and
-# runs them, printing one table: name, time per iteration, items per second.
+# runs them, printing one table: name, time per iteration, items per second, the longest stall of
+# the event loop during the action and the processor time spent in it (bench/stallprobe.h), and
+# the rise of the resident memory.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -12,14 +14,19 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DGAMEPAD_BUILD_TESTS
 cmake --build "$build" >&2
 
 export QT_QPA_PLATFORM=offscreen
-printf '%-52s %16s %16s\n' "Benchmark" "Time" "Items/s"
+printf '%-52s %16s %16s %10s %10s %10s\n' "Benchmark" "Time" "Items/s" "Stall ms" "Stall CPU" \
+  "Peak MB"
 for program in "$build"/bench/bench_*; do
   [ -f "$program" ] && [ -x "$program" ] || continue
   # Console rows: name, time, unit, CPU time, unit, iterations, then counters as name=value.
   "$program" --benchmark_color=false 2>/dev/null | awk '
+    function counter(name,    i, value) {
+      for (i = 7; i <= NF; i++)
+        if (index($i, name "=") == 1) { value = $i; sub(/^[^=]*=/, "", value); return value }
+      return "-"
+    }
     $2 ~ /^[0-9.]+$/ && $3 ~ /^(ns|us|ms|s)$/ {
-      items = "-"
-      for (i = 7; i <= NF; i++) if ($i ~ /^items_per_second=/) { items = $i; sub(/^[^=]*=/, "", items) }
-      printf "%-52s %13s %-2s %16s\n", $1, $2, $3, items
+      printf "%-52s %13s %-2s %16s %10s %10s %10s\n", $1, $2, $3, counter("items_per_second"),
+        counter("stall_ms"), counter("stall_cpu_ms"), counter("peak_MB")
     }'
 done

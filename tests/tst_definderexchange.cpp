@@ -11,6 +11,8 @@
 #include <QListWidget>
 #include <QtTest>
 
+#include <memory>
+
 using Kind = ScriptedDialogSeam::Kind;
 
 class TestDefinderExchange : public QObject
@@ -192,9 +194,9 @@ private slots:
         ScriptedDialogs dialogs;
         dialogs.answerPath(folder);
         dialogs.answerPath(path("one.png"));
-        GamepadDefinder w;
-        w.onListSelectionChanged(w.entries().first().id == beta.id ? 1 : 0);
-        w.actionSnapshotAll();
+        auto w = std::make_unique<GamepadDefinder>();
+        w->onListSelectionChanged(w->entries().first().id == beta.id ? 1 : 0);
+        w->actionSnapshotAll();
         const ScriptedDialogSeam::Prompt box = dialogs.prompts().last();
         QCOMPARE(box.kind, overlayLost ? Kind::Warning : Kind::Information);
         QVERIFY2(overlayLost ? box.text.startsWith("Snapshots générés : 1\nErreurs :\nBeta : ")
@@ -202,10 +204,22 @@ private slots:
                  qPrintable(box.text));
         QCOMPARE(QDir(folder).entryList(QDir::Files).size(), overlayLost ? 1 : 2);
 
-        w.overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
-        w.actionSnapshot();
+        w->overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
+        w->actionSnapshot();
         QCOMPARE(dialogs.prompts().last().value, QDir(folder).filePath("Al_pha.png"));
-        QCOMPARE(QImage(path("one.png")).size(), QSize(500, 300));
+        QTRY_COMPARE(QImage(path("one.png")).size(), QSize(500, 300));
+
+        // Drawn over the next turns of the event loop; a second request, or the window going,
+        // completes the one before at once.
+        const QString second = path(QStringLiteral("second%1.png").arg(overlayLost));
+        const QString third = path(QStringLiteral("third%1.png").arg(overlayLost));
+        dialogs.answerPath(second);
+        dialogs.answerPath(third);
+        w->actionSnapshot();
+        w->actionSnapshot();
+        QCOMPARE(QImage(second).size(), QSize(500, 300));
+        w.reset();
+        QCOMPARE(QImage(third).size(), QSize(500, 300));
     }
 };
 

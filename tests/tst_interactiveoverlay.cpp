@@ -150,6 +150,46 @@ private slots:
         QVERIFY(outside != middle);
     }
 
+    // A layout loaded over another reuses its pastilles yet shows what a new overlay shows; a large
+    // one shows a first batch of pastilles at once and the others over the next turns.
+    void loadsOverAnotherLayoutAsANewOverlayWould()
+    {
+        const auto layout = [](int count) {
+            OverlayDocument document;
+            document.overlaySize = QSize(800, 600);
+            for (int i = 0; i < count; ++i) {
+                const auto kind = ElementKind((count + i) % 3);
+                document.nodes << makeOverlayNode(kind, defaultTitle(kind, i));
+                document.nodes.last().geometry = QRectF(0.1 * (i % 9), 0.1 * (i % 7), 0.15, 0.1);
+                document.nodes.last().sources.first().source.stringKey =
+                    "but_" + QString::number(i);
+            }
+            return overlayDocumentToJson(document);
+        };
+        QVERIFY(m_overlay->load(layout(4)));
+        QVERIFY(m_overlay->startListening(1, m_overlay->node(1).sources.first().label));
+        m_overlay->setSelectedNode(2);
+        TouchArea *kept = m_overlay->pastille(0);
+        QVERIFY(m_overlay->load(layout(3)));
+        InteractiveOverlay fresh;
+        fresh.resize(m_overlay->size());
+        fresh.show();
+        QVERIFY(fresh.load(layout(3)));
+        QCOMPARE(m_overlay->pastille(0), kept);
+        QCOMPARE(m_overlay->pastille(0)->id(), m_overlay->node(0).id);
+        QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
+
+        const int count = InteractiveOverlay::kPastillesPerPaint * 2 + 1;
+        QVERIFY(m_overlay->load(layout(count)) && fresh.load(layout(count)));
+        QVERIFY(!m_overlay->pastille(count / 2 - 1)->isPaintingHeld());
+        QVERIFY(m_overlay->pastille(count / 2)->isPaintingHeld());
+        QTRY_VERIFY(!m_overlay->pastille(count - 1)->isPaintingHeld());
+        QTRY_VERIFY(!fresh.pastille(count - 1)->isPaintingHeld());
+        QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
+        QVERIFY(fresh.load(layout(count)) && fresh.load(layout(count / 2))); // held ones spare
+        QVERIFY(!fresh.pastille(fresh.createNode(ElementKind::Button, {}, {}))->isPaintingHeld());
+    }
+
 private:
     InteractiveOverlay *m_overlay = nullptr;
 };

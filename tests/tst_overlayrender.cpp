@@ -1,6 +1,31 @@
+#include "interactiveoverlay.h"
 #include "overlayrender.h"
 
+#include <QPainter>
 #include <QtTest>
+
+namespace {
+
+// The drawing the snapshot stands for: a locked overlay widget at the stored size, with its
+// pastilles as widgets, rendered off screen.
+QImage widgetRendering(const QJsonObject &document, const QString &imagePath)
+{
+    const QSize size(800, 450);
+    InteractiveOverlay overlay;
+    overlay.setAttribute(Qt::WA_DontShowOnScreen);
+    overlay.resize(size);
+    overlay.setLocked(true);
+    overlay.setBackgroundPixmap(QPixmap(imagePath));
+    overlay.load(document);
+    overlay.show();
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    overlay.render(&painter, QPoint(), QRegion(), QWidget::DrawChildren);
+    return image;
+}
+
+} // namespace
 
 class TestOverlayRender : public QObject
 {
@@ -48,21 +73,31 @@ private slots:
 
     // The picture (640 x 400) is contained at (40, 0, 720, 450), its body colour covered by the
     // button pastille at (0.8, 0.25). Left for the eye as "overlay_sample.png" in the build folder.
+    // Drawn without widgets, pixel for pixel as the overlay widget draws: sources, a long title,
+    // overlaps, a pastille past the edge, one too small for its texts.
     void rendersPictureAndPastilles()
     {
-        const auto node = [](const char *kind, double x, double y) {
-            return QJsonObject{{"kind", kind}, {"geometry", QJsonObject{{"x", x}, {"y", y}}}};
+        const auto node = [](const char *kind, double x, double y, double side = 0.08) {
+            return QJsonObject{
+                {"kind", kind},
+                {"geometry", QJsonObject{{"x", x}, {"y", y}, {"w", side}, {"h", side}}},
+                {"title", "Un titre bien trop long"},
+                {"sources", QJsonObject{{"Axe Y", QJsonObject{{"stringKey", "joy_3"}}},
+                                        {"Bouton", QJsonObject{{"stringKey", "b"}}}}}};
         };
-        const QJsonArray nodes{node("singleJoy", 0.18, 0.45), node("dualJoyCross", 0.55, 0.5),
-                               node("button", 0.8, 0.25)};
+        const QJsonArray nodes{node("singleJoy", 0.18, 0.45),  node("dualJoyCross", 0.55, 0.5, 0.2),
+                               node("button", 0.8, 0.25),      node("button", 0.6, 0.6),
+                               node("button", 0.95, 0.9, 0.2), node("button", 0.1, 0.1, 0.005)};
         const QJsonObject document{{"type", "InteractiveOverlay"},
                                    {"version", 4},
                                    {"overlaySize", QJsonObject{{"w", 800}, {"h", 450}}},
                                    {"nodes", nodes}};
+        const QString picture = ":/new/prefix1/ressources/menette_id_654.png";
+        QCOMPARE(renderOverlayImage(document, QString()), widgetRendering(document, QString()));
         QString error;
-        const QImage image = renderOverlayImage(
-            document, ":/new/prefix1/ressources/menette_id_654.png", QSize(), &error);
+        const QImage image = renderOverlayImage(document, picture, QSize(), &error);
         QVERIFY2(!image.isNull(), qPrintable(error));
+        QCOMPARE(image, widgetRendering(document, picture));
         QCOMPARE(image.size(), QSize(800, 450));
         QCOMPARE(image.pixelColor(20, 225).alpha(), 0); // left of the contained picture
         QCOMPARE(image.pixelColor(400, 225), QColor(52, 66, 80));
