@@ -397,6 +397,7 @@ private slots:
         w->setExternalServices({{"sharedActionCatalog", QJsonArray{zoom}}});
         w->profileList()->setCurrentRow(rowOf(*w, "Pilote"));
         QCOMPARE(w->attachedController(), &padB); // the linked controller, not the first one
+        w->overlay()->waitForPicture();
         QCOMPARE(w->overlay()->backgroundPixmap().size(), QSize(800, 480)); // the profile's picture
         const int arcade = rowOf(*w, "Arcade");
         w->profileList()->setCurrentRow(arcade);
