@@ -111,7 +111,8 @@ void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QStrin
     QListWidgetItem *item = m_list->item(row);
     if (!item)
         return;
-    const QString text = note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
+    const QString text =
+        note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
     item->setText(text);
     item->setToolTip(text);
     if (item->data(kImagePathRole).toString() != entry.imagePath()) {
@@ -123,6 +124,7 @@ void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QStrin
 
 void ProfileTiles::waitForThumbnails()
 {
+    startDecodes();
     m_pool.waitForDone();
     QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
 }
@@ -142,12 +144,28 @@ void ProfileTiles::request(QListWidgetItem *item, const QString &path)
     if (m_decoding.contains(key))
         return;
     m_decoding.insert(key);
-    ++m_decodes;
-    m_pool.start([this, key, path] {
-        const QImage image = thumbnailImage(path);
-        QMetaObject::invokeMethod(
-            this, [this, key, image] { decoded(key, image); }, Qt::QueuedConnection);
-    });
+    if (m_toDecode.isEmpty())
+        QMetaObject::invokeMethod(this, &ProfileTiles::startDecodes, Qt::QueuedConnection);
+    m_toDecode.append({key, path});
+}
+
+// On the next turn of the event loop: the workers do not compete with the listing that asked for
+// the pictures, and pictures no longer listed by then are not decoded.
+void ProfileTiles::startDecodes()
+{
+    for (const auto &[key, path] : std::as_const(m_toDecode)) {
+        if (!m_waiting.contains(key)) {
+            m_decoding.remove(key);
+            continue;
+        }
+        ++m_decodes;
+        m_pool.start([this, key = key, path = path] {
+            const QImage image = thumbnailImage(path);
+            QMetaObject::invokeMethod(
+                this, [this, key, image] { decoded(key, image); }, Qt::QueuedConnection);
+        });
+    }
+    m_toDecode.clear();
 }
 
 void ProfileTiles::decoded(const QString &key, const QImage &image)

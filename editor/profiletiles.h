@@ -11,6 +11,8 @@
 #include <QSize>
 #include <QThreadPool>
 
+#include <utility>
+
 class QListWidget;
 class QListWidgetItem;
 
@@ -48,6 +50,7 @@ signals:
 
 private:
     void request(QListWidgetItem *item, const QString &path);
+    void startDecodes();
     void decoded(const QString &key, const QImage &image);
 
     QListWidget *m_list;
@@ -55,6 +58,7 @@ private:
     QThreadPool m_pool;
     QHash<QString, QIcon> m_cache; // by file identity; a null icon for an unreadable file
     QHash<QString, QList<QPersistentModelIndex>> m_waiting; // tiles waiting for a decode
-    QSet<QString> m_decoding;
+    QSet<QString> m_decoding;                               // asked for, under way or to start
+    QList<std::pair<QString, QString>> m_toDecode;          // identity and path, not started yet
     int m_decodes = 0;
 };

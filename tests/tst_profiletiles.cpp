@@ -47,6 +47,7 @@ private slots:
         QListWidget list;
         ProfileTiles tiles(&list);
         QSignalSpy ready(&tiles, &ProfileTiles::thumbnailsReady);
+        tiles.fill({profile("replaced at once", Qt::cyan)}); // never decoded
         tiles.fill(entries);
         QVERIFY(tiles.thumbnailsPending());
         tiles.waitForThumbnails();
