@@ -111,8 +111,7 @@ void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QStrin
     QListWidgetItem *item = m_list->item(row);
     if (!item)
         return;
-    const QString text =
-        note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
+    const QString text = note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
     item->setText(text);
     item->setToolTip(text);
     if (item->data(kImagePathRole).toString() != entry.imagePath()) {
