@@ -1,20 +1,31 @@
 #include "gamepaddefinder.h"
 #include "gamepadmanager.h"
+#include "interactiveoverlay.h"
 #include "overlaydocument.h"
 #include "profilemeta.h"
+#include "profiletiles.h"
+#include "tagselectionbar.h"
 #include "virtualjoystickbackend.h"
 
 #include <QApplication>
 #include <QBuffer>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QImage>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QLinearGradient>
 #include <QListWidget>
 #include <QPainter>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 
 namespace {
@@ -47,6 +58,43 @@ OverlayDocument overlayOf(int pastilles)
     }
     return document;
 }
+
+// The longest time the event loop went without turning, while `done` is false: a timer ticking
+// every 2 ms notes the gaps between its turns (a busier one would take a core from the workers).
+// The scripted action's own call counts as one gap.
+class LoopGapProbe
+{
+public:
+    void timeCall(const std::function<void()> &call)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        call();
+        note(clock.nsecsElapsed());
+    }
+    void runUntil(const std::function<bool()> &done)
+    {
+        QEventLoop loop;
+        QTimer tick;
+        QElapsedTimer clock;
+        tick.setTimerType(Qt::PreciseTimer);
+        tick.setInterval(2);
+        QObject::connect(&tick, &QTimer::timeout, &loop, [&] {
+            note(clock.nsecsElapsed());
+            clock.restart();
+            if (done())
+                loop.quit();
+        });
+        clock.start();
+        tick.start();
+        loop.exec();
+    }
+    double longestMs() const { return m_longest / 1e6; }
+
+private:
+    void note(qint64 ns) { m_longest = std::max(m_longest, ns); }
+    qint64 m_longest = 0;
+};
 
 void writeProfile(int index, const QByteArray &picture, const OverlayDocument &overlay)
 {
@@ -96,6 +144,108 @@ void catalogueOfAThousandProfiles(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * 1000);
 }
 
+// From nothing to a list of 1,000 tiles with every thumbnail shown, and the longest time the
+// window did not answer meanwhile.
+void thumbnailsOfAThousandProfiles(benchmark::State &state)
+{
+    Catalogue catalogue(1000, 20);
+    LoopGapProbe opening, filling;
+    for (auto _ : state) {
+        std::unique_ptr<GamepadDefinder> editor;
+        opening.timeCall(
+            [&] { editor = std::make_unique<GamepadDefinder>(GamepadManager::instance()); });
+        filling.runUntil([&] { return !editor->thumbnailsPending(); });
+    }
+    state.counters["open_ms"] = opening.longestMs(); // the window built, the tiles listed
+    state.counters["stall_ms"] = filling.longestMs();
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+
+// A profile deleted elsewhere: the catalogue is listed again, and the other 999 thumbnails are
+// shown again complete.
+void refillAfterOneDelete(benchmark::State &state)
+{
+    Catalogue catalogue(1001, 20);
+    GamepadDefinder editor(GamepadManager::instance());
+    LoopGapProbe probe;
+    probe.runUntil([&] { return !editor.thumbnailsPending(); });
+    probe = LoopGapProbe();
+    const auto *tiles = editor.findChild<ProfileTiles *>();
+    const int decodedBefore = tiles->decodeCount();
+    int deleted = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        QDir(editor.entries().at(0).folder).removeRecursively();
+        ++deleted;
+        state.ResumeTiming();
+        probe.runUntil([&] {
+            return editor.profileList()->count() == 1001 - deleted && !editor.thumbnailsPending();
+        });
+    }
+    state.counters["stall_ms"] = probe.longestMs();
+    state.counters["decodes"] = tiles->decodeCount() - decodedBefore;
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+
+// One more chip in a bar that links 1,000 controller names.
+void associationBarAddOneOfAThousand(benchmark::State &state)
+{
+    QStringList names;
+    for (int i = 0; i < 1000; ++i)
+        names << QStringLiteral("Manette %1").arg(i);
+    TagSelectionBar bar;
+    bar.resize(1200, 80);
+    bar.show();
+    int extra = 0;
+    LoopGapProbe probe;
+    for (auto _ : state) {
+        state.PauseTiming();
+        bar.setSelectedTags(names);
+        for (int turn = 0; turn < 3; ++turn) // shown and painted before the name comes
+            QCoreApplication::processEvents();
+        auto *input = bar.findChild<QLineEdit *>(QStringLiteral("tagSelectionInput"));
+        input->setText(QStringLiteral("Nouvelle %1").arg(++extra));
+        state.ResumeTiming();
+        probe.timeCall([&] {
+            QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+            QCoreApplication::sendEvent(input, &enter);
+            QCoreApplication::processEvents();
+        });
+    }
+    if (bar.selectedTags().size() != 1001)
+        state.SkipWithError("the name was not added");
+    state.counters["stall_ms"] = probe.longestMs();
+    state.SetItemsProcessed(state.iterations());
+}
+
+// A 20-megapixel controller picture on the overlay, from the call to the picture shown. Two such
+// pictures take turns, so that each is decoded again.
+void showTwentyMegapixelPicture(benchmark::State &state)
+{
+    QTemporaryDir folder;
+    QStringList paths;
+    for (int i = 0; i < 2; ++i) {
+        QImage image(5472, 3648, QImage::Format_RGB32);
+        QLinearGradient gradient(0, 0, image.width(), image.height());
+        gradient.setColorAt(0, QColor(0x22, 0x2b, 0x36 + 40 * i));
+        gradient.setColorAt(1, QColor(0x22, 0xd3, 0xee));
+        QPainter(&image).fillRect(image.rect(), gradient);
+        paths << folder.filePath(QStringLiteral("picture%1.png").arg(i));
+        image.save(paths.last());
+    }
+    InteractiveOverlay overlay;
+    overlay.resize(1280, 720);
+    overlay.show();
+    LoopGapProbe probe;
+    int turn = 0;
+    for (auto _ : state) {
+        probe.timeCall([&] { overlay.setBackgroundPicture(paths.at(turn++ % 2)); });
+        probe.runUntil([&] { return !overlay.backgroundPixmap().isNull(); });
+    }
+    state.counters["stall_ms"] = probe.longestMs();
+    state.SetItemsProcessed(state.iterations());
+}
+
 // One selection change between two profiles of 50 pastilles: the previous one is clean, so the
 // cost is loading the overlay, the mapping document and the picture of the next.
 void switchBetweenTwoProfiles(benchmark::State &state)
@@ -114,6 +264,10 @@ void switchBetweenTwoProfiles(benchmark::State &state)
 } // namespace
 
 BENCHMARK(catalogueOfAThousandProfiles)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(thumbnailsOfAThousandProfiles)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(refillAfterOneDelete)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(associationBarAddOneOfAThousand)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(showTwentyMegapixelPicture)->Unit(benchmark::kMillisecond)->Iterations(4);
 BENCHMARK(switchBetweenTwoProfiles)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char **argv)

@@ -4,6 +4,7 @@
 
 #include "gamepaddefinder.h"
 
+#include "cataloguereader.h"
 #include "documentsession.h"
 #include "profilefolderwatcher.h"
 #include "profileoperations.h"
@@ -76,9 +77,21 @@ void GamepadDefinder::rearmWatcher()
     m_watcher->watch(roots, folders, files);
 }
 
+// The folders are read by a worker. When this window changed the catalogue meanwhile (a profile
+// made, deleted, renamed), the reading may predate it: the folders are read again.
 void GamepadDefinder::onProfileRootsChanged()
 {
-    mergeCatalogue(readProfileEntries());
+    if (!m_catalogueReader) {
+        m_catalogueReader = new CatalogueReader(
+            [this](const QList<GamepadProfileMeta> &known, const QList<GamepadProfileMeta> &fresh) {
+                if (known == m_entries)
+                    mergeCatalogue(fresh);
+                else
+                    onProfileRootsChanged();
+            },
+            this);
+    }
+    m_catalogueReader->read(m_entries);
 }
 
 // A document of the open profile changed (its own saves included: the check is cheap when the

@@ -398,6 +398,7 @@ bool GamepadDefinder::saveAsNewProfile()
     const GamepadProfileMeta lost = m_entries.at(m_currentRow);
     const QString title = DocumentSession::saveAsNewChoice();
     QTemporaryDir scratch;
+    m_overlay->waitForPicture();
     QImage picture = m_overlay->backgroundPixmap().toImage();
     if (picture.isNull()) {
         picture = QImage(1, 1, QImage::Format_ARGB32);

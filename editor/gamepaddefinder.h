@@ -20,6 +20,7 @@
 #include <memory>
 
 class ActionLinker;
+class CatalogueReader;
 class ControlManette;
 class DocumentSession;
 class GamepadConfigWidget;
@@ -218,6 +219,7 @@ private:
     DocumentSession *m_session = nullptr;
     ProfileTiles *m_tiles = nullptr;
     ProfileFolderWatcher *m_watcher = nullptr;
+    CatalogueReader *m_catalogueReader = nullptr;
     int m_mode = MappingMode;
     bool m_overlayLocked = true;
     bool m_calibrationStale = true; // the hidden calibration panel is brought up to date when shown

@@ -1,6 +1,8 @@
 #include "profiletiles.h"
 
-#include <QElapsedTimer>
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QListWidget>
 #include <QPainter>
@@ -10,8 +12,20 @@
 namespace {
 
 constexpr int kImagePathRole = Qt::UserRole + 1;
-constexpr int kThumbnailBatch = 8;
-constexpr int kThumbnailBudgetMs = 12; // one batch never holds the event loop longer
+constexpr int kPictureIdentityRole = Qt::UserRole + 2;
+
+// What tells a picture file from its earlier versions without reading it; empty when there is
+// no file to show.
+QString fileIdentity(const QString &path)
+{
+    const QFileInfo file(path);
+    if (path.isEmpty() || !file.isFile())
+        return {};
+    return QStringLiteral("%1|%2|%3")
+        .arg(file.absoluteFilePath())
+        .arg(file.lastModified().toMSecsSinceEpoch())
+        .arg(file.size());
+}
 
 // A tile's picture, decoded at tile size: large pictures are never decoded whole when the format
 // can scale while decoding.
@@ -55,20 +69,31 @@ QPixmap placeholderTile()
 ProfileTiles::ProfileTiles(QListWidget *list, QObject *parent)
     : QObject(parent), m_list(list), m_placeholder(placeholderTile())
 {
-    m_timer.setSingleShot(true);
-    m_timer.setInterval(0);
-    connect(&m_timer, &QTimer::timeout, this, &ProfileTiles::decodeSome);
+}
+
+// The workers post to this object: none may outlive it.
+ProfileTiles::~ProfileTiles()
+{
+    m_pool.clear();
+    m_pool.waitForDone();
 }
 
 void ProfileTiles::fill(const QList<GamepadProfileMeta> &entries)
 {
-    m_queue.clear();
+    m_waiting.clear();
     const QSignalBlocker blocker(m_list);
     m_list->setUpdatesEnabled(false);
     m_list->clear();
     for (const GamepadProfileMeta &entry : entries)
         append(entry);
     m_list->setUpdatesEnabled(true);
+    // Only the pictures still listed are kept.
+    QSet<QString> listed;
+    for (int row = 0; row < m_list->count(); ++row)
+        listed.insert(m_list->item(row)->data(kPictureIdentityRole).toString());
+    m_cache.removeIf([&](const auto &tile) { return !listed.contains(tile.key()); });
+    if (m_waiting.isEmpty())
+        Q_EMIT thumbnailsReady();
 }
 
 QListWidgetItem *ProfileTiles::append(const GamepadProfileMeta &entry)
@@ -77,7 +102,7 @@ QListWidgetItem *ProfileTiles::append(const GamepadProfileMeta &entry)
     item->setToolTip(entry.name);
     item->setData(kImagePathRole, entry.imagePath());
     m_list->addItem(item);
-    schedule(m_list->count() - 1);
+    request(item, entry.imagePath());
     return item;
 }
 
@@ -93,32 +118,68 @@ void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QStrin
         item->setData(kImagePathRole, entry.imagePath());
         item->setIcon(m_placeholder);
     }
-    schedule(row);
+    request(item, entry.imagePath());
 }
 
-void ProfileTiles::schedule(int row)
+void ProfileTiles::waitForThumbnails()
 {
-    m_queue << row;
-    if (!m_timer.isActive())
-        m_timer.start();
+    startDecodes();
+    m_pool.waitForDone();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
 }
 
-void ProfileTiles::decodeSome()
+// The tile shows its picture at once when this version of the file was decoded already;
+// otherwise a worker decodes it, once however many tiles show it.
+void ProfileTiles::request(QListWidgetItem *item, const QString &path)
 {
-    QElapsedTimer clock;
-    clock.start();
-    int decoded = 0;
-    while (!m_queue.isEmpty() && decoded < kThumbnailBatch &&
-           clock.elapsed() < kThumbnailBudgetMs) {
-        QListWidgetItem *item = m_list->item(m_queue.takeFirst());
-        const QString path = item ? item->data(kImagePathRole).toString() : QString();
-        if (path.isEmpty())
-            continue;
-        ++decoded;
-        const QImage image = thumbnailImage(path);
-        if (!image.isNull())
-            item->setIcon(QIcon(QPixmap::fromImage(image)));
+    const QString key = fileIdentity(path);
+    item->setData(kPictureIdentityRole, key);
+    const auto cached = m_cache.constFind(key);
+    if (key.isEmpty() || cached != m_cache.cend()) {
+        item->setIcon(key.isEmpty() || cached->isNull() ? m_placeholder : *cached);
+        return;
     }
-    if (!m_queue.isEmpty())
-        m_timer.start();
+    m_waiting[key].append(QPersistentModelIndex(m_list->model()->index(m_list->row(item), 0)));
+    if (m_decoding.contains(key))
+        return;
+    m_decoding.insert(key);
+    if (m_toDecode.isEmpty())
+        QMetaObject::invokeMethod(this, &ProfileTiles::startDecodes, Qt::QueuedConnection);
+    m_toDecode.append({key, path});
+}
+
+// On the next turn of the event loop: the workers do not compete with the listing that asked for
+// the pictures, and pictures no longer listed by then are not decoded.
+void ProfileTiles::startDecodes()
+{
+    for (const auto &[key, path] : std::as_const(m_toDecode)) {
+        if (!m_waiting.contains(key)) {
+            m_decoding.remove(key);
+            continue;
+        }
+        ++m_decodes;
+        m_pool.start([this, key = key, path = path] {
+            const QImage image = thumbnailImage(path);
+            QMetaObject::invokeMethod(
+                this, [this, key, image] { decoded(key, image); }, Qt::QueuedConnection);
+        });
+    }
+    m_toDecode.clear();
+}
+
+void ProfileTiles::decoded(const QString &key, const QImage &image)
+{
+    m_decoding.remove(key);
+    const QList<QPersistentModelIndex> tiles = m_waiting.take(key);
+    if (tiles.isEmpty())
+        return; // listed no more
+    const QIcon icon = image.isNull() ? QIcon() : QIcon(QPixmap::fromImage(image));
+    m_cache.insert(key, icon);
+    for (const QPersistentModelIndex &tile : tiles) {
+        QListWidgetItem *item = m_list->item(tile.row());
+        if (tile.isValid() && item && item->data(kPictureIdentityRole).toString() == key)
+            item->setIcon(icon.isNull() ? m_placeholder : icon);
+    }
+    if (m_waiting.isEmpty())
+        Q_EMIT thumbnailsReady();
 }

@@ -2,18 +2,25 @@
 
 #include "profilemeta.h"
 
+#include <QHash>
 #include <QIcon>
 #include <QList>
 #include <QObject>
+#include <QPersistentModelIndex>
+#include <QSet>
 #include <QSize>
-#include <QTimer>
+#include <QThreadPool>
+
+#include <utility>
 
 class QListWidget;
 class QListWidgetItem;
 
 // The catalogue's tiles in the editor's list: one per profile, its name under its picture. The
-// pictures are decoded at tile size a few at a time, so that a catalogue of a thousand profiles
-// shows at once with placeholders and fills in without freezing the window.
+// pictures are decoded at tile size on worker threads, so that a catalogue of a thousand profiles
+// shows at once with placeholders and fills in while the window answers. Decoded tiles are kept
+// by file identity (path, modification time, size): listing the catalogue again decodes only the
+// pictures that changed.
 class ProfileTiles : public QObject
 {
     Q_OBJECT
@@ -23,6 +30,7 @@ public:
     static constexpr QSize kGridSize{160, 120};
 
     explicit ProfileTiles(QListWidget *list, QObject *parent = nullptr);
+    ~ProfileTiles() override;
 
     // Replaces every tile, without a selection signal.
     void fill(const QList<GamepadProfileMeta> &entries);
@@ -30,14 +38,27 @@ public:
     // The tile's name, tooltip and picture follow the entry; `note` is added to the name (a
     // profile deleted elsewhere whose edits are still open).
     void update(int row, const GamepadProfileMeta &entry, const QString &note = QString());
-    bool thumbnailsPending() const { return !m_queue.isEmpty(); }
+    bool thumbnailsPending() const { return !m_waiting.isEmpty(); }
+    // Blocks until the decodes under way are done and their tiles show them.
+    void waitForThumbnails();
+    // Pictures decoded since construction.
+    int decodeCount() const { return m_decodes; }
+
+signals:
+    // Every tile shows its picture (or its placeholder when the picture cannot be read).
+    void thumbnailsReady();
 
 private:
-    void schedule(int row);
-    void decodeSome();
+    void request(QListWidgetItem *item, const QString &path);
+    void startDecodes();
+    void decoded(const QString &key, const QImage &image);
 
     QListWidget *m_list;
-    QTimer m_timer;
-    QList<int> m_queue;
     QIcon m_placeholder;
+    QThreadPool m_pool;
+    QHash<QString, QIcon> m_cache; // by file identity; a null icon for an unreadable file
+    QHash<QString, QList<QPersistentModelIndex>> m_waiting; // tiles waiting for a decode
+    QSet<QString> m_decoding;                               // asked for, under way or to start
+    QList<std::pair<QString, QString>> m_toDecode;          // identity and path, not started yet
+    int m_decodes = 0;
 };

@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QPainter>
 #include <QPointer>
+#include <QSet>
 #include <QStringListModel>
 #include <QStyledItemDelegate>
 #include <QTimer>
@@ -46,6 +47,17 @@ QAbstractItemView#tagSelectionPopup { background: #1C2D3A; color: #E8F0F5; outli
 )";
 
 const QString kNotConnected = QStringLiteral("Manette non connectee");
+const char *const kChipNameProperty = "tagName";
+
+// Names as compared: ignoring case.
+QSet<QString> foldedNames(const QStringList &names)
+{
+    QSet<QString> folded;
+    folded.reserve(names.size());
+    for (const QString &name : names)
+        folded.insert(name.toCaseFolded());
+    return folded;
+}
 
 bool sameNames(const QStringList &a, const QStringList &b)
 {
@@ -202,6 +214,7 @@ void TagSelectionBar::setAvailableTags(const QStringList &tags)
     if (sameNames(names, m_available))
         return;
     m_available = names;
+    m_connected = foldedNames(names);
     refreshCompleter();
     rebuildChips();
 }
@@ -270,36 +283,71 @@ void TagSelectionBar::openCompletion()
 
 void TagSelectionBar::refreshCompleter()
 {
+    const QSet<QString> selected = foldedNames(m_selected);
     QStringList names;
     for (const QString &name : std::as_const(m_available)) {
-        if (!m_selected.contains(name, Qt::CaseInsensitive))
+        if (!selected.contains(name.toCaseFolded()))
             names.append(name);
     }
     if (m_completionModel->stringList() != names)
         m_completionModel->setStringList(names);
 }
 
+// The chips follow the selected names: a chip whose name stays is kept, so that adding one name
+// to a long list builds one chip, not the whole row again.
 void TagSelectionBar::rebuildChips()
 {
-    qDeleteAll(m_chips);
-    m_chips.clear();
-    m_flow->removeWidget(m_input);
+    QHash<QString, QFrame *> kept;
+    for (QFrame *chip : std::as_const(m_chips))
+        kept.insert(chip->property(kChipNameProperty).toString(), chip);
+    QList<QFrame *> chips;
+    chips.reserve(m_selected.size());
     for (const QString &name : std::as_const(m_selected)) {
-        QFrame *chip = createChip(name);
-        m_flow->addWidget(chip);
-        m_chips.append(chip);
+        QFrame *chip = kept.take(name);
+        if (chip)
+            showConnected(chip);
+        chips.append(chip ? chip : createChip(name));
     }
+    qDeleteAll(kept); // each leaves the flow as it goes
+    // The flow holds the chips still in place first; the rest, then the field, go after them.
+    int inPlace = 0;
+    while (inPlace < chips.size() && inPlace < m_flow->count() &&
+           m_flow->itemAt(inPlace)->widget() == chips.at(inPlace))
+        ++inPlace;
+    while (m_flow->count() > inPlace)
+        delete m_flow->takeAt(m_flow->count() - 1);
+    for (int i = inPlace; i < chips.size(); ++i)
+        m_flow->addWidget(chips.at(i));
     m_flow->addWidget(m_input);
+    m_chips = chips;
+}
+
+// The chip's colours and tooltip say whether its controller is connected.
+void TagSelectionBar::showConnected(QFrame *chip) const
+{
+    const bool connected =
+        m_connected.contains(chip->property(kChipNameProperty).toString().toCaseFolded());
+    const QVariant before = chip->property("connected");
+    if (before.isValid() && before.toBool() == connected)
+        return;
+    chip->setProperty("connected", connected);
+    chip->setToolTip(connected ? QString() : kNotConnected);
+    if (!before.isValid())
+        return; // styled when first shown
+    QList<QWidget *> parts = chip->findChildren<QWidget *>();
+    parts << chip;
+    for (QWidget *part : std::as_const(parts)) {
+        part->style()->unpolish(part);
+        part->style()->polish(part);
+    }
 }
 
 QFrame *TagSelectionBar::createChip(const QString &name)
 {
     auto *chip = new QFrame(m_area);
     chip->setObjectName(QStringLiteral("tagSelectionChip"));
-    const bool connected = m_available.contains(name, Qt::CaseInsensitive);
-    chip->setProperty("connected", connected);
-    if (!connected)
-        chip->setToolTip(kNotConnected);
+    chip->setProperty(kChipNameProperty, name);
+    showConnected(chip);
     auto *layout = new QHBoxLayout(chip);
     layout->setContentsMargins(10, 2, 4, 2);
     layout->setSpacing(4);

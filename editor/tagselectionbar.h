@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QSet>
 #include <QStringList>
 #include <QWidget>
 
@@ -40,6 +41,7 @@ private:
     void refreshCompleter();
     void rebuildChips();
     QFrame *createChip(const QString &name);
+    void showConnected(QFrame *chip) const;
 
     QWidget *m_area = nullptr;
     FlowLayout *m_flow = nullptr;
@@ -48,5 +50,6 @@ private:
     QStringListModel *m_completionModel = nullptr;
     QList<QFrame *> m_chips;
     QStringList m_available;
+    QSet<QString> m_connected; // the available names, case-folded
     QStringList m_selected;
 };

@@ -1,5 +1,6 @@
 #include "overlaylines.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -7,7 +8,11 @@
 #include <QImageReader>
 #include <QLabel>
 #include <QPainter>
+#include <QPointer>
 #include <QScreen>
+#include <QThreadPool>
+
+#include <functional>
 
 namespace {
 
@@ -35,18 +40,17 @@ struct Picture
     QSize size;   // the picture's own size
 };
 
-struct PictureKey
+// What tells a picture file from its earlier versions, and the size it is decoded to.
+QString pictureKey(const QString &path, const QSize &bound)
 {
-    QString path;
-    QDateTime modified;
-    qint64 bytes = -1;
-    QSize bound;
-    bool operator==(const PictureKey &other) const
-    {
-        return path == other.path && modified == other.modified && bytes == other.bytes &&
-               bound == other.bound;
-    }
-};
+    const QFileInfo file(path);
+    return QStringLiteral("%1|%2|%3|%4x%5")
+        .arg(file.absoluteFilePath())
+        .arg(file.lastModified().toMSecsSinceEpoch())
+        .arg(file.size())
+        .arg(bound.width())
+        .arg(bound.height());
+}
 
 // A picture is decoded at the size it can be shown: a large one is never held whole, and the
 // formats that can scale while decoding (JPEG) never decode it whole either.
@@ -63,20 +67,80 @@ Picture decodePicture(const QString &path, const QSize &bound)
     return {image, full.isValid() ? full : image.size()};
 }
 
-// The editor and its mapping panel show the same picture, and show it again on every profile
-// switch: the last one read is kept, keyed by the file's stamp.
-Picture readPicture(const QString &path)
+// Pictures are decoded off the window's thread, each once however many overlays ask for it
+// meanwhile. The last one decoded is kept: the editor and its mapping panel show the same
+// picture, and show it again on every profile switch.
+class PictureDecoder : public QObject
 {
-    static PictureKey lastKey;
-    static Picture last;
-    const QFileInfo file(path);
-    const PictureKey key{file.absoluteFilePath(), file.lastModified(), file.size(), decodeBound()};
-    if (!(key == lastKey)) {
-        last = decodePicture(path, key.bound);
-        lastKey = key;
+public:
+    using Ready = std::function<void(const Picture &)>;
+
+    static PictureDecoder &instance()
+    {
+        static QPointer<PictureDecoder> decoder;
+        if (!decoder)
+            decoder = new PictureDecoder(QCoreApplication::instance());
+        return *decoder;
     }
-    return last;
-}
+
+    // The workers post to this object: none may outlive it.
+    ~PictureDecoder() override
+    {
+        m_pool.clear();
+        m_pool.waitForDone();
+    }
+
+    const Picture *find(const QString &key) const { return key == m_lastKey ? &m_last : nullptr; }
+    void keep(const QString &key, const Picture &picture)
+    {
+        m_lastKey = key;
+        m_last = picture;
+    }
+
+    // `ready` is called on this thread with the picture, unless `receiver` is gone by then.
+    void request(const QString &key, const QString &path, const QSize &bound, QObject *receiver,
+                 const Ready &ready)
+    {
+        QList<Waiter> &waiting = m_waiting[key];
+        waiting.append({receiver, ready});
+        if (waiting.size() > 1)
+            return; // under way
+        m_pool.start([this, key, path, bound] {
+            const Picture picture = decodePicture(path, bound);
+            QMetaObject::invokeMethod(
+                this, [this, key, picture] { decoded(key, picture); }, Qt::QueuedConnection);
+        });
+    }
+
+    void waitForAll()
+    {
+        m_pool.waitForDone();
+        QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    }
+
+private:
+    struct Waiter
+    {
+        QPointer<QObject> receiver;
+        Ready ready;
+    };
+
+    using QObject::QObject;
+
+    void decoded(const QString &key, const Picture &picture)
+    {
+        keep(key, picture);
+        for (const Waiter &waiter : m_waiting.take(key)) {
+            if (waiter.receiver)
+                waiter.ready(picture);
+        }
+    }
+
+    QThreadPool m_pool;
+    QHash<QString, QList<Waiter>> m_waiting;
+    QString m_lastKey;
+    Picture m_last;
+};
 
 } // namespace
 
@@ -93,20 +157,59 @@ OverlayLines::OverlayLines(QWidget *parent) : QWidget(parent)
 
 void OverlayLines::setBackgroundPixmap(const QPixmap &pixmap)
 {
+    m_pendingPicture.clear();
     m_message->hide();
-    showPicture(pixmap, pixmap.size());
+    showPicture(pixmap, pixmap.isNull() ? QSize() : pixmap.size());
 }
 
+// The picture's size is read at once, so that pastilles take their places; its pixels follow
+// when a worker has decoded them. A format that cannot tell its size beforehand is decoded here.
 void OverlayLines::setBackgroundPicture(const QString &path)
 {
-    const Picture picture = path.isEmpty() ? Picture() : readPicture(path);
-    m_message->setVisible(!path.isEmpty() && picture.image.isNull());
+    m_pendingPicture.clear();
+    if (path.isEmpty()) {
+        showDecoded(path, {}, {});
+        return;
+    }
+    PictureDecoder &decoder = PictureDecoder::instance();
+    const QSize bound = decodeBound();
+    const QString key = pictureKey(path, bound);
+    const Picture *known = decoder.find(key);
+    const QSize size = known ? known->size : QImageReader(path).size();
+    if (known) {
+        showDecoded(path, known->image, known->size);
+    } else if (!size.isValid()) {
+        const Picture picture = decodePicture(path, bound);
+        if (!picture.image.isNull()) // a file that is no picture fails as fast again
+            decoder.keep(key, picture);
+        showDecoded(path, picture.image, picture.size);
+    } else {
+        m_pendingPicture = key;
+        m_message->hide();
+        showPicture(QPixmap(), size);
+        decoder.request(key, path, bound, this, [this, key, path](const Picture &picture) {
+            if (key == m_pendingPicture)
+                showDecoded(path, picture.image, picture.size);
+        });
+    }
+}
+
+void OverlayLines::waitForPicture()
+{
+    if (!m_pendingPicture.isEmpty())
+        PictureDecoder::instance().waitForAll();
+}
+
+void OverlayLines::showDecoded(const QString &path, const QImage &image, const QSize &size)
+{
+    m_pendingPicture.clear();
+    m_message->setVisible(!path.isEmpty() && image.isNull());
     if (m_message->isVisibleTo(this)) {
         m_message->setText(kPictureMessage.arg(QDir::toNativeSeparators(path)));
         m_message->lower(); // under the pastilles
         placeMessage();
     }
-    showPicture(QPixmap::fromImage(picture.image), picture.size);
+    showPicture(QPixmap::fromImage(image), image.isNull() ? QSize() : size);
 }
 
 QString OverlayLines::pictureMessage() const
@@ -114,9 +217,8 @@ QString OverlayLines::pictureMessage() const
     return m_message->isVisibleTo(this) ? m_message->text() : QString();
 }
 
-void OverlayLines::showPicture(const QPixmap &pixmap, const QSize &pictureSize)
+void OverlayLines::showPicture(const QPixmap &pixmap, const QSize &size)
 {
-    const QSize size = pixmap.isNull() ? QSize() : pictureSize;
     // Copies of one pixmap share a cache key, and every null pixmap has key 0.
     if (pixmap.cacheKey() == m_backgroundPixmap.cacheKey() && size == m_pictureSize)
         return;

@@ -35,7 +35,11 @@ public:
     void setBackgroundPixmap(const QPixmap &pixmap);
     // Shows the picture of a file, decoded no larger than a screen can show it; one that cannot
     // be shown leaves the background empty with a message saying so. An empty path shows none.
+    // The picture's size is known at once; a picture not decoded before shows when a worker has
+    // decoded it, the window answering meanwhile.
     void setBackgroundPicture(const QString &path);
+    // Blocks until the picture asked for last shows (or says it cannot).
+    void waitForPicture();
     // The picture's own size, which pastille geometry follows even when it was decoded smaller.
     QSize pictureSize() const { return m_pictureSize; }
     // What the message over an empty background says; empty when hidden.
@@ -64,11 +68,13 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
-    void showPicture(const QPixmap &pixmap, const QSize &pictureSize);
+    void showPicture(const QPixmap &pixmap, const QSize &size);
+    void showDecoded(const QString &path, const QImage &image, const QSize &size);
     void placeMessage();
 
     QPixmap m_backgroundPixmap;
     QSize m_pictureSize;
+    QString m_pendingPicture; // the decode whose picture this widget waits for
     QLabel *m_message = nullptr;
     BackgroundScaleMode m_backgroundScaleMode = Contain;
 };

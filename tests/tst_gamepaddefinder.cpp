@@ -1,9 +1,11 @@
 #include "actionlinker.h"
+#include "cataloguereader.h"
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
 #include "interactiveoverlay.h"
 #include "jsonfile.h"
+#include "profilefolderwatcher.h"
 #include "profileoperations.h"
 #include "quickactionspanel.h"
 #include "runtimetestsupport.h"
@@ -347,6 +349,23 @@ private slots:
         QVERIFY(w->bannerText().isEmpty());
     }
 
+    // The folders read while this window deletes a profile: the reading that may have seen it is
+    // done again rather than bring it back.
+    void readingOlderThanADeleteIsNotShown()
+    {
+        seed("Importe");
+        seed("Ouvert");
+        ScriptedDialogs dialogs;
+        auto w = window();
+        w->profileList()->setCurrentRow(rowOf(*w, "Ouvert"));
+        Q_EMIT w->findChild<ProfileFolderWatcher *>()->rootsChanged();
+        dialogs.answerYes(true);
+        w->actionDelete();
+        w->findChild<CatalogueReader *>()->waitForReading();
+        QCOMPARE(w->profileList()->count(), 1);
+        QCOMPARE(w->profileList()->item(0)->text(), "Importe");
+    }
+
     void modesTable_data()
     {
         QTest::addColumn<int>("mode");
@@ -397,6 +416,7 @@ private slots:
         w->setExternalServices({{"sharedActionCatalog", QJsonArray{zoom}}});
         w->profileList()->setCurrentRow(rowOf(*w, "Pilote"));
         QCOMPARE(w->attachedController(), &padB); // the linked controller, not the first one
+        w->overlay()->waitForPicture();
         QCOMPARE(w->overlay()->backgroundPixmap().size(), QSize(800, 480)); // the profile's picture
         const int arcade = rowOf(*w, "Arcade");
         w->profileList()->setCurrentRow(arcade);

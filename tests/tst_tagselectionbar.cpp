@@ -4,6 +4,8 @@
 
 #include <QCompleter>
 #include <QFrame>
+#include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QtTest>
 
@@ -16,6 +18,22 @@ class TestTagSelectionBar : public QObject
     static QLineEdit *input(const TagSelectionBar &bar)
     {
         return bar.findChild<QLineEdit *>(QStringLiteral("tagSelectionInput"));
+    }
+
+    // The flow's content in order: each chip's name, "connected" and tooltip, then the field.
+    static QStringList flowContent(const TagSelectionBar &bar)
+    {
+        QStringList content;
+        const QLayout *flow = bar.findChild<QWidget *>("tagSelectionArea")->layout();
+        for (int i = 0; i < flow->count(); ++i) {
+            const QWidget *part = flow->itemAt(i)->widget();
+            const auto *label = part->findChild<QLabel *>("tagSelectionChipLabel");
+            content << (label ? QStringList{label->text(), part->property("connected").toString(),
+                                            part->toolTip()}
+                                    .join('/')
+                              : part->objectName());
+        }
+        return content;
     }
 
 private slots:
@@ -94,6 +112,32 @@ private slots:
         Q_EMIT completer->activated(completer->currentCompletion());
         QCOMPARE(bar.selectedTags(), QStringList({"pad 2", "Stick Pro"}));
         QCOMPARE(model->stringList(), QStringList{"Pad 1"});
+    }
+
+    // Chips kept through additions, removals, a new order and a controller coming and going show
+    // as a bar built afresh with the final names.
+    void chipsKeptMatchAFreshBar()
+    {
+        TagSelectionBar bar, fresh;
+        for (TagSelectionBar *shown : {&bar, &fresh}) {
+            shown->resize(320, 120);
+            shown->show();
+        }
+        bar.setSelectedTags({"Pad 1", "Pad 2", "Pad 3"});
+        bar.setAvailableTags({"Pad 2"});
+        QTest::keyClicks(input(bar), "Pad 4");
+        QTest::keyClick(input(bar), Qt::Key_Return);
+        QCoreApplication::processEvents(); // the chips show, styled
+        bar.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"});
+        bar.setAvailableTags({"pad 1", "Pad 4"});
+        fresh.setAvailableTags({"pad 1", "Pad 4"});
+        fresh.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"});
+        QCoreApplication::processEvents();
+        QCOMPARE(flowContent(bar), QStringList({"Pad 3/false/Manette non connectee", "Pad 1/true/",
+                                                "Pad 4/true/", "tagSelectionInput"}));
+        QCOMPARE(flowContent(bar), flowContent(fresh));
+        const QRect chipRows(0, 0, bar.width(), input(bar)->y()); // above the field's cursor
+        QCOMPARE(bar.grab(chipRows).toImage(), fresh.grab(chipRows).toImage());
     }
 
     void associationDialog_data()

@@ -1,0 +1,76 @@
+#include "profiletiles.h"
+
+#include <QDir>
+#include <QListWidget>
+#include <QtTest>
+
+class TestProfileTiles : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+    // A profile whose picture is `size` filled with `colour`; an invalid colour writes a file
+    // that is no picture, no size writes none.
+    GamepadProfileMeta profile(const QString &name, const QColor &colour, QSize size = {400, 200})
+    {
+        GamepadProfileMeta meta;
+        meta.name = name;
+        meta.folder = m_dir.filePath(name);
+        QDir().mkpath(meta.folder);
+        QImage picture(size, QImage::Format_RGB32);
+        picture.fill(colour);
+        QFile file(meta.imagePath());
+        if (!colour.isValid() && file.open(QIODevice::WriteOnly))
+            file.write("PNG?");
+        else if (size.isValid())
+            picture.save(meta.imagePath());
+        return meta;
+    }
+
+    static QList<QImage> tileImages(const QListWidget &list)
+    {
+        QList<QImage> images;
+        for (int row = 0; row < list.count(); ++row)
+            images << list.item(row)->icon().pixmap(ProfileTiles::kIconSize).toImage();
+        return images;
+    }
+
+private slots:
+    // Listing again after a profile left decodes only the picture that changed, and the tiles
+    // show what a first listing shows.
+    void refillDecodesOnlyWhatChanged()
+    {
+        QList<GamepadProfileMeta> entries{
+            profile("a", Qt::red), profile("b", Qt::green), profile("c", Qt::blue),
+            profile("no picture", Qt::gray, QSize()), profile("broken", QColor())};
+        QListWidget list;
+        ProfileTiles tiles(&list);
+        QSignalSpy ready(&tiles, &ProfileTiles::thumbnailsReady);
+        tiles.fill({profile("replaced at once", Qt::cyan)}); // never decoded
+        tiles.fill(entries);
+        QVERIFY(tiles.thumbnailsPending());
+        tiles.waitForThumbnails();
+        QVERIFY(!tiles.thumbnailsPending());
+        QCOMPARE(ready.count(), 1);
+        QCOMPARE(tiles.decodeCount(), 4);
+        const QImage placeholder = tileImages(list).at(3);
+        QCOMPARE(tileImages(list).at(4), placeholder);
+        QCOMPARE(tileImages(list).at(0).pixelColor(70, 35), QColor(Qt::red));
+
+        entries.removeAt(1);
+        entries[1] = profile("c", Qt::yellow, {300, 200});
+        tiles.fill(entries);
+        tiles.waitForThumbnails();
+        QCOMPARE(tiles.decodeCount(), 5);
+        QCOMPARE(tileImages(list).at(1).pixelColor(70, 45), QColor(Qt::yellow));
+        QListWidget freshList;
+        ProfileTiles fresh(&freshList);
+        fresh.fill(entries);
+        fresh.waitForThumbnails();
+        QCOMPARE(tileImages(list), tileImages(freshList));
+    }
+};
+
+QTEST_MAIN(TestProfileTiles)
+#include "tst_profiletiles.moc"
