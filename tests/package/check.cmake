@@ -5,14 +5,6 @@
 include(${CMAKE_CURRENT_LIST_DIR}/runpath.cmake)
 file(REMOVE_RECURSE ${WORK_DIR})
 
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT code EQUAL 0)
-    message(FATAL_ERROR "${ARGN}\nfailed (${code}):\n${out}\n${err}")
-  endif()
-  set(output "${out}" PARENT_SCOPE)
-endfunction()
-
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
 foreach(file include/zelto/icominterface.h include/zelto/icominterfacemodelprovider.h
              include/zelto/comproviderevent.h lib/zelto/plugins/libzeltogamepad.so)

@@ -2,6 +2,17 @@
 # (no LD_LIBRARY_PATH, as a host starts), and its run path names only folders that hold some of
 # them: never the build tree.
 cmake_policy(VERSION 3.21)
+
+# run(COMMAND...): runs a step of the check, stops it with the step's output when it fails, and
+# hands the step's standard output back in `output`.
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT code EQUAL 0)
+    message(FATAL_ERROR "${ARGN}\nfailed (${code}):\n${out}\n${err}")
+  endif()
+  set(output "${out}" PARENT_SCOPE)
+endfunction()
+
 function(check_module_run_path module)
   execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ldd ${module}
                   RESULT_VARIABLE code OUTPUT_VARIABLE listing ERROR_VARIABLE err)

@@ -4,13 +4,6 @@
 include(${CMAKE_CURRENT_LIST_DIR}/../runpath.cmake)
 file(REMOVE_RECURSE ${WORK_DIR})
 
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT code EQUAL 0)
-    message(FATAL_ERROR "${ARGN}\nfailed (${code}):\n${out}\n${err}")
-  endif()
-endfunction()
-
 foreach(part dependency module)
   if(part STREQUAL "dependency")
     set(options -DDEPENDENCY_ONLY=ON)
