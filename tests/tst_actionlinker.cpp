@@ -270,7 +270,7 @@ private slots:
                              " a disparu ou a été remplacé : les modifications ne peuvent plus y "
                              "être enregistrées.";
         bind("Enregistrer", 3);
-        QVERIFY(QDir(m_profile.folder).removeRecursively());
+        QVERIFY(removeScratchTree(m_profile.folder));
         QTRY_COMPARE(m_linker->session()->state(), EditSession::State::Gone);
         bind("pan", 5);
         QCOMPARE(hint(), told);
@@ -369,3 +369,4 @@ private:
 
 QTEST_MAIN(TestActionLinker)
 #include "tst_actionlinker.moc"
+#include "scratchtree.h"

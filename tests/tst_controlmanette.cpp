@@ -17,7 +17,7 @@ private slots:
 
     void init()
     {
-        QDir(configurationRoot()).removeRecursively();
+        removeScratchTree(configurationRoot());
         m_pad.reset(); // the last test's, before its controllers
         m_joysticks.reset();
         m_joysticks = std::make_unique<VirtualJoysticks>();
@@ -151,3 +151,4 @@ private:
 
 QTEST_GUILESS_MAIN(TestControlManette)
 #include "tst_controlmanette.moc"
+#include "scratchtree.h"

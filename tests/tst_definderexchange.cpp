@@ -63,7 +63,7 @@ private slots:
     void init()
     {
         qApp->setProperty("kx.currentLogin", "tester");
-        QDir(configurationRoot()).removeRecursively();
+        removeScratchTree(configurationRoot());
         QGuiApplication::clipboard()->clear();
     }
 
@@ -225,3 +225,4 @@ private slots:
 
 QTEST_MAIN(TestDefinderExchange)
 #include "tst_definderexchange.moc"
+#include "scratchtree.h"

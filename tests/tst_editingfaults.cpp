@@ -337,7 +337,7 @@ private slots:
     void init()
     {
         qApp->setProperty("kx.currentLogin", "tester");
-        QDir(configurationRoot()).removeRecursively();
+        removeScratchTree(configurationRoot());
         m_joysticks->backend.connectController(0, padIdentity("Pad A"));
         m_pad = std::make_unique<ControlManette>(0);
         m_pad->poll();
@@ -377,7 +377,7 @@ private slots:
         QVERIFY(under.edit());
         const QByteArray folder = QFile::encodeName(QFileInfo(under.document()).path());
         if (fault == "deleted")
-            QVERIFY(QDir(folder).removeRecursively());
+            QVERIFY(removeScratchTree(folder));
         else
             QVERIFY(chmod(folder.constData(), 0555) == 0);
         ScriptedDialogs dialogs; // the failure's box
@@ -489,7 +489,7 @@ private slots:
             under->startAgain();
         QCOMPARE(under->edit(), way != "no");
         if (fault == "deleted")
-            QVERIFY(QDir(folder).removeRecursively());
+            QVERIFY(removeScratchTree(folder));
         if (fault == "replaced")
             QVERIFY(QFile::remove(document) && QDir().mkdir(document));
         if (fault == "changed")
@@ -536,3 +536,4 @@ private slots:
 
 QTEST_MAIN(TestEditingFaults)
 #include "tst_editingfaults.moc"
+#include "scratchtree.h"

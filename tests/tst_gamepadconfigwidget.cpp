@@ -124,7 +124,7 @@ private slots:
         m_joysticks.reset();
         qApp->setProperty("kx.currentLogin", "tester");
         qApp->setProperty("kx.canEditSharedGamepads", false);
-        QDir(configurationRoot()).removeRecursively();
+        removeScratchTree(configurationRoot());
         m_joysticks = std::make_unique<VirtualJoysticks>();
         m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f);
         m_pad = std::make_unique<ControlManette>(0);
@@ -558,3 +558,4 @@ private slots:
 
 QTEST_MAIN(TestGamepadConfigWidget)
 #include "tst_gamepadconfigwidget.moc"
+#include "scratchtree.h"

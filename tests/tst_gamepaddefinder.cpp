@@ -91,7 +91,7 @@ private slots:
     void init()
     {
         qApp->setProperty("kx.currentLogin", "tester");
-        QDir(configurationRoot()).removeRecursively();
+        removeScratchTree(configurationRoot());
         m_joysticks->backend.connectController(0, padIdentity("Pad A"));
         m_pad = std::make_unique<ControlManette>(0);
         m_pad->poll();
@@ -323,21 +323,21 @@ private slots:
         QVERIFY(catalog.count() >= 1);
         QCOMPARE(w->entries().at(w->currentRow()).name, "Ouvert");
         // Another profile going moves the open one up its list; it stays open.
-        QVERIFY(QDir(later.folder).removeRecursively());
+        QVERIFY(removeScratchTree(later.folder));
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 1, 5000);
         QCOMPARE(w->currentRow(), 0);
         QCOMPARE(w->overlay()->node(0).title, "Ici");
         const GamepadProfileMeta gone = seed("Importe");
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 2, 5000);
         w->profileList()->setCurrentRow(rowOf(*w, "Importe"));
-        QVERIFY(QDir(gone.folder).removeRecursively());
+        QVERIFY(removeScratchTree(gone.folder));
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 1, 5000);
         QCOMPARE(w->currentRow(), -1);
         QVERIFY(dialogs.prompts().isEmpty());
 
         w->profileList()->setCurrentRow(0);
         w->overlay()->renameNode(0, "Garde");
-        QVERIFY(QDir(open.folder).removeRecursively());
+        QVERIFY(removeScratchTree(open.folder));
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->item(0)->text(), "Ouvert (supprimé)", 5000);
         QVERIFY(w->bannerText().contains("a disparu"));
         QCOMPARE(w->overlay()->node(0).title, "Garde");
@@ -466,3 +466,4 @@ private slots:
 
 QTEST_MAIN(TestGamepadDefinder)
 #include "tst_gamepaddefinder.moc"
+#include "scratchtree.h"

@@ -98,7 +98,7 @@ private slots:
         QFETCH(QString, answer);
         const bool closed = answer != "Rester";
         qApp->setProperty("kx.currentLogin", "tester");
-        QDir(configurationRoot()).removeRecursively();
+        removeScratchTree(configurationRoot());
         QImage picture(64, 48, QImage::Format_ARGB32);
         picture.fill(Qt::darkGray);
         QVERIFY(picture.save(m_home.filePath("pad.png")));
@@ -126,3 +126,4 @@ private slots:
 
 QTEST_MAIN(TestManetteConfigurationWidget)
 #include "tst_manetteconfigurationwidget.moc"
+#include "scratchtree.h"

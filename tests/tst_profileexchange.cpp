@@ -69,7 +69,7 @@ private slots:
         QVERIFY(useTestHome(home));
         setHost("alice");
     }
-    void init() { QDir(outDir).removeRecursively(); }
+    void init() { removeScratchTree(outDir); }
 
     void roundTrip_data()
     {
@@ -254,3 +254,4 @@ private slots:
 
 QTEST_MAIN(TestProfileExchange)
 #include "tst_profileexchange.moc"
+#include "scratchtree.h"

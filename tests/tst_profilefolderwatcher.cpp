@@ -21,7 +21,7 @@ private slots:
     void init()
     {
         m_root = m_home.filePath("roots/user");
-        QDir(m_home.filePath("roots")).removeRecursively();
+        removeScratchTree(m_home.filePath("roots"));
         m_profile = m_root + "/p1";
         QVERIFY(QDir().mkpath(m_profile));
         QVERIFY(writeBytes(m_profile + "/overlay.json", "{}"));
@@ -51,7 +51,7 @@ private slots:
         if (change == "add")
             QVERIFY(QDir().mkpath(m_root + "/p2"));
         else if (change == "remove")
-            QVERIFY(QDir(m_profile).removeRecursively());
+            QVERIFY(removeScratchTree(m_profile));
         else if (change == "rewrite")
             QVERIFY(writeBytes(m_profile + "/overlay.json", "{\"a\": 1}"));
         else if (change == "replace")
@@ -99,3 +99,4 @@ private slots:
 
 QTEST_MAIN(TestProfileFolderWatcher)
 #include "tst_profilefolderwatcher.moc"
+#include "scratchtree.h"

@@ -59,8 +59,8 @@ private slots:
     {
         setHost("tester");
         QVERIFY(configurationRoot().startsWith(m_home.path()));
-        QVERIFY(QDir(configurationRoot()).removeRecursively());
-        QVERIFY(QDir(m_home.filePath("outside")).removeRecursively());
+        QVERIFY(removeScratchTree(configurationRoot()));
+        QVERIFY(removeScratchTree(m_home.filePath("outside")));
     }
 
     // A picture without suffix is stored as PNG; a JPEG chosen later goes beside it.
@@ -265,3 +265,4 @@ private:
 
 QTEST_GUILESS_MAIN(TestProfileOperations)
 #include "tst_profileoperations.moc"
+#include "scratchtree.h"

@@ -47,7 +47,7 @@ private slots:
     {
         setHost(QVariant());
         QVERIFY(configurationRoot().contains("/.qttest/"));
-        QDir(configurationRoot()).removeRecursively();
+        removeScratchTree(configurationRoot());
     }
 
     void readProfileInfo()
@@ -280,3 +280,4 @@ private slots:
 
 QTEST_GUILESS_MAIN(TestProfileStore)
 #include "tst_profilestore.moc"
+#include "scratchtree.h"
