@@ -6,6 +6,7 @@
 #include "mappingdocument.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
+#include "scratchtree.h"
 #include "scripteddialogseam.h"
 
 #include <QFrame>
@@ -369,4 +370,3 @@ private:
 
 QTEST_MAIN(TestActionLinker)
 #include "tst_actionlinker.moc"
-#include "scratchtree.h"

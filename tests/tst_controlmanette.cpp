@@ -2,6 +2,7 @@
 #include "filetestsupport.h"
 #include "profilestore.h"
 #include "runtimetestsupport.h"
+#include "scratchtree.h"
 
 #include <QtTest>
 
@@ -151,4 +152,3 @@ private:
 
 QTEST_GUILESS_MAIN(TestControlManette)
 #include "tst_controlmanette.moc"
-#include "scratchtree.h"

@@ -4,6 +4,7 @@
 #include "profileexchange.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
+#include "scratchtree.h"
 #include "scripteddialogseam.h"
 
 #include <QClipboard>
@@ -225,4 +226,3 @@ private slots:
 
 QTEST_MAIN(TestDefinderExchange)
 #include "tst_definderexchange.moc"
-#include "scratchtree.h"

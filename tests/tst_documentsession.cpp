@@ -1,4 +1,5 @@
 #include "documentsession.h"
+#include "scratchtree.h"
 #include "scripteddialogseam.h"
 
 #include <QtTest>
@@ -243,4 +244,3 @@ private slots:
 
 QTEST_MAIN(TestDocumentSession)
 #include "tst_documentsession.moc"
-#include "scratchtree.h"

@@ -10,6 +10,7 @@
 #include "overlaybindings.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
+#include "scratchtree.h"
 #include "scripteddialogseam.h"
 
 #include <QLabel>
@@ -536,4 +537,3 @@ private slots:
 
 QTEST_MAIN(TestEditingFaults)
 #include "tst_editingfaults.moc"
-#include "scratchtree.h"

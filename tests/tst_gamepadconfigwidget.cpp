@@ -5,6 +5,7 @@
 #include "jsonfile.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
+#include "scratchtree.h"
 #include "scripteddialogseam.h"
 
 #include <QtTest>
@@ -558,4 +559,3 @@ private slots:
 
 QTEST_MAIN(TestGamepadConfigWidget)
 #include "tst_gamepadconfigwidget.moc"
-#include "scratchtree.h"

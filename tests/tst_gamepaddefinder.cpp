@@ -9,6 +9,7 @@
 #include "profileoperations.h"
 #include "quickactionspanel.h"
 #include "runtimetestsupport.h"
+#include "scratchtree.h"
 #include "scripteddialogseam.h"
 #include "tagselectionbar.h"
 
@@ -466,4 +467,3 @@ private slots:
 
 QTEST_MAIN(TestGamepadDefinder)
 #include "tst_gamepaddefinder.moc"
-#include "scratchtree.h"

@@ -3,6 +3,7 @@
 #include "manetteconfigurationwidget.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
+#include "scratchtree.h"
 #include "scripteddialogseam.h"
 
 #include <QFrame>
@@ -126,4 +127,3 @@ private slots:
 
 QTEST_MAIN(TestManetteConfigurationWidget)
 #include "tst_manetteconfigurationwidget.moc"
-#include "scratchtree.h"

@@ -1,6 +1,7 @@
 #include "filetestsupport.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
+#include "scratchtree.h"
 
 #include <QtTest>
 
@@ -254,4 +255,3 @@ private slots:
 
 QTEST_MAIN(TestProfileExchange)
 #include "tst_profileexchange.moc"
-#include "scratchtree.h"

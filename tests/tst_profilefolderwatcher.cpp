@@ -1,4 +1,5 @@
 #include "profilefolderwatcher.h"
+#include "scratchtree.h"
 
 #include <QtTest>
 
@@ -99,4 +100,3 @@ private slots:
 
 QTEST_MAIN(TestProfileFolderWatcher)
 #include "tst_profilefolderwatcher.moc"
-#include "scratchtree.h"

@@ -1,6 +1,7 @@
 #include "filetestsupport.h"
 #include "overlaybindings.h"
 #include "profileoperations.h"
+#include "scratchtree.h"
 
 #include <QImageReader>
 #include <QtTest>
@@ -265,4 +266,3 @@ private:
 
 QTEST_GUILESS_MAIN(TestProfileOperations)
 #include "tst_profileoperations.moc"
-#include "scratchtree.h"

@@ -2,6 +2,7 @@
 #include "filetestsupport.h"
 #include "profilemeta.h"
 #include "profilestore.h"
+#include "scratchtree.h"
 
 #include <QtTest>
 
@@ -280,4 +281,3 @@ private slots:
 
 QTEST_GUILESS_MAIN(TestProfileStore)
 #include "tst_profilestore.moc"
-#include "scratchtree.h"
