@@ -50,7 +50,8 @@ class TestProfileExchange : public QObject
 
     QTemporaryDir home;
     QString sources = home.path() + "/sources";
-    QString outDir = QStringLiteral(GAMEPAD_TEST_OUTPUT "/exchange-snapshots");
+    QTemporaryDir outRoot;
+    QString outDir = outRoot.path() + "/exchange-snapshots";
 
     // Every file and folder under the home folder, so that a stray write anywhere shows up.
     QStringList allEntries() const
