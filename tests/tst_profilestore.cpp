@@ -41,8 +41,10 @@ class TestProfileStore : public QObject
 {
     Q_OBJECT
 
+    QTemporaryDir m_home;
+
 private slots:
-    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void initTestCase() { QVERIFY(useTestHome(m_home)); }
 
     void cleanup()
     {
