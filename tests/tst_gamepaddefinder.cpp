@@ -1,5 +1,6 @@
 #include "actionlinker.h"
 #include "cataloguereader.h"
+#include "filetestsupport.h"
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
@@ -439,6 +440,20 @@ private slots:
 
         // Linking another controller is written to the profile and moves the live input to it.
         QSignalSpy linked(w.get(), &GamepadDefinder::deviceSelectionChanged);
+        // Unless "meta.json" cannot be written: then the user is told and nothing moves.
+        {
+            ScriptedDialogs dialogs;
+            runUnder(FileFault::DiskFull, [&] { // a name too long for the disk left
+                w->associationBar()->setSelectedTags({QString(kFaultFileSizeLimit, 'B')});
+                return true;
+            });
+            QCOMPARE(dialogs.prompts().size(), 1);
+            QCOMPARE(dialogs.prompts().first().text.left(24), "Échec sauvegarde meta : ");
+        }
+        QVERIFY(linked.isEmpty());
+        QCOMPARE(w->attachedController(), m_pad.get());
+        w->associationBar()->setSelectedTags({});
+        linked.clear();
         w->associationBar()->setSelectedTags({"Pad B"});
         QCOMPARE(linked.count(), 1);
         QCOMPARE(w->attachedController(), &padB);
