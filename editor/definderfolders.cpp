@@ -78,13 +78,14 @@ void GamepadDefinder::rearmWatcher()
 }
 
 // The folders are read by a worker. When this window changed the catalogue meanwhile (a profile
-// made, deleted, renamed), the reading may predate it: the folders are read again.
+// made, deleted, renamed), the reading may predate it: the folders are read again. Any change
+// gives this window's list data of its own, so sharing the data handed over means none.
 void GamepadDefinder::onProfileRootsChanged()
 {
     if (!m_catalogueReader) {
         m_catalogueReader = new CatalogueReader(
             [this](const QList<GamepadProfileMeta> &known, const QList<GamepadProfileMeta> &fresh) {
-                if (known == m_entries)
+                if (known.isSharedWith(m_entries) || (known.isEmpty() && m_entries.isEmpty()))
                     mergeCatalogue(fresh);
                 else
                     onProfileRootsChanged();

@@ -96,16 +96,6 @@ QString GamepadProfileMeta::configPath() const
     return containedFilePath(folder, configFile);
 }
 
-bool GamepadProfileMeta::operator==(const GamepadProfileMeta &o) const
-{
-    return id == o.id && name == o.name && folder == o.folder && imageFile == o.imageFile &&
-           overlayFile == o.overlayFile && configFile == o.configFile &&
-           deviceNames == o.deviceNames && createdAt == o.createdAt && modifiedAt == o.modifiedAt &&
-           calibrationMode == o.calibrationMode &&
-           calibrationOverrideFile == o.calibrationOverrideFile && vendorId == o.vendorId &&
-           productId == o.productId && kind == o.kind && otherKeys == o.otherKeys;
-}
-
 QString printableProfileName(const QString &name)
 {
     QString printable = name;

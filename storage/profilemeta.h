@@ -33,7 +33,6 @@ struct GamepadProfileMeta
     QString overlayPath() const;
     QString configPath() const;
 
-    bool operator==(const GamepadProfileMeta &o) const;
 };
 
 constexpr int kProfileMetaVersion = 4;
