@@ -121,8 +121,8 @@ private slots:
             QVERIFY(QFile::link(outside, target));
         else if (fault == Piped)
             QVERIFY(mkfifo(QFile::encodeName(target).constData(), 0644) == 0);
-        else if (fault != FullNoFile)
-            QVERIFY(writeBytes(target, kOld));
+        else if (fault != FullNoFile) // a file kept from other users, which a rewrite keeps so
+            QVERIFY(writeBytes(target, kOld) && chmod(QFile::encodeName(target), 0640) == 0);
         else
             expected.clear();
         if (fault == Planted)
@@ -154,6 +154,10 @@ private slots:
             QVERIFY(QFileInfo(target).size() > qint64(kFaultFileSizeLimit));
         else if (fault != Linked && fault != Piped)
             QCOMPARE(readBytes(target), fault == FullNoFile ? "<none>" : kOld);
+        struct stat written;
+        if (fault == Planted && writer != "copyProfileToRoot")
+            QCOMPARE(stat(QFile::encodeName(target), &written) == 0 ? written.st_mode & 07777 : 0,
+                     0640u);
         expected.sort();
         QCOMPARE(QDir(w.folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot |
                                           QDir::System),
@@ -202,6 +206,9 @@ private slots:
         QVERIFY(!writeJsonFileAtomic(path, QByteArray(kMaxJsonFileBytes + 1, ' '), &error));
         QCOMPARE(error, "Impossible d’écrire " + path + " (File too large)");
         QVERIFY(!QFileInfo::exists(path));
+        // Below a size limit whose signal would end the process, a small document is written.
+        QVERIFY(runUnder(FileFault::DiskFullSignalNotIgnored,
+                         [&] { return writeJsonFileAtomic(path, "{}", &error); }));
     }
 
     void containedFilePath_data()

@@ -114,6 +114,9 @@ private slots:
         QCOMPARE(copyProfileToRoot(info, Kind::User, nullptr), target);
         QCOMPARE(::readProfileInfo(target).name, QString("Arcade"));
         QVERIFY(QFile::exists(target + "/sub/deep/b.txt"));
+        struct stat made; // a folder made for the copy is open to the user's other programs
+        QVERIFY(stat(QFile::encodeName(target + "/sub/deep"), &made) == 0);
+        QCOMPARE(made.st_mode & 07777, 0755u);
         QVERIFY(!QFileInfo::exists(target + "/sub/secret") && !QFileInfo::exists(target + "/root"));
 
         info.folder = target + "/";
