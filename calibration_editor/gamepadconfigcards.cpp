@@ -298,12 +298,11 @@ void GamepadConfigWidget::updateLiveValues()
     const GamepadCalibration &calibration = editedCalibration();
     for (int gate = 0; gate < m_gateCards.size() && gate < calibration.gates.size(); ++gate) {
         const GamepadCalibration::GateSettings &settings = calibration.gates[gate];
-        const GateSample sample =
-            evaluateGate(settings, outputs.data(), kGamepadAxisCount, m_gateInside[gate]);
-        m_gateInside[gate] = sample.inside;
+        m_gateInside[gate] =
+            gateInsideAfter(settings, outputs.data(), kGamepadAxisCount, m_gateInside[gate]);
         m_gateCards[gate]->setLiveState(
             QPointF(outputs[size_t(settings.xAxis)], outputs[size_t(settings.yAxis)]),
-            sample.inside);
+            m_gateInside[gate]);
     }
     if (m_measureDialog && m_device->isConnected())
         m_measureDialog->addSample(m_clock.elapsed(), state.axisPresent(), state.rawAxes());

@@ -265,21 +265,12 @@ bool shouldPublishAxis(double value, bool atRest, double previous, bool wasAtRes
     return std::fabs(value - previous) > threshold;
 }
 
-GateSample evaluateGate(const GateSettings &gate, const double *axisValues, int axisCount,
-                        bool wasInside)
+bool gateInsideAfter(const GateSettings &gate, const double *axisValues, int axisCount,
+                     bool wasInside)
 {
     const GatePlan plan = planGate(gate, axisCount);
-    GateSample sample;
-    sample.key = plan.key;
-    if (!plan.valid || !axisValues)
-        return sample;
-
-    sample.valid = true;
-    sample.inside = insideAfter(plan, axisValues, wasInside, &sample.distance);
-    sample.value = plan.invertOutput ? !sample.inside : sample.inside;
-    sample.changed = sample.inside != wasInside;
-    sample.publish = sample.changed && (sample.inside ? plan.emitOnEnter : plan.emitOnExit);
-    return sample;
+    double distance = 0.0;
+    return plan.valid && axisValues && insideAfter(plan, axisValues, wasInside, &distance);
 }
 
 ButtonStep stepButton(ButtonState &state, bool pressed, const ButtonSettings &settings,

@@ -22,23 +22,14 @@ struct AxisSample
     bool atRest = true;
 };
 
-struct GateSample
-{
-    QString key;
-    bool valid = false;
-    bool inside = false;
-    bool value = false;
-    bool changed = false;
-    bool publish = false;
-    double distance = 0.0;
-};
-
 double applyCurve(GamepadCalibration::CurvePreset preset, double gamma, double u);
 AxisSample evaluateAxis(double raw, const GamepadCalibration::AxisSettings &settings);
 bool shouldPublishAxis(double value, bool atRest, double previous, bool wasAtRest,
                        GamepadCalibration::AxisPublishMode mode, double threshold = 0.5);
-GateSample evaluateGate(const GamepadCalibration::GateSettings &gate, const double *axisValues,
-                        int axisCount, bool wasInside);
+// Whether a gate holds the stick, as the calibration panel shows it live; false for a gate
+// whose key or axes are missing.
+bool gateInsideAfter(const GamepadCalibration::GateSettings &gate, const double *axisValues,
+                     int axisCount, bool wasInside);
 
 // Debounce and repeat state of one button.
 struct ButtonState
