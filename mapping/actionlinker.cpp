@@ -123,7 +123,6 @@ void ActionLinker::setExternalServices(const QJsonObject &services)
         return;
     m_externalServices = services;
     m_catalog = extractSharedActionCatalog(services);
-    m_overlay->setCatalog(m_catalog);
     rebuildActionList();
     Q_EMIT externalServicesChanged();
 }

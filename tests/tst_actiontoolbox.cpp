@@ -51,6 +51,9 @@ private slots:
         QCOMPARE(m_box->binding(), object(R"({"ref": "zoom", "action": "zoom"})"));
         auto *edit = m_box->findChild<QPushButton *>("actionToolBoxEdit");
         QVERIFY(edit->isEnabled()); // zoom has parameters to edit
+        QVERIFY(!param("speed")->isVisible());
+        edit->click(); // they open under the list
+        QVERIFY(param("speed")->isVisible());
         QTest::keyClick(actions, Qt::Key_Home);
         QVERIFY(m_box->binding().isEmpty());
         QVERIFY(!edit->isEnabled());
