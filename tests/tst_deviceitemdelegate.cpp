@@ -115,6 +115,19 @@ private slots:
         QCOMPARE(texts, (QStringList{"Désélectionner", "Configurer", "--", "Supprimer"}));
         menu->actions().constFirst()->trigger();
         QCOMPARE(toggled.value(0), (QList<QVariant>{"gp:5", false}));
+
+        // A right click opens it on the view; once closed it is freed.
+        QWidget view;
+        CardModel model;
+        const QModelIndex index = model.addCard("gp:6", {});
+        QMouseEvent click(QEvent::MouseButtonRelease, kBadge, kBadge, Qt::RightButton,
+                          Qt::NoButton, {});
+        QVERIFY(delegate.editorEvent(&click, &model, optionFor(&view), index));
+        QPointer<QMenu> shown = view.findChild<QMenu *>();
+        QVERIFY(shown && shown->isVisible());
+        shown->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!shown);
     }
 
     void tooltips_data()
@@ -191,6 +204,28 @@ private slots:
         // The chip's cyan tint, against the card beside it.
         QVERIFY(qBlue(image.pixel(more.rect.left() + 2, y)) >
                 qBlue(image.pixel(more.rect.left() - 4, y)) + 10);
+    }
+
+    // The carousel's chevrons point outwards: "<" on the left arrow, ">" on the right one.
+    void carouselChevronsPointOutwards()
+    {
+        CardModel model;
+        const QModelIndex index =
+            model.addCard("gp:1", {{"profileCount", 3}, {"hasProfileCarousel", true}});
+        QImage image(300, 240, QImage::Format_ARGB32);
+        image.fill(Qt::black);
+        QPainter painter(&image);
+        DeviceItemDelegate().paint(&painter, optionFor(), index);
+        painter.end();
+        for (const QRect &arrow : {cardLeftArrowRect(optionFor().rect),
+                                   cardRightArrowRect(optionFor().rect)}) {
+            const QPoint c = arrow.center();
+            const int outward = arrow == cardLeftArrowRect(optionFor().rect) ? -3 : 3;
+            // The arms start on the inner side, above and below the tip.
+            for (int dy : {-6, 6})
+                QVERIFY(qGreen(image.pixel(c.x() - outward, c.y() + dy)) >
+                        qGreen(image.pixel(c.x() + outward, c.y() + dy)) + 60);
+        }
     }
 
     // Disconnected, busy and connected each show their own icon in the link badge.
