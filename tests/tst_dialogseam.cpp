@@ -1,0 +1,109 @@
+#include "dialogseam.h"
+
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QtTest>
+
+#include <functional>
+
+// The windows a user meets: each question of the product's seam opens the dialog of its kind,
+// titled and worded as asked, and hands back what the user answered in it.
+class TestDialogSeam : public QObject
+{
+    Q_OBJECT
+
+    QString m_seen;
+
+    // Once the next modal window shows: notes its kind, title and wording, then answers it.
+    void answerNext(const QString &answer)
+    {
+        QTimer::singleShot(0, this, [this, answer] {
+            auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+            if (!dialog)
+                return;
+            m_seen =
+                QStringList{dialog->metaObject()->className(), dialog->windowTitle()}.join(" | ");
+            if (auto *box = qobject_cast<QMessageBox *>(dialog)) {
+                m_seen += QStringLiteral(" | %1 | icon %2").arg(box->text()).arg(box->icon());
+                for (QAbstractButton *button : box->buttons())
+                    if (button->text().remove('&') == answer)
+                        return button->click();
+            }
+            if (auto *input = qobject_cast<QInputDialog *>(dialog)) {
+                m_seen += " | " + input->labelText();
+                input->setTextValue(answer);
+            }
+            answer.isEmpty() ? dialog->reject() : dialog->accept();
+        });
+    }
+
+private slots:
+    void questionsOpenTheirWindow_data()
+    {
+        QTest::addColumn<QString>("question");
+        QTest::addColumn<QString>("answer"); // a button's text or a typed text; empty: cancel
+        QTest::addColumn<QString>("seen");
+        QTest::addColumn<QString>("result");
+        const auto row = [](const char *name, const char *question, const char *answer,
+                            const QString &seen, const char *result) {
+            QTest::newRow(name) << QString(question) << QString(answer) << seen << QString(result);
+        };
+        const QString box = "QMessageBox | Titre | Texte | icon ",
+                      input = "QInputDialog | Titre | Texte", files = "QFileDialog | Titre";
+        row("information", "information", "", box + "1", "");
+        row("warning", "warning", "", box + "2", "");
+        row("critical", "critical", "", box + "3", "");
+        row("question, yes", "question", "Yes", box + "4", "true");
+        row("question, no", "question", "No", box + "4", "false");
+        row("choice", "choose", "Partir", box + "4", "0");
+        row("choice closed", "choose", "", box + "4", "1"); // the default
+        row("text", "getText", "abc", input, "abc true");
+        row("text cancelled", "getText", "", input, " false");
+        row("item", "getItem", "b", input, "b true");
+        row("open file", "getOpenFileName", "", files, "");
+        row("save file", "getSaveFileName", "", files, "");
+        row("folder", "getExistingDirectory", "", files, "");
+    }
+
+    void questionsOpenTheirWindow()
+    {
+        QFETCH(QString, question);
+        QFETCH(QString, answer);
+        m_seen.clear();
+        answerNext(answer);
+        DialogSeam &seam = dialogSeam();
+        const QString title = "Titre", text = "Texte", dir = QDir::tempPath();
+        bool ok = false;
+        const auto withOk = [&ok](const QString &answer) {
+            return answer + (ok ? " true" : " false");
+        };
+        const QMap<QString, std::function<QString()>> asks{
+            {"information", [&] { return seam.information(nullptr, title, text), QString(); }},
+            {"warning", [&] { return seam.warning(nullptr, title, text), QString(); }},
+            {"critical", [&] { return seam.critical(nullptr, title, text), QString(); }},
+            {"question", [&] { return QVariant(seam.question(nullptr, title, text)).toString(); }},
+            {"choose",
+             [&] {
+                 return QString::number(seam.choose(nullptr, title, text, {"Partir", "Rester"}, 1));
+             }},
+            {"getText", [&] { return withOk(seam.getText(nullptr, title, text, "x", &ok)); }},
+            {"getItem",
+             [&] {
+                 return withOk(seam.getItem(nullptr, title, text, {"a", "b"}, 0, false, &ok));
+             }},
+            {"getOpenFileName",
+             [&] { return seam.getOpenFileName(nullptr, title, dir, "*.json"); }},
+            {"getSaveFileName",
+             [&] { return seam.getSaveFileName(nullptr, title, dir, "*.json"); }},
+            {"getExistingDirectory",
+             [&] { return seam.getExistingDirectory(nullptr, title, dir); }},
+        };
+        QTEST(asks[question](), "result");
+        QTEST(m_seen, "seen");
+    }
+};
+
+QTEST_MAIN(TestDialogSeam)
+#include "tst_dialogseam.moc"
