@@ -67,7 +67,7 @@ GamepadDefinder::GamepadDefinder(GamepadManager *manager, QWidget *parent)
     buildForm();
     m_tiles = new ProfileTiles(m_list, this);
     // The panels this window drives share the overlay's cell; the mode decides which one shows.
-    m_calibration = new GamepadConfigWidget(this);
+    m_calibration = new GamepadConfigWidget(this, GamepadConfigWidget::Cards::WhenShown);
     m_calibration->hide();
     m_linker = new ActionLinker(this);
     m_linker->hide(); // quick mapping stands in for its list; it follows the current profile
@@ -291,8 +291,9 @@ void GamepadDefinder::setMode(int mode)
             m_quickActions->clearPending();
         m_overlay->setSelectedNode(-1);
     }
-    refreshModeWidgets();
+    // The panel is brought up to date before it shows: it then builds its cards once.
     syncCalibrationPanel();
+    refreshModeWidgets();
 }
 
 void GamepadDefinder::refreshModeWidgets()

@@ -430,7 +430,16 @@ private slots:
         QCOMPARE(w->overlay()->node(3).sources.first().binding.value("ref").toString(), "zoom");
 
         w->overlay()->createNode(ElementKind::DualJoyCross, {}, QPoint(50, 50));
+        // The hidden panel makes its cards as it is first shown: those of a panel made at once.
+        const auto cards = [](const QWidget *panel) {
+            return panel->findChildren<GamepadAxisCalibrationWidget *>().size() * 100 +
+                   panel->findChildren<GamepadButtonCalibrationWidget *>().size();
+        };
+        QCOMPARE(cards(w->calibrationPanel()), 0);
         w->setMode(GamepadDefinder::CalibrationMode);
+        GamepadConfigWidget atOnce;
+        atOnce.setDevice(w->attachedController());
+        QVERIFY(cards(&atOnce) > 0 && cards(w->calibrationPanel()) == cards(&atOnce));
         w->calibrationPanel()->addGate(); // offered its own axes and the profile's cross
         QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->count(), 2);
         w->setRealGamepads({&padB}); // the panel follows the controllers plugged
