@@ -1,6 +1,7 @@
 #include "actionlinker.h"
 #include "cataloguereader.h"
 #include "filetestsupport.h"
+#include "gamepadbuttoncalibrationwidget.h"
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
@@ -173,6 +174,9 @@ private slots:
                                             : "Supprimer « Vieux » ?");
         QCOMPARE(QFileInfo::exists(meta.folder), !gone);
         QCOMPARE(w->profileList()->count(), gone ? 0 : 1);
+        // The folders are read again by the worker, not on the window's thread.
+        const auto *reader = w->findChild<CatalogueReader *>();
+        QCOMPARE(reader && reader->reading(), gone);
     }
 
     void renameAndDuplicate()
