@@ -109,6 +109,7 @@ GamepadDefinder::~GamepadDefinder()
     // panels save theirs the same way as they go.
     m_session->flushQuietly();
     finishSnapshot(false);
+    finishSnapshotBatch(false);
     // The children outlive this object's members: nothing they emit may reach it any more.
     const QList<QObject *> children = findChildren<QObject *>();
     for (QObject *child : children)

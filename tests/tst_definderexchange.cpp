@@ -197,13 +197,19 @@ private slots:
         dialogs.answerPath(path("one.png"));
         auto w = std::make_unique<GamepadDefinder>();
         w->onListSelectionChanged(w->entries().first().id == beta.id ? 1 : 0);
-        w->actionSnapshotAll();
+        w->actionSnapshotAll(); // told once its steps are done, the window answering meanwhile
+        QCOMPARE(dialogs.prompts().last().kind, Kind::Folder);
+        QTRY_VERIFY(dialogs.prompts().last().kind != Kind::Folder);
         const ScriptedDialogSeam::Prompt box = dialogs.prompts().last();
         QCOMPARE(box.kind, overlayLost ? Kind::Warning : Kind::Information);
         QVERIFY2(overlayLost ? box.text.startsWith("Snapshots générés : 1\nErreurs :\nBeta : ")
                              : box.text == "Snapshots générés : 2",
                  qPrintable(box.text));
         QCOMPARE(QDir(folder).entryList(QDir::Files).size(), overlayLost ? 1 : 2);
+        const QString direct = path(QStringLiteral("direct%1").arg(overlayLost)); // same files
+        QVERIFY(exportSnapshots(w->entries(), direct, nullptr, nullptr,
+                                w->entries().at(w->currentRow()).id, w->overlay()->serialize()));
+        QCOMPARE(bytesOf(folder + "/Al_pha.png"), bytesOf(direct + "/Al_pha.png"));
 
         w->overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
         w->actionSnapshot();
