@@ -33,6 +33,7 @@ namespace {
 
 constexpr int kListWidth = 346; // two columns of tiles and the scroll bar
 constexpr int kSideWidth = 264; // inspector and quick actions
+constexpr int kListLayoutBatch = 100;
 
 const char *const kStyle = R"(
 GamepadDefinder { background-color: #141E26; }
@@ -222,6 +223,9 @@ void GamepadDefinder::configureList()
     m_list->setMovement(QListView::Static);
     m_list->setWrapping(true);
     m_list->setUniformItemSizes(true);
+    // A thousand tiles are laid out a batch per turn of the event loop, the first ones at once.
+    m_list->setLayoutMode(QListView::Batched);
+    m_list->setBatchSize(kListLayoutBatch);
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
     m_list->setSpacing(2);
     m_list->setFrameShape(QFrame::NoFrame);

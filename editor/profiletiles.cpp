@@ -23,10 +23,9 @@ QString fileIdentity(const QString &path)
     const QFileInfo file(path);
     if (path.isEmpty() || !file.isFile())
         return {};
-    return QStringLiteral("%1|%2|%3")
-        .arg(file.absoluteFilePath())
-        .arg(file.lastModified().toMSecsSinceEpoch())
-        .arg(file.size());
+    return file.absoluteFilePath() + u'|' +
+           QString::number(file.lastModified().toMSecsSinceEpoch()) + u'|' +
+           QString::number(file.size());
 }
 
 // Pictures up to this size are decoded whole before they are scaled: faster than scaling while
@@ -108,9 +107,10 @@ QListWidgetItem *ProfileTiles::append(const GamepadProfileMeta &entry)
 {
     auto *item = new QListWidgetItem(m_placeholder, entry.name);
     item->setToolTip(entry.name);
-    item->setData(kImagePathRole, entry.imagePath());
+    const QString path = entry.imagePath();
+    item->setData(kImagePathRole, path);
     m_list->addItem(item);
-    request(item, entry.imagePath());
+    request(item, path);
     return item;
 }
 
@@ -135,11 +135,12 @@ void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QStrin
     const QString text = note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
     item->setText(text);
     item->setToolTip(text);
-    if (item->data(kImagePathRole).toString() != entry.imagePath()) {
-        item->setData(kImagePathRole, entry.imagePath());
+    const QString path = entry.imagePath();
+    if (item->data(kImagePathRole).toString() != path) {
+        item->setData(kImagePathRole, path);
         item->setIcon(m_placeholder);
     }
-    request(item, entry.imagePath());
+    request(item, path);
 }
 
 void ProfileTiles::waitForThumbnails()
