@@ -13,6 +13,7 @@
 
 #include <QClipboard>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QJsonDocument>
@@ -224,10 +225,8 @@ void GamepadDefinder::startSnapshotSteps()
 // One step of the pending snapshot, else of the pending batch.
 void GamepadDefinder::continueSnapshots()
 {
-    if (m_pendingSnapshot && !m_pendingSnapshot->isDone())
-        m_pendingSnapshot->step();
-    else if (m_pendingSnapshot)
-        finishSnapshot(true);
+    if (m_pendingSnapshot)
+        stepSnapshot();
     else if (m_pendingBatch && !m_pendingBatch->isDone())
         m_pendingBatch->step();
     else if (m_pendingBatch)
@@ -236,7 +235,19 @@ void GamepadDefinder::continueSnapshots()
         m_snapshotTimer->stop();
 }
 
-// Draws what is left of the pending snapshot and writes it; without `interactive` a failure is
+// The snapshot is drawn a part at a time, encoded by a worker, then written.
+void GamepadDefinder::stepSnapshot()
+{
+    const QImage image = m_pendingSnapshot->isDone() ? m_pendingSnapshot->image() : QImage();
+    if (!m_pendingSnapshot->isDone())
+        m_pendingSnapshot->step();
+    else if (!image.isNull() && !m_snapshotPng.isStarted())
+        m_snapshotPng.start(image);
+    else if (image.isNull() || m_snapshotPng.isReady(kPngWaitSlice))
+        finishSnapshot(true);
+}
+
+// Makes what is left of the pending snapshot and writes it; without `interactive` a failure is
 // only logged.
 void GamepadDefinder::finishSnapshot(bool interactive)
 {
@@ -249,9 +260,16 @@ void GamepadDefinder::finishSnapshot(bool interactive)
     if (snapshot->image().isNull()) {
         logSnapshotIssue(snapshot->error());
         failure = QStringLiteral("Impossible de générer le snapshot : %1").arg(snapshot->error());
-    } else if (!snapshot->image().save(m_pendingSnapshotPath, "PNG")) {
-        failure = QStringLiteral("Échec sauvegarde PNG : %1").arg(m_pendingSnapshotPath);
-        logSnapshotIssue(failure);
+    } else {
+        if (!m_snapshotPng.isStarted())
+            m_snapshotPng.start(snapshot->image());
+        const QByteArray png = m_snapshotPng.take();
+        QFile file(m_pendingSnapshotPath);
+        if (png.isEmpty() || !file.open(QIODevice::WriteOnly) || file.write(png) != png.size() ||
+            !file.flush()) {
+            failure = QStringLiteral("Échec sauvegarde PNG : %1").arg(m_pendingSnapshotPath);
+            logSnapshotIssue(failure);
+        }
     }
     if (interactive && !failure.isEmpty())
         dialogSeam().warning(this, kSnapshotTitle, failure);

@@ -182,6 +182,7 @@ private:
                             const QString &failure);
     void startSnapshotSteps();
     void continueSnapshots();
+    void stepSnapshot();
     void finishSnapshot(bool interactive);
     std::unique_ptr<SnapshotBatch> prepareSnapshotBatch(const QString &outDir);
     void finishSnapshotBatch(bool interactive);
@@ -237,6 +238,7 @@ private:
     // The snapshot actionSnapshot is drawing, a step per turn of the event loop, and its file;
     // the batch actionSnapshotAll is making, after it.
     std::shared_ptr<OverlaySnapshot> m_pendingSnapshot;
+    PngEncoding m_snapshotPng;
     QString m_pendingSnapshotPath;
     std::unique_ptr<SnapshotBatch> m_pendingBatch;
     QTimer *m_snapshotTimer = nullptr;

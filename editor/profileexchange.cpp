@@ -19,7 +19,6 @@
 #include <QUuid>
 
 #include <algorithm>
-#include <chrono>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -27,9 +26,6 @@
 #include <unistd.h>
 
 namespace {
-
-// How long a step of a batch waits for the worker encoding a PNG before the window's loop turns.
-constexpr std::chrono::milliseconds kEncodingSlice{2};
 
 // Beyond this many numbered names the folder is not one a person keeps snapshots in.
 constexpr int kMaxSnapshotNumber = 1000000;
@@ -390,6 +386,35 @@ QString freeSnapshotPath(const QString &dir, const QString &base)
     return QDir(dir).filePath(snapshotName(base, kMaxSnapshotNumber));
 }
 
+// The workers hold their own share of the picture: they may outlive the caller's copy, not this.
+PngEncoding::~PngEncoding()
+{
+    m_pool.waitForDone();
+}
+
+void PngEncoding::start(const QImage &image)
+{
+    auto encode = std::make_shared<std::packaged_task<QByteArray()>>([image] {
+        QByteArray png;
+        QBuffer buffer(&png);
+        if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG"))
+            png.clear();
+        return png;
+    });
+    m_png = encode->get_future();
+    m_pool.start([encode] { (*encode)(); });
+}
+
+bool PngEncoding::isReady(std::chrono::milliseconds slice) const
+{
+    return m_png.valid() && m_png.wait_for(slice) == std::future_status::ready;
+}
+
+QByteArray PngEncoding::take()
+{
+    return m_png.valid() ? m_png.get() : QByteArray();
+}
+
 SnapshotBatch::SnapshotBatch(const QList<GamepadProfileMeta> &profiles, const QString &outDir,
                              const QUuid &liveProfileId, const QJsonObject &liveOverlay)
     : m_profiles(profiles), m_outDir(outDir), m_liveProfileId(liveProfileId),
@@ -397,10 +422,8 @@ SnapshotBatch::SnapshotBatch(const QList<GamepadProfileMeta> &profiles, const QS
 {
 }
 
-SnapshotBatch::~SnapshotBatch()
-{
-    m_encoder.waitForDone();
-}
+
+SnapshotBatch::~SnapshotBatch() = default;
 
 void SnapshotBatch::step()
 {
@@ -412,9 +435,9 @@ void SnapshotBatch::step()
         beginProfile();
     else if (!m_snapshot->isDone())
         m_snapshot->step();
-    else if (!m_png.valid())
+    else if (!m_png.isStarted())
         startEncoding();
-    else if (m_png.wait_for(kEncodingSlice) == std::future_status::ready)
+    else if (m_png.isReady(kPngWaitSlice))
         writeProfile();
 }
 
@@ -466,26 +489,17 @@ void SnapshotBatch::beginProfile()
     m_snapshot = std::make_unique<OverlaySnapshot>(overlay, imagePath);
 }
 
-// The PNG is encoded by a worker, the longest part of a snapshot, while the window answers.
 void SnapshotBatch::startEncoding()
 {
     const QImage image = m_snapshot->image();
     if (image.isNull())
         return issue(m_snapshot->error());
-    auto encode = std::make_shared<std::packaged_task<QByteArray()>>([image] {
-        QByteArray png;
-        QBuffer buffer(&png);
-        if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG"))
-            png.clear();
-        return png;
-    });
-    m_png = encode->get_future();
-    m_encoder.start([encode] { (*encode)(); });
+    m_png.start(image);
 }
 
 void SnapshotBatch::writeProfile()
 {
-    const QByteArray png = m_png.get();
+    const QByteArray png = m_png.take();
     QString path;
     if (png.isEmpty() ||
         !writeSnapshotFile(m_outDir, safeProfileFileName(m_profiles.at(m_next).name), png, &path))

@@ -4,6 +4,7 @@
 #include "profilemeta.h"
 
 #include <QByteArray>
+#include <QImage>
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -11,6 +12,7 @@
 #include <QThreadPool>
 #include <QUuid>
 
+#include <chrono>
 #include <future>
 #include <memory>
 
@@ -96,6 +98,27 @@ bool exportSnapshots(const QList<GamepadProfileMeta> &profiles, const QString &o
                      SnapshotReport *report, QString *error, const QUuid &liveProfileId = QUuid(),
                      const QJsonObject &liveOverlay = QJsonObject());
 
+// A picture encoded as PNG by a worker, the longest part of a snapshot, while the window's event
+// loop turns; the bytes are those QImage::save writes.
+class PngEncoding
+{
+public:
+    ~PngEncoding();
+    void start(const QImage &image);
+    bool isStarted() const { return m_png.valid(); }
+    // True once the bytes are there, after waiting at most `slice`.
+    bool isReady(std::chrono::milliseconds slice) const;
+    // The bytes, empty when the picture could not be encoded; waits for them.
+    QByteArray take();
+
+private:
+    QThreadPool m_pool;
+    std::future<QByteArray> m_png;
+};
+
+// How long a step of a snapshot waits for its PNG before the window's loop turns again.
+constexpr std::chrono::milliseconds kPngWaitSlice{2};
+
 // The same snapshots made a step at a time, so that a window can turn its event loop between the
 // steps: the folder made, then for each profile its layout read, its picture drawn a part at a
 // time (OverlaySnapshot), encoded by a worker, and its file written.
@@ -130,8 +153,7 @@ private:
     bool m_started = false;
     qsizetype m_next = 0; // the profile under way
     std::unique_ptr<OverlaySnapshot> m_snapshot;
-    QThreadPool m_encoder;
-    std::future<QByteArray> m_png; // the drawn snapshot, encoded by m_encoder
+    PngEncoding m_png;
     SnapshotReport m_report;
     QString m_error;
 };

@@ -1,6 +1,7 @@
 #include "gamepaddefinder.h"
 #include "interactiveoverlay.h"
 #include "jsonfile.h"
+#include "overlayrender.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
@@ -215,6 +216,10 @@ private slots:
         w->actionSnapshot();
         QCOMPARE(dialogs.prompts().last().value, QDir(folder).filePath("Al_pha.png"));
         QTRY_COMPARE(QImage(path("one.png")).size(), QSize(500, 300));
+        const QImage drawn = renderOverlayImage(w->overlay()->serialize(),
+                                                w->entries().at(w->currentRow()).imagePath());
+        QVERIFY(drawn.save(path("saved.png"), "PNG")); // the file as it was written before
+        QCOMPARE(bytesOf(path("one.png")), bytesOf(path("saved.png")));
 
         // Drawn over the next turns of the event loop; a second request, or the window going,
         // completes the one before at once.
