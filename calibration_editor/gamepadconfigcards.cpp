@@ -187,6 +187,7 @@ void GamepadConfigWidget::rebuildAxisCards()
 {
     if (m_cardsWaitForShow) {
         m_cardLayout = layoutKey();
+        refreshEditability();
         return;
     }
     QSet<int> expandedAxes;
