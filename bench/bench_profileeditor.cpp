@@ -250,7 +250,10 @@ BENCHMARK(associationBarAddOneOfAThousand)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(5);
-BENCHMARK(showTwentyMegapixelPicture)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(4);
+BENCHMARK(showTwentyMegapixelPicture)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(4);
 BENCHMARK(switchBetweenTwoProfiles)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char **argv)

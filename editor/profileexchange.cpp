@@ -422,7 +422,6 @@ SnapshotBatch::SnapshotBatch(const QList<GamepadProfileMeta> &profiles, const QS
 {
 }
 
-
 SnapshotBatch::~SnapshotBatch() = default;
 
 void SnapshotBatch::step()
@@ -465,8 +464,8 @@ void SnapshotBatch::refuse(const QString &message)
 
 void SnapshotBatch::issue(const QString &reason)
 {
-    const QString line = QStringLiteral("%1 : %2").arg(
-        printableProfileName(m_profiles.at(m_next).name), reason);
+    const QString line =
+        QStringLiteral("%1 : %2").arg(printableProfileName(m_profiles.at(m_next).name), reason);
     logSnapshotIssue(line);
     m_report.errors << line;
     m_snapshot.reset();

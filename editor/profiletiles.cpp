@@ -121,7 +121,8 @@ void ProfileTiles::remove(int row)
     // A picture that only this tile waited for is waited for no more.
     const auto listedNoMore = [](const auto &waiting) {
         const QList<QPersistentModelIndex> &tiles = waiting.value();
-        return std::none_of(tiles.cbegin(), tiles.cend(), [](const auto &t) { return t.isValid(); });
+        return std::none_of(tiles.cbegin(), tiles.cend(),
+                            [](const auto &t) { return t.isValid(); });
     };
     if (m_waiting.removeIf(listedNoMore) > 0 && m_waiting.isEmpty())
         Q_EMIT thumbnailsReady();

@@ -490,8 +490,8 @@ void InputProcessor::processAxes(const JoystickReadings &readings, PollResult &o
         const AxisPlan &plan = m_axisPlans[i];
         const AxisSample sample = evaluatePlanned(raw, plan);
         // Compared with the previous poll, not with the last published value.
-        const bool publish = publishesAxis(sample.value, sample.atRest, m_axes[i],
-                                           m_axisAtRest[i], plan.publishMode);
+        const bool publish = publishesAxis(sample.value, sample.atRest, m_axes[i], m_axisAtRest[i],
+                                           plan.publishMode);
         m_axes[i] = sample.value;
         m_axisAtRest[i] = sample.atRest;
         if (!publish)

@@ -59,8 +59,9 @@ private slots:
         const QImage placeholder = tileImages(list).at(3);
         QCOMPARE(tileImages(list).at(4), placeholder);
         QCOMPARE(tileImages(list).at(0).pixelColor(70, 35), QColor(Qt::red));
-        const QImage smooth = QImage(entries[0].imagePath()).scaled(
-            ProfileTiles::kIconSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        const QImage smooth =
+            QImage(entries[0].imagePath())
+                .scaled(ProfileTiles::kIconSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
         QCOMPARE(tileImages(list).at(0).convertToFormat(QImage::Format_RGB32), smooth);
 
         entries.removeAt(1);
