@@ -14,7 +14,7 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DGAMEPAD_BUILD_TESTS
 cmake --build "$build" >&2
 
 export QT_QPA_PLATFORM=offscreen
-printf '%-58s %16s %16s %10s %10s %10s  %s\n' "Benchmark" "Time" "Items/s" "Stall ms" \
+printf '%-62s %16s %16s %10s %10s %10s  %s\n' "Benchmark" "Time" "Items/s" "Stall ms" \
   "Stall CPU" "Peak MB" "Other counters"
 for program in "$build"/bench/bench_*; do
   [ -f "$program" ] && [ -x "$program" ] || continue
@@ -35,7 +35,7 @@ for program in "$build"/bench/bench_*; do
       return list == "" ? "-" : list
     }
     $2 ~ /^[0-9.]+$/ && $3 ~ /^(ns|us|ms|s)$/ {
-      printf "%-58s %13s %-2s %16s %10s %10s %10s  %s\n", $1, $2, $3, counter("items_per_second"),
+      printf "%-62s %13s %-2s %16s %10s %10s %10s  %s\n", $1, $2, $3, counter("items_per_second"),
         counter("stall_ms"), counter("stall_cpu_ms"), counter("peak_MB"), others()
     }'
 done
