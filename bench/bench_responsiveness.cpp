@@ -137,10 +137,13 @@ BENCHMARK(switchToA500PastilleProfile)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
-// The file chooser answers with one path; every other question is declined.
+// The file and folder choosers answer with one path each, and the last message is kept; every
+// other question is declined.
 struct SavePathSeam : DialogSeam
 {
     QString path;
+    QString folder;
+    QString told;
     QString getText(QWidget *, const QString &, const QString &, const QString &, bool *ok) override
     {
         *ok = false;
@@ -162,10 +165,10 @@ struct SavePathSeam : DialogSeam
     }
     QString getExistingDirectory(QWidget *, const QString &, const QString &) override
     {
-        return {};
+        return folder;
     }
-    void information(QWidget *, const QString &, const QString &) override {}
-    void warning(QWidget *, const QString &, const QString &) override {}
+    void information(QWidget *, const QString &, const QString &text) override { told = text; }
+    void warning(QWidget *, const QString &, const QString &text) override { told = text; }
     void critical(QWidget *, const QString &, const QString &) override {}
     bool question(QWidget *, const QString &, const QString &) override { return false; }
     int choose(QWidget *, const QString &, const QString &, const QStringList &, int d) override
@@ -197,6 +200,41 @@ void snapshotOf500Pastilles(benchmark::State &state)
     setDialogSeam(nullptr);
 }
 BENCHMARK(snapshotOf500Pastilles)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// The shown editor writes the snapshots of a catalogue of ten profiles of 500 pastilles into a
+// chosen folder; the time runs until it tells how many it wrote.
+void snapshotsOfTenProfilesOf500Pastilles(benchmark::State &state)
+{
+    QTemporaryDir roots;
+    setProfileRootsOverride(roots.filePath("user"), roots.filePath("shared"));
+    for (int i = 0; i < 10; ++i)
+        writeProfile(QStringLiteral("Lot %1").arg(i), 500);
+    {
+        GamepadDefinder editor(GamepadManager::instance());
+        editor.resize(1600, 900);
+        editor.show();
+        SavePathSeam seam;
+        seam.folder = roots.filePath("shots");
+        setDialogSeam(&seam);
+        runWithStallProbe(
+            state,
+            [&] {
+                QDir(seam.folder).removeRecursively();
+                seam.told.clear();
+                editor.actionSnapshotAll();
+            },
+            [&] { return !seam.told.isEmpty(); });
+        setDialogSeam(nullptr);
+        if (seam.told != QStringLiteral("Snapshots générés : 10"))
+            state.SkipWithError("the snapshots were not all written");
+    }
+    setProfileRootsOverride({}, {});
+    state.SetItemsProcessed(state.iterations() * 10);
+}
+BENCHMARK(snapshotsOfTenProfilesOf500Pastilles)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
 
 // One profile's snapshot as the command line and the batch export make it: its overlay read,
 // rendered and written as a PNG file.

@@ -185,6 +185,11 @@ void GamepadConfigWidget::clearCards()
 
 void GamepadConfigWidget::rebuildAxisCards()
 {
+    if (m_cardsWaitForShow) {
+        m_cardLayout = layoutKey();
+        refreshEditability();
+        return;
+    }
     QSet<int> expandedAxes;
     QSet<int> expandedButtons;
     for (GamepadAxisCalibrationWidget *card : std::as_const(m_axisCards)) {

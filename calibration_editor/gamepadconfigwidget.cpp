@@ -7,6 +7,7 @@
 #include "gamepadconfiginternal.h"
 
 #include <QComboBox>
+#include <QEvent>
 #include <QFrame>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -61,7 +62,8 @@ QVBoxLayout *addSection(QVBoxLayout *parentLayout, const QString &title, const Q
 
 } // namespace
 
-GamepadConfigWidget::GamepadConfigWidget(QWidget *parent) : QWidget(parent)
+GamepadConfigWidget::GamepadConfigWidget(QWidget *parent, Cards cards)
+    : QWidget(parent), m_cardsWaitForShow(cards == Cards::WhenShown)
 {
     setObjectName(QStringLiteral("gamepadConfigRoot"));
     setAttribute(Qt::WA_StyledBackground);
@@ -74,6 +76,16 @@ GamepadConfigWidget::GamepadConfigWidget(QWidget *parent) : QWidget(parent)
     m_liveTimer.start();
     m_clock.start();
     reload();
+}
+
+// Sent as the panel is shown, whether or not its window is on screen yet.
+bool GamepadConfigWidget::event(QEvent *event)
+{
+    if (event->type() == QEvent::ShowToParent && m_cardsWaitForShow) {
+        m_cardsWaitForShow = false;
+        rebuildAxisCards();
+    }
+    return QWidget::event(event);
 }
 
 // Closing the panel never drops an edit waiting for its save, and never asks: a file changed

@@ -38,7 +38,11 @@ public:
     static constexpr int kLiveIntervalMs = 30;
     static constexpr int kSaveDelayMs = 220;
 
-    explicit GamepadConfigWidget(QWidget *parent = nullptr);
+    // When the cards are first built: at once, or, for a panel that a window keeps hidden until
+    // the user asks for it, when it is first shown (some thousand widgets not made for nothing).
+    enum class Cards { Now, WhenShown };
+
+    explicit GamepadConfigWidget(QWidget *parent = nullptr, Cards cards = Cards::Now);
     ~GamepadConfigWidget() override;
 
     // Both ask requestLeave() first and change nothing when the user stays.
@@ -86,6 +90,9 @@ public slots:
     void openMeasurement();
     // "Recommencer à vide" for the shown scope after its file could not be read.
     void offerStartEmpty();
+
+protected:
+    bool event(QEvent *event) override;
 
 signals:
     void calibrationSaved();
@@ -166,6 +173,7 @@ private:
     QList<GamepadGateCalibrationWidget *> m_gateCards;
     QList<bool> m_gateInside;
     quint32 m_cardLayout = 0;
+    bool m_cardsWaitForShow = false; // Cards::WhenShown, until the panel is first shown
 
     QTimer m_liveTimer;
     QElapsedTimer m_clock;

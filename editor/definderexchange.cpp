@@ -13,6 +13,7 @@
 
 #include <QClipboard>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QJsonDocument>
@@ -187,9 +188,9 @@ void GamepadDefinder::actionPaste()
                        QStringLiteral("Impossible de créer le gamepad à partir des données."));
 }
 
-// The snapshot is drawn a part per turn of the event loop, then written, so that the window
-// answers while a large layout is drawn. A second request, or the window going, completes the
-// first at once.
+// Snapshots are drawn a part per turn of the event loop, then written, so that the window answers
+// while a large layout, or a whole catalogue, is drawn. A second request, or the window going,
+// completes the one under way at once.
 void GamepadDefinder::actionSnapshot()
 {
     if (!validRow(m_currentRow))
@@ -208,28 +209,48 @@ void GamepadDefinder::actionSnapshot()
         std::make_shared<OverlaySnapshot>(m_overlay->serialize(), m_entries.at(row).imagePath());
     m_pendingSnapshotPath = path;
     m_pendingSnapshot->step(); // the picture, before the profile can change
+    startSnapshotSteps();
+}
+
+void GamepadDefinder::startSnapshotSteps()
+{
     if (!m_snapshotTimer) {
         m_snapshotTimer = new QTimer(this);
         m_snapshotTimer->setInterval(0);
-        connect(m_snapshotTimer, &QTimer::timeout, this, &GamepadDefinder::continueSnapshot);
+        connect(m_snapshotTimer, &QTimer::timeout, this, &GamepadDefinder::continueSnapshots);
     }
     m_snapshotTimer->start();
 }
 
-void GamepadDefinder::continueSnapshot()
+// One step of the pending snapshot, else of the pending batch.
+void GamepadDefinder::continueSnapshots()
 {
-    if (m_pendingSnapshot && !m_pendingSnapshot->isDone())
-        m_pendingSnapshot->step();
+    if (m_pendingSnapshot)
+        stepSnapshot();
+    else if (m_pendingBatch && !m_pendingBatch->isDone())
+        m_pendingBatch->step();
+    else if (m_pendingBatch)
+        finishSnapshotBatch(true);
     else
+        m_snapshotTimer->stop();
+}
+
+// The snapshot is drawn a part at a time, encoded by a worker, then written.
+void GamepadDefinder::stepSnapshot()
+{
+    const QImage image = m_pendingSnapshot->isDone() ? m_pendingSnapshot->image() : QImage();
+    if (!m_pendingSnapshot->isDone())
+        m_pendingSnapshot->step();
+    else if (!image.isNull() && !m_snapshotPng.isStarted())
+        m_snapshotPng.start(image);
+    else if (image.isNull() || m_snapshotPng.isReady(kPngWaitSlice))
         finishSnapshot(true);
 }
 
-// Draws what is left of the pending snapshot and writes it; without `interactive` a failure is
+// Makes what is left of the pending snapshot and writes it; without `interactive` a failure is
 // only logged.
 void GamepadDefinder::finishSnapshot(bool interactive)
 {
-    if (m_snapshotTimer)
-        m_snapshotTimer->stop();
     const std::shared_ptr<OverlaySnapshot> snapshot = std::exchange(m_pendingSnapshot, nullptr);
     if (!snapshot)
         return;
@@ -239,9 +260,16 @@ void GamepadDefinder::finishSnapshot(bool interactive)
     if (snapshot->image().isNull()) {
         logSnapshotIssue(snapshot->error());
         failure = QStringLiteral("Impossible de générer le snapshot : %1").arg(snapshot->error());
-    } else if (!snapshot->image().save(m_pendingSnapshotPath, "PNG")) {
-        failure = QStringLiteral("Échec sauvegarde PNG : %1").arg(m_pendingSnapshotPath);
-        logSnapshotIssue(failure);
+    } else {
+        if (!m_snapshotPng.isStarted())
+            m_snapshotPng.start(snapshot->image());
+        const QByteArray png = m_snapshotPng.take();
+        QFile file(m_pendingSnapshotPath);
+        if (png.isEmpty() || !file.open(QIODevice::WriteOnly) || file.write(png) != png.size() ||
+            !file.flush()) {
+            failure = QStringLiteral("Échec sauvegarde PNG : %1").arg(m_pendingSnapshotPath);
+            logSnapshotIssue(failure);
+        }
     }
     if (interactive && !failure.isEmpty())
         dialogSeam().warning(this, kSnapshotTitle, failure);
@@ -256,7 +284,16 @@ void GamepadDefinder::actionSnapshotAll()
     if (folder.isEmpty())
         return;
     m_snapshotFolder = folder;
-    exportSnapshotsToDir(folder);
+    finishSnapshotBatch(true);
+    m_pendingBatch = prepareSnapshotBatch(folder);
+    if (m_pendingBatch)
+        startSnapshotSteps();
+    else
+        reportSnapshotBatch();
+}
+
+void GamepadDefinder::reportSnapshotBatch()
+{
     const qsizetype count = m_snapshotReport.written.size();
     if (!m_snapshotSucceeded) {
         dialogSeam().warning(this, kSnapshotsTitle,
@@ -276,13 +313,27 @@ void GamepadDefinder::actionSnapshotAll()
 
 void GamepadDefinder::exportSnapshotsToDir(const QString &outDir)
 {
+    finishSnapshotBatch(true);
+    const std::unique_ptr<SnapshotBatch> batch = prepareSnapshotBatch(outDir);
+    if (!batch)
+        return;
+    batch->finish();
+    m_snapshotReport = batch->report();
+    m_snapshotSucceeded = batch->succeeded();
+    m_snapshotError = batch->error();
+}
+
+// The batch of every profile, the current one as shown; null, with the reason, when the folder
+// is not named or the current profile's edits cannot be saved first.
+std::unique_ptr<SnapshotBatch> GamepadDefinder::prepareSnapshotBatch(const QString &outDir)
+{
     m_snapshotReport = SnapshotReport();
     m_snapshotSucceeded = false;
     m_snapshotError.clear();
     if (outDir.trimmed().isEmpty()) {
         m_snapshotError = QStringLiteral("Dossier de sortie vide.");
         logSnapshotIssue(m_snapshotError);
-        return;
+        return nullptr;
     }
     // The other profiles are read from their files: the current one must not lag behind them.
     if (validRow(m_currentRow) && isDirty()) {
@@ -290,12 +341,25 @@ void GamepadDefinder::exportSnapshotsToDir(const QString &outDir)
             m_snapshotError =
                 QStringLiteral("Impossible de sauvegarder la configuration en cours.");
             logSnapshotIssue(m_snapshotError);
-            return;
+            return nullptr;
         }
     }
     const bool current = validRow(m_currentRow);
-    m_snapshotSucceeded = exportSnapshots(m_entries, outDir, &m_snapshotReport, &m_snapshotError,
-                                          current ? m_entries.at(m_currentRow).id : QUuid(),
-                                          current ? m_overlay->serialize() : QJsonObject());
+    return std::make_unique<SnapshotBatch>(m_entries, outDir,
+                                           current ? m_entries.at(m_currentRow).id : QUuid(),
+                                           current ? m_overlay->serialize() : QJsonObject());
 }
 
+// Makes what is left of the pending batch; with `interactive` the outcome is then told.
+void GamepadDefinder::finishSnapshotBatch(bool interactive)
+{
+    const std::unique_ptr<SnapshotBatch> batch = std::move(m_pendingBatch);
+    if (!batch)
+        return;
+    batch->finish();
+    m_snapshotReport = batch->report();
+    m_snapshotSucceeded = batch->succeeded();
+    m_snapshotError = batch->error();
+    if (interactive)
+        reportSnapshotBatch();
+}

@@ -48,11 +48,11 @@ bool GamepadDefinder::thumbnailsPending() const
     return m_tiles->thumbnailsPending();
 }
 
+// The catalogue as the window opens; showing no profile then arms the watcher.
 void GamepadDefinder::refillList()
 {
     m_entries = readProfileEntries();
     m_tiles->fill(m_entries);
-    rearmWatcher();
 }
 
 void GamepadDefinder::updateTile(int row)

@@ -17,6 +17,8 @@
 
 #include <QSignalBlocker>
 
+#include <utility>
+
 using namespace definder;
 
 namespace {
@@ -145,8 +147,12 @@ bool GamepadDefinder::deleteCurrent()
     m_session->close();
     QString error;
     const bool removed = deleteProfileFolder(entry, &error);
-    m_currentRow = -1;
-    refillList();
+    const int row = std::exchange(m_currentRow, -1);
+    if (removed) {
+        m_entries.removeAt(row);
+        m_tiles->remove(row);
+    }
+    onProfileRootsChanged(); // what a failed delete left, and changes made elsewhere, by a worker
     showNoProfile();
     Q_EMIT profilesCatalogChanged();
     if (!removed)

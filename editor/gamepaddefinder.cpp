@@ -33,6 +33,7 @@ namespace {
 
 constexpr int kListWidth = 346; // two columns of tiles and the scroll bar
 constexpr int kSideWidth = 264; // inspector and quick actions
+constexpr int kListLayoutBatch = 100;
 
 const char *const kStyle = R"(
 GamepadDefinder { background-color: #141E26; }
@@ -67,7 +68,7 @@ GamepadDefinder::GamepadDefinder(GamepadManager *manager, QWidget *parent)
     buildForm();
     m_tiles = new ProfileTiles(m_list, this);
     // The panels this window drives share the overlay's cell; the mode decides which one shows.
-    m_calibration = new GamepadConfigWidget(this);
+    m_calibration = new GamepadConfigWidget(this, GamepadConfigWidget::Cards::WhenShown);
     m_calibration->hide();
     m_linker = new ActionLinker(this);
     m_linker->hide(); // quick mapping stands in for its list; it follows the current profile
@@ -109,6 +110,7 @@ GamepadDefinder::~GamepadDefinder()
     // panels save theirs the same way as they go.
     m_session->flushQuietly();
     finishSnapshot(false);
+    finishSnapshotBatch(false);
     // The children outlive this object's members: nothing they emit may reach it any more.
     const QList<QObject *> children = findChildren<QObject *>();
     for (QObject *child : children)
@@ -221,6 +223,9 @@ void GamepadDefinder::configureList()
     m_list->setMovement(QListView::Static);
     m_list->setWrapping(true);
     m_list->setUniformItemSizes(true);
+    // A thousand tiles are laid out a batch per turn of the event loop, the first ones at once.
+    m_list->setLayoutMode(QListView::Batched);
+    m_list->setBatchSize(kListLayoutBatch);
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
     m_list->setSpacing(2);
     m_list->setFrameShape(QFrame::NoFrame);
@@ -291,8 +296,9 @@ void GamepadDefinder::setMode(int mode)
             m_quickActions->clearPending();
         m_overlay->setSelectedNode(-1);
     }
-    refreshModeWidgets();
+    // The panel is brought up to date before it shows: it then builds its cards once.
     syncCalibrationPanel();
+    refreshModeWidgets();
 }
 
 void GamepadDefinder::refreshModeWidgets()

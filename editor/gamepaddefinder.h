@@ -103,8 +103,8 @@ public:
     // Before the window closes: true when it may, every edit being saved or discarded.
     bool requestClose();
 
-    // The outcome of the last exportSnapshotsToDir: the files written and the error lines, and
-    // on failure the reason.
+    // The outcome of the last batch of snapshots (exportSnapshotsToDir, or actionSnapshotAll once
+    // its steps are done): the files written and the error lines, and on failure the reason.
     const SnapshotReport &lastSnapshotReport() const { return m_snapshotReport; }
     bool lastSnapshotSucceeded() const { return m_snapshotSucceeded; }
     QString lastSnapshotError() const { return m_snapshotError; }
@@ -180,8 +180,13 @@ private:
     void addCreatedProfile(const GamepadProfileMeta &entry);
     void createFromExchange(const QJsonObject &document, const QString &title,
                             const QString &failure);
-    void continueSnapshot();
+    void startSnapshotSteps();
+    void continueSnapshots();
+    void stepSnapshot();
     void finishSnapshot(bool interactive);
+    std::unique_ptr<SnapshotBatch> prepareSnapshotBatch(const QString &outDir);
+    void finishSnapshotBatch(bool interactive);
+    void reportSnapshotBatch();
     void loadCurrentProfile();
     void showNoProfile();
     bool updateEntryMeta(int row, const std::function<void(GamepadProfileMeta &)> &change);
@@ -230,9 +235,12 @@ private:
     SnapshotReport m_snapshotReport;
     bool m_snapshotSucceeded = false;
     QString m_snapshotError;
-    // The snapshot actionSnapshot is drawing, a step per turn of the event loop, and its file.
+    // The snapshot actionSnapshot is drawing, a step per turn of the event loop, and its file;
+    // the batch actionSnapshotAll is making, after it.
     std::shared_ptr<OverlaySnapshot> m_pendingSnapshot;
+    PngEncoding m_snapshotPng;
     QString m_pendingSnapshotPath;
+    std::unique_ptr<SnapshotBatch> m_pendingBatch;
     QTimer *m_snapshotTimer = nullptr;
 
     // The form.

@@ -386,58 +386,135 @@ QString freeSnapshotPath(const QString &dir, const QString &base)
     return QDir(dir).filePath(snapshotName(base, kMaxSnapshotNumber));
 }
 
+// The workers hold their own share of the picture: they may outlive the caller's copy, not this.
+PngEncoding::~PngEncoding()
+{
+    m_pool.waitForDone();
+}
+
+void PngEncoding::start(const QImage &image)
+{
+    auto encode = std::make_shared<std::packaged_task<QByteArray()>>([image] {
+        QByteArray png;
+        QBuffer buffer(&png);
+        if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG"))
+            png.clear();
+        return png;
+    });
+    m_png = encode->get_future();
+    m_pool.start([encode] { (*encode)(); });
+}
+
+bool PngEncoding::isReady(std::chrono::milliseconds slice) const
+{
+    return m_png.valid() && m_png.wait_for(slice) == std::future_status::ready;
+}
+
+QByteArray PngEncoding::take()
+{
+    return m_png.valid() ? m_png.get() : QByteArray();
+}
+
+SnapshotBatch::SnapshotBatch(const QList<GamepadProfileMeta> &profiles, const QString &outDir,
+                             const QUuid &liveProfileId, const QJsonObject &liveOverlay)
+    : m_profiles(profiles), m_outDir(outDir), m_liveProfileId(liveProfileId),
+      m_liveOverlay(liveOverlay)
+{
+}
+
+SnapshotBatch::~SnapshotBatch() = default;
+
+void SnapshotBatch::step()
+{
+    if (isDone())
+        return;
+    if (!m_started)
+        start();
+    else if (!m_snapshot)
+        beginProfile();
+    else if (!m_snapshot->isDone())
+        m_snapshot->step();
+    else if (!m_png.isStarted())
+        startEncoding();
+    else if (m_png.isReady(kPngWaitSlice))
+        writeProfile();
+}
+
+void SnapshotBatch::finish()
+{
+    while (!isDone())
+        step();
+}
+
+void SnapshotBatch::start()
+{
+    m_started = true;
+    if (m_outDir.trimmed().isEmpty())
+        refuse(editorText("Dossier de sortie vide."));
+    else if (!QDir().mkpath(m_outDir) || !QFileInfo(m_outDir).isDir())
+        refuse(editorText("Impossible de créer le dossier : %1").arg(m_outDir));
+}
+
+void SnapshotBatch::refuse(const QString &message)
+{
+    logSnapshotIssue(message);
+    m_error = message;
+    m_next = m_profiles.size();
+}
+
+void SnapshotBatch::issue(const QString &reason)
+{
+    const QString line =
+        QStringLiteral("%1 : %2").arg(printableProfileName(m_profiles.at(m_next).name), reason);
+    logSnapshotIssue(line);
+    m_report.errors << line;
+    m_snapshot.reset();
+    ++m_next;
+}
+
+// The profile's layout read and its picture checked; the drawing starts with the next step.
+void SnapshotBatch::beginProfile()
+{
+    const GamepadProfileMeta &profile = m_profiles.at(m_next);
+    QJsonObject overlay;
+    QString reason;
+    if (!m_liveProfileId.isNull() && profile.id == m_liveProfileId)
+        overlay = m_liveOverlay;
+    else if (!readSavedOverlay(profile, &overlay, &reason))
+        return issue(reason);
+    const QString imagePath = profile.imagePath();
+    if (!mayLeaveFolder(profile, imagePath, profile.imageFile, &reason))
+        return issue(reason);
+    m_snapshot = std::make_unique<OverlaySnapshot>(overlay, imagePath);
+}
+
+void SnapshotBatch::startEncoding()
+{
+    const QImage image = m_snapshot->image();
+    if (image.isNull())
+        return issue(m_snapshot->error());
+    m_png.start(image);
+}
+
+void SnapshotBatch::writeProfile()
+{
+    const QByteArray png = m_png.take();
+    QString path;
+    if (png.isEmpty() ||
+        !writeSnapshotFile(m_outDir, safeProfileFileName(m_profiles.at(m_next).name), png, &path))
+        return issue(editorText("Échec sauvegarde PNG"));
+    m_report.written << path;
+    m_snapshot.reset();
+    ++m_next;
+}
+
 bool exportSnapshots(const QList<GamepadProfileMeta> &profiles, const QString &outDir,
                      SnapshotReport *report, QString *error, const QUuid &liveProfileId,
                      const QJsonObject &liveOverlay)
 {
-    SnapshotReport result;
-    const auto refuse = [&](const QString &message) {
-        logSnapshotIssue(message);
-        if (report)
-            *report = result;
-        return fail(error, message);
-    };
-    if (outDir.trimmed().isEmpty())
-        return refuse(editorText("Dossier de sortie vide."));
-    if (!QDir().mkpath(outDir) || !QFileInfo(outDir).isDir())
-        return refuse(editorText("Impossible de créer le dossier : %1").arg(outDir));
-
-    for (const GamepadProfileMeta &profile : profiles) {
-        const auto issue = [&](const QString &reason) {
-            const QString line =
-                QStringLiteral("%1 : %2").arg(printableProfileName(profile.name), reason);
-            logSnapshotIssue(line);
-            result.errors << line;
-        };
-        QJsonObject overlay;
-        QString reason;
-        if (!liveProfileId.isNull() && profile.id == liveProfileId)
-            overlay = liveOverlay;
-        else if (!readSavedOverlay(profile, &overlay, &reason)) {
-            issue(reason);
-            continue;
-        }
-        const QString imagePath = profile.imagePath();
-        if (!mayLeaveFolder(profile, imagePath, profile.imageFile, &reason)) {
-            issue(reason);
-            continue;
-        }
-        const QImage image = renderOverlayImage(overlay, imagePath, QSize(), &reason);
-        if (image.isNull()) {
-            issue(reason);
-            continue;
-        }
-        QByteArray png;
-        QBuffer buffer(&png);
-        QString path;
-        if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG") ||
-            !writeSnapshotFile(outDir, safeProfileFileName(profile.name), png, &path)) {
-            issue(editorText("Échec sauvegarde PNG"));
-            continue;
-        }
-        result.written << path;
-    }
+    SnapshotBatch batch(profiles, outDir, liveProfileId, liveOverlay);
+    batch.finish();
     if (report)
-        *report = result;
-    return true;
+        *report = batch.report();
+    return batch.succeeded() || fail(error, batch.error());
 }

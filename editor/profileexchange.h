@@ -4,10 +4,19 @@
 #include "profilemeta.h"
 
 #include <QByteArray>
+#include <QImage>
 #include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QThreadPool>
+#include <QUuid>
+
+#include <chrono>
+#include <future>
+#include <memory>
+
+class OverlaySnapshot;
 
 // Profiles travel between workstations as one JSON document (a ".zelto.json" file or a clipboard
 // payload) carrying the name, the overlay and the picture's bytes, never the mapping, the
@@ -88,5 +97,65 @@ struct SnapshotReport
 bool exportSnapshots(const QList<GamepadProfileMeta> &profiles, const QString &outDir,
                      SnapshotReport *report, QString *error, const QUuid &liveProfileId = QUuid(),
                      const QJsonObject &liveOverlay = QJsonObject());
+
+// A picture encoded as PNG by a worker, the longest part of a snapshot, while the window's event
+// loop turns; the bytes are those QImage::save writes.
+class PngEncoding
+{
+public:
+    ~PngEncoding();
+    void start(const QImage &image);
+    bool isStarted() const { return m_png.valid(); }
+    // True once the bytes are there, after waiting at most `slice`.
+    bool isReady(std::chrono::milliseconds slice) const;
+    // The bytes, empty when the picture could not be encoded; waits for them.
+    QByteArray take();
+
+private:
+    QThreadPool m_pool;
+    std::future<QByteArray> m_png;
+};
+
+// How long a step of a snapshot waits for its PNG before the window's loop turns again.
+constexpr std::chrono::milliseconds kPngWaitSlice{2};
+
+// The same snapshots made a step at a time, so that a window can turn its event loop between the
+// steps: the folder made, then for each profile its layout read, its picture drawn a part at a
+// time (OverlaySnapshot), encoded by a worker, and its file written.
+class SnapshotBatch
+{
+public:
+    SnapshotBatch(const QList<GamepadProfileMeta> &profiles, const QString &outDir,
+                  const QUuid &liveProfileId = QUuid(),
+                  const QJsonObject &liveOverlay = QJsonObject());
+    ~SnapshotBatch();
+
+    void step();
+    void finish();
+    bool isDone() const { return m_started && m_next >= m_profiles.size(); }
+    const SnapshotReport &report() const { return m_report; }
+    // False when the folder could not be made; error() says why.
+    bool succeeded() const { return m_error.isEmpty(); }
+    QString error() const { return m_error; }
+
+private:
+    void start();
+    void refuse(const QString &message);
+    void issue(const QString &reason);
+    void beginProfile();
+    void startEncoding();
+    void writeProfile();
+
+    QList<GamepadProfileMeta> m_profiles;
+    QString m_outDir;
+    QUuid m_liveProfileId;
+    QJsonObject m_liveOverlay;
+    bool m_started = false;
+    qsizetype m_next = 0; // the profile under way
+    std::unique_ptr<OverlaySnapshot> m_snapshot;
+    PngEncoding m_png;
+    SnapshotReport m_report;
+    QString m_error;
+};
 // The first free "<base>.png", "<base>_1.png", ... in `dir`.
 QString freeSnapshotPath(const QString &dir, const QString &base);

@@ -12,6 +12,7 @@
 #include <QImage>
 #include <QImageReader>
 #include <QImageWriter>
+#include <QSet>
 #include <QUuid>
 
 #include <cerrno>
@@ -225,15 +226,18 @@ bool writeImageFile(const QString &source, const QString &destination, QString *
                     QStringLiteral(" (%1)").arg(reason));
 }
 
+// The catalogue's profiles, each "meta.json" read once.
 QList<GamepadProfileMeta> readProfileEntries()
 {
     QList<GamepadProfileMeta> entries;
-    const QList<GamepadProfileInfo> catalog = profileCatalog();
-    entries.reserve(catalog.size());
-    for (const GamepadProfileInfo &info : catalog) {
+    QSet<QUuid> seen;
+    const QStringList folders = candidateProfileFolders();
+    for (const QString &folder : folders) {
         GamepadProfileMeta meta;
-        if (readProfileMeta(info.folder, &meta, nullptr))
+        if (readProfileMeta(folder, &meta, nullptr) && !seen.contains(meta.id)) {
+            seen.insert(meta.id);
             entries << meta;
+        }
     }
     return entries;
 }

@@ -9,6 +9,8 @@
 #include <QPainterPath>
 #include <QSignalBlocker>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int kImagePathRole = Qt::UserRole + 1;
@@ -21,20 +23,25 @@ QString fileIdentity(const QString &path)
     const QFileInfo file(path);
     if (path.isEmpty() || !file.isFile())
         return {};
-    return QStringLiteral("%1|%2|%3")
-        .arg(file.absoluteFilePath())
-        .arg(file.lastModified().toMSecsSinceEpoch())
-        .arg(file.size());
+    return file.absoluteFilePath() + u'|' +
+           QString::number(file.lastModified().toMSecsSinceEpoch()) + u'|' +
+           QString::number(file.size());
 }
 
-// A tile's picture, decoded at tile size: large pictures are never decoded whole when the format
-// can scale while decoding.
+// Pictures up to this size are decoded whole before they are scaled: faster than scaling while
+// decoding, which only JPEG does cheaply, at a bounded cost in memory per worker.
+constexpr qint64 kWholeDecodeMaxPixels = 8 * 1024 * 1024;
+
+// A tile's picture, scaled smoothly to the tile. JPEG pictures, and pictures too large to decode
+// whole, are scaled while decoding.
 QImage thumbnailImage(const QString &path)
 {
     QImageReader reader(path);
     const QSize full = reader.size();
     const QSize tile = ProfileTiles::kIconSize;
-    if (full.isValid() && (full.width() > tile.width() || full.height() > tile.height()))
+    const bool larger = full.width() > tile.width() || full.height() > tile.height();
+    if (full.isValid() && larger &&
+        (reader.format() == "jpeg" || qint64(full.width()) * full.height() > kWholeDecodeMaxPixels))
         reader.setScaledSize(full.scaled(tile, Qt::KeepAspectRatio).expandedTo({1, 1}));
     QImage image = reader.read();
     if (!image.isNull() && (image.width() > tile.width() || image.height() > tile.height()))
@@ -100,10 +107,25 @@ QListWidgetItem *ProfileTiles::append(const GamepadProfileMeta &entry)
 {
     auto *item = new QListWidgetItem(m_placeholder, entry.name);
     item->setToolTip(entry.name);
-    item->setData(kImagePathRole, entry.imagePath());
+    const QString path = entry.imagePath();
+    item->setData(kImagePathRole, path);
     m_list->addItem(item);
-    request(item, entry.imagePath());
+    request(item, path);
     return item;
+}
+
+void ProfileTiles::remove(int row)
+{
+    const QSignalBlocker blocker(m_list);
+    delete m_list->takeItem(row);
+    // A picture that only this tile waited for is waited for no more.
+    const auto listedNoMore = [](const auto &waiting) {
+        const QList<QPersistentModelIndex> &tiles = waiting.value();
+        return std::none_of(tiles.cbegin(), tiles.cend(),
+                            [](const auto &t) { return t.isValid(); });
+    };
+    if (m_waiting.removeIf(listedNoMore) > 0 && m_waiting.isEmpty())
+        Q_EMIT thumbnailsReady();
 }
 
 void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QString &note)
@@ -114,11 +136,12 @@ void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QStrin
     const QString text = note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
     item->setText(text);
     item->setToolTip(text);
-    if (item->data(kImagePathRole).toString() != entry.imagePath()) {
-        item->setData(kImagePathRole, entry.imagePath());
+    const QString path = entry.imagePath();
+    if (item->data(kImagePathRole).toString() != path) {
+        item->setData(kImagePathRole, path);
         item->setIcon(m_placeholder);
     }
-    request(item, entry.imagePath());
+    request(item, path);
 }
 
 void ProfileTiles::waitForThumbnails()

@@ -35,6 +35,8 @@ public:
     // Replaces every tile, without a selection signal.
     void fill(const QList<GamepadProfileMeta> &entries);
     QListWidgetItem *append(const GamepadProfileMeta &entry);
+    // Takes the tile away, without a selection signal.
+    void remove(int row);
     // The tile's name, tooltip and picture follow the entry; `note` is added to the name (a
     // profile deleted elsewhere whose edits are still open).
     void update(int row, const GamepadProfileMeta &entry, const QString &note = QString());

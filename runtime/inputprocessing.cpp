@@ -2,6 +2,8 @@
 
 #include "logging.h"
 
+#include <QMutex>
+#include <QSet>
 #include <QtAlgorithms>
 
 #include <algorithm>
@@ -122,6 +124,17 @@ AxisSample evaluatePlanned(double raw, const AxisPlan &plan)
     return evaluateStick(sample, plan);
 }
 
+// shouldPublishAxis, seen by the poll's loop.
+inline bool publishesAxis(double value, bool atRest, double previous, bool wasAtRest,
+                          AxisPublishMode mode, double threshold = 0.5)
+{
+    if (mode == AxisPublishMode::Always || atRest != wasAtRest)
+        return true;
+    if (mode == AxisPublishMode::ActiveOnly && !atRest)
+        return true;
+    return std::fabs(value - previous) > threshold;
+}
+
 bool isAxisIndex(qint32 index, int axisCount)
 {
     return index >= 0 && index < axisCount;
@@ -230,6 +243,20 @@ GatePlan planGate(const GateSettings &gate, int axisCount)
     return plan;
 }
 
+// A gate key as the poll publishes it: over text kept for the life of the process, so that putting
+// it in every batch costs no atomic operation (like the axis and button keys) and a batch the host
+// keeps stays valid whatever the calibration becomes. Calibrations name a handful of gates.
+QString publishedGateKey(const QString &key)
+{
+    static QMutex mutex;
+    static QSet<QString> kept;
+    const QMutexLocker lock(&mutex);
+    auto stored = kept.constFind(key);
+    if (stored == kept.cend())
+        stored = kept.insert(QString(key.constData(), key.size())); // its own copy of the text
+    return QString::fromRawData(stored->constData(), stored->size());
+}
+
 // Enter at the radius, leave only beyond radius + hysteresis.
 bool insideAfter(const GatePlan &gate, const double *axisValues, bool wasInside, double *distance)
 {
@@ -258,11 +285,7 @@ AxisSample evaluateAxis(double raw, const AxisSettings &settings)
 bool shouldPublishAxis(double value, bool atRest, double previous, bool wasAtRest,
                        AxisPublishMode mode, double threshold)
 {
-    if (mode == AxisPublishMode::Always || atRest != wasAtRest)
-        return true;
-    if (mode == AxisPublishMode::ActiveOnly && !atRest)
-        return true;
-    return std::fabs(value - previous) > threshold;
+    return publishesAxis(value, atRest, previous, wasAtRest, mode, threshold);
 }
 
 bool gateInsideAfter(const GateSettings &gate, const double *axisValues, int axisCount,
@@ -354,6 +377,7 @@ void InputProcessor::plan(const GamepadCalibration &calibration)
     m_gatePlans.reserve(calibration.gates.size());
     for (const GateSettings &gate : calibration.gates) {
         GatePlan plan = planGate(gate, kAxisCount);
+        plan.key = publishedGateKey(plan.key);
         if (plan.valid)
             plan.state = gateStateIndex(plan.key);
         m_gatePlans.push_back(std::move(plan));
@@ -404,6 +428,18 @@ template <std::size_t N> const QString &keyAt(const std::array<QString, N> &keys
     return index >= 0 && std::size_t(index) < N ? keys[std::size_t(index)] : none;
 }
 
+const std::array<QString, InputProcessor::kAxisCount> &axisKeys()
+{
+    static const auto keys = numberedKeys(kAxisKeyTexts);
+    return keys;
+}
+
+const std::array<QString, InputProcessor::kButtonCount> &buttonKeys()
+{
+    static const auto keys = numberedKeys(kButtonKeyTexts);
+    return keys;
+}
+
 quint32 pressedMask(const std::array<bool, InputProcessor::kButtonCount> &buttons)
 {
     quint32 mask = 0;
@@ -416,14 +452,12 @@ quint32 pressedMask(const std::array<bool, InputProcessor::kButtonCount> &button
 
 const QString &InputProcessor::axisKey(int axis)
 {
-    static const auto keys = numberedKeys(kAxisKeyTexts);
-    return keyAt(keys, axis);
+    return keyAt(axisKeys(), axis);
 }
 
 const QString &InputProcessor::buttonKey(int button)
 {
-    static const auto keys = numberedKeys(kButtonKeyTexts);
-    return keyAt(keys, button);
+    return keyAt(buttonKeys(), button);
 }
 
 // Fills out (cleared first) with what this poll publishes: axes, then gates, then buttons.
@@ -435,6 +469,7 @@ void InputProcessor::process(const JoystickReadings &readings,
         !calibration.gates.isSharedWith(m_plannedCalibration.gates))
         plan(calibration);
     out.clear();
+    m_traced = lcGamepadInputAxis().isDebugEnabled();
     processAxes(readings, out);
     processGates(out);
     processButtons(readings, nowMs, out);
@@ -455,20 +490,21 @@ void InputProcessor::processAxes(const JoystickReadings &readings, PollResult &o
         const AxisPlan &plan = m_axisPlans[i];
         const AxisSample sample = evaluatePlanned(raw, plan);
         // Compared with the previous poll, not with the last published value.
-        const bool publish = shouldPublishAxis(sample.value, sample.atRest, m_axes[i],
-                                               m_axisAtRest[i], plan.publishMode);
+        const bool publish = publishesAxis(sample.value, sample.atRest, m_axes[i], m_axisAtRest[i],
+                                           plan.publishMode);
         m_axes[i] = sample.value;
         m_axisAtRest[i] = sample.atRest;
         if (!publish)
             continue;
 
-        out.keys.append(axisKey(i));
+        out.keys.append(axisKeys()[std::size_t(i)]);
         out.values.emplaceBack(sample.value);
         out.axisEvents.append({i, sample.value});
         out.axisPublished = true;
-        qCDebug(lcGamepadInputAxis).noquote()
-            << "Gamepad axis updated key=" << axisKey(i) << "raw=" << raw
-            << "value=" << sample.value << "rest=" << sample.atRest;
+        if (m_traced)
+            qCDebug(lcGamepadInputAxis).noquote()
+                << "Gamepad axis updated key=" << axisKey(i) << "raw=" << raw
+                << "value=" << sample.value << "rest=" << sample.atRest;
     }
 }
 
@@ -492,9 +528,10 @@ void InputProcessor::processGates(PollResult &out)
         out.keys.append(gate.key);
         out.values.emplaceBack(value);
         out.gateEvents.append({gate.key, value});
-        qCDebug(lcGamepadInputAxis).noquote()
-            << "Gamepad gate updated key=" << gate.key << "inside=" << inside << "value=" << value
-            << "distance=" << distance;
+        if (m_traced)
+            qCDebug(lcGamepadInputAxis).noquote()
+                << "Gamepad gate updated key=" << gate.key << "inside=" << inside
+                << "value=" << value << "distance=" << distance;
     }
 }
 
@@ -517,11 +554,12 @@ void InputProcessor::processButtons(const JoystickReadings &readings, qint64 now
         if (!step.publish)
             continue;
 
-        out.keys.append(buttonKey(b));
+        out.keys.append(buttonKeys()[std::size_t(b)]);
         out.values.emplaceBack(down);
         out.buttonEvents.append({b, down});
         out.buttonsChanged = true;
-        qCDebug(lcGamepadInputAxis).noquote() << "Gamepad button updated key=" << buttonKey(b)
-                                              << "pressed=" << down << "repeat=" << step.repeat;
+        if (m_traced)
+            qCDebug(lcGamepadInputAxis).noquote() << "Gamepad button updated key=" << buttonKey(b)
+                                                  << "pressed=" << down << "repeat=" << step.repeat;
     }
 }

@@ -189,6 +189,7 @@ private:
     std::vector<GateState> m_gateStates;
     QHash<QString, int> m_gateStateIndex; // consulted when planning, never by a poll
 
+    bool m_traced = false; // this poll's changes are logged ("kx.plugin.gamepad.input.axis")
     bool m_planned = false;
     GamepadCalibration m_plannedCalibration;
     std::array<AxisPlan, kAxisCount> m_axisPlans{};

@@ -253,21 +253,29 @@ GamepadProfileInfo readProfileInfo(const QString &folder)
     return info;
 }
 
+QStringList candidateProfileFolders()
+{
+    QStringList folders;
+    const QStringList roots = candidateProfileRoots();
+    for (const QString &root : roots) {
+        const QStringList names =
+            QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
+        for (const QString &name : names)
+            folders << root + QLatin1Char('/') + name;
+    }
+    return folders;
+}
+
 QList<GamepadProfileInfo> profileCatalog()
 {
     QList<GamepadProfileInfo> catalog;
     QSet<QUuid> seen;
-    const QStringList roots = candidateProfileRoots();
-    for (const QString &root : roots) {
-        // A linked profile folder would show files from outside the root as one of its own.
-        const QStringList folders =
-            QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
-        for (const QString &folder : folders) {
-            const GamepadProfileInfo info = readProfileInfo(root + QLatin1Char('/') + folder);
-            if (!info.isNull() && !seen.contains(info.id)) {
-                seen.insert(info.id);
-                catalog << info;
-            }
+    const QStringList folders = candidateProfileFolders();
+    for (const QString &folder : folders) {
+        const GamepadProfileInfo info = readProfileInfo(folder);
+        if (!info.isNull() && !seen.contains(info.id)) {
+            seen.insert(info.id);
+            catalog << info;
         }
     }
     return catalog;

@@ -65,8 +65,12 @@ struct GamepadProfileInfo
 // Reads folder/"meta.json"; an unreadable file or one of another type gives a null entry.
 GamepadProfileInfo readProfileInfo(const QString &folder);
 
-// Every readable profile under the candidate roots, most personal root first and folders by name
-// within a root; a profile present in several roots is listed once, from the first.
+// The folders under the candidate roots that may hold a profile, most personal root first and by
+// name within a root; a folder that is a symbolic link would show files from outside the root as
+// one of its own, and is left out.
+QStringList candidateProfileFolders();
+// Every readable profile of those folders; a profile present in several roots is listed once,
+// from the first.
 QList<GamepadProfileInfo> profileCatalog();
 // The profile with this id (with or without braces), from the most personal root that holds it;
 // a null entry when there is none.

@@ -1,6 +1,7 @@
 #include "gamepaddefinder.h"
 #include "interactiveoverlay.h"
 #include "jsonfile.h"
+#include "overlayrender.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
@@ -197,18 +198,28 @@ private slots:
         dialogs.answerPath(path("one.png"));
         auto w = std::make_unique<GamepadDefinder>();
         w->onListSelectionChanged(w->entries().first().id == beta.id ? 1 : 0);
-        w->actionSnapshotAll();
+        w->actionSnapshotAll(); // told once its steps are done, the window answering meanwhile
+        QCOMPARE(dialogs.prompts().last().kind, Kind::Folder);
+        QTRY_VERIFY(dialogs.prompts().last().kind != Kind::Folder);
         const ScriptedDialogSeam::Prompt box = dialogs.prompts().last();
         QCOMPARE(box.kind, overlayLost ? Kind::Warning : Kind::Information);
         QVERIFY2(overlayLost ? box.text.startsWith("Snapshots générés : 1\nErreurs :\nBeta : ")
                              : box.text == "Snapshots générés : 2",
                  qPrintable(box.text));
         QCOMPARE(QDir(folder).entryList(QDir::Files).size(), overlayLost ? 1 : 2);
+        const QString direct = path(QStringLiteral("direct%1").arg(overlayLost)); // same files
+        QVERIFY(exportSnapshots(w->entries(), direct, nullptr, nullptr,
+                                w->entries().at(w->currentRow()).id, w->overlay()->serialize()));
+        QCOMPARE(bytesOf(folder + "/Al_pha.png"), bytesOf(direct + "/Al_pha.png"));
 
         w->overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
         w->actionSnapshot();
         QCOMPARE(dialogs.prompts().last().value, QDir(folder).filePath("Al_pha.png"));
         QTRY_COMPARE(QImage(path("one.png")).size(), QSize(500, 300));
+        const QImage drawn = renderOverlayImage(w->overlay()->serialize(),
+                                                w->entries().at(w->currentRow()).imagePath());
+        QVERIFY(drawn.save(path("saved.png"), "PNG")); // the file as it was written before
+        QCOMPARE(bytesOf(path("one.png")), bytesOf(path("saved.png")));
 
         // Drawn over the next turns of the event loop; a second request, or the window going,
         // completes the one before at once.

@@ -1,6 +1,7 @@
 #include "actionlinker.h"
 #include "cataloguereader.h"
 #include "filetestsupport.h"
+#include "gamepadbuttoncalibrationwidget.h"
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
@@ -8,6 +9,7 @@
 #include "jsonfile.h"
 #include "profilefolderwatcher.h"
 #include "profileoperations.h"
+#include "profiletiles.h"
 #include "quickactionspanel.h"
 #include "runtimetestsupport.h"
 #include "scratchtree.h"
@@ -173,6 +175,9 @@ private slots:
                                             : "Supprimer « Vieux » ?");
         QCOMPARE(QFileInfo::exists(meta.folder), !gone);
         QCOMPARE(w->profileList()->count(), gone ? 0 : 1);
+        // The folders are read again by the worker, not on the window's thread.
+        const auto *reader = w->findChild<CatalogueReader *>();
+        QCOMPARE(reader && reader->reading(), gone);
     }
 
     void renameAndDuplicate()
@@ -351,6 +356,30 @@ private slots:
         QVERIFY(w->bannerText().isEmpty());
     }
 
+    // A long catalogue is laid out a batch per turn of the event loop, each tile where a single
+    // pass puts it.
+    void longCatalogueLaidOutInBatches()
+    {
+        auto w = window();
+        QList<GamepadProfileMeta> many(250);
+        for (int i = 0; i < many.size(); ++i)
+            many[i].name = QString::number(i);
+        w->findChild<ProfileTiles *>()->fill(many);
+        w->show();
+        QListWidget *list = w->profileList();
+        const auto places = [list] {
+            QList<QRect> rects;
+            for (int row = 0; row < list->count(); ++row)
+                rects << list->visualItemRect(list->item(row));
+            return rects;
+        };
+        QTRY_VERIFY(list->visualItemRect(list->item(249)).isValid());
+        const QList<QRect> batched = places();
+        list->setLayoutMode(QListView::SinglePass);
+        list->doItemsLayout();
+        QCOMPARE(places(), batched);
+    }
+
     // The folders read while this window deletes a profile: the reading that may have seen it is
     // done again rather than bring it back.
     void readingOlderThanADeleteIsNotShown()
@@ -430,7 +459,16 @@ private slots:
         QCOMPARE(w->overlay()->node(3).sources.first().binding.value("ref").toString(), "zoom");
 
         w->overlay()->createNode(ElementKind::DualJoyCross, {}, QPoint(50, 50));
+        // The hidden panel makes its cards as it is first shown: those of a panel made at once.
+        const auto cards = [](const QWidget *panel) {
+            return panel->findChildren<GamepadAxisCalibrationWidget *>().size() * 100 +
+                   panel->findChildren<GamepadButtonCalibrationWidget *>().size();
+        };
+        QCOMPARE(cards(w->calibrationPanel()), 0);
         w->setMode(GamepadDefinder::CalibrationMode);
+        GamepadConfigWidget atOnce;
+        atOnce.setDevice(w->attachedController());
+        QVERIFY(cards(&atOnce) > 0 && cards(w->calibrationPanel()) == cards(&atOnce));
         w->calibrationPanel()->addGate(); // offered its own axes and the profile's cross
         QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->count(), 2);
         w->setRealGamepads({&padB}); // the panel follows the controllers plugged

@@ -154,6 +154,7 @@ private slots:
         readings.buttons[31] = readings.buttons[0] = readings.buttons[4] = true;
 
         processor.process(readings, calibration, 0, result);
+        const QStringList kept = result.keys; // as a host keeps a batch
         QCOMPARE(result.keys, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
         QCOMPARE(result.values, QVariantList({-50.0, 50.0, false, true, true, true}));
         QVERIFY(result.values.at(0).typeId() == QMetaType::Double &&
@@ -164,6 +165,11 @@ private slots:
         processor.process(readings, calibration, 10, result);
         QCOMPARE(result.keys, QStringList({"joy_3", "joy_7"}));
         QVERIFY(!result.rawAxesMoved && result.buttonsChanged && result.buttonEvents.isEmpty());
+
+        // Another calibration takes the place of the first: the kept batch still reads the same.
+        calibration.gates = {};
+        processor.process(readings, calibration, 20, result);
+        QCOMPARE(kept, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
     }
 };
 

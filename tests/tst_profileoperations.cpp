@@ -117,6 +117,17 @@ private slots:
                 QFile::link(outside, source.folder + "/overlay.json"));
         QVERIFY(!duplicateProfile(source, &copy, &error));
         QCOMPARE(error, QString("Impossible de copier la configuration."));
+
+        // The editor lists what the store's catalogue lists: an id once, from its first folder.
+        const QString twin = userProfilesRoot() + "/0 twin";
+        QVERIFY(writeBytes(twin + "/meta.json", readBytes(source.folder + "/meta.json")));
+        QStringList listed, catalogued;
+        for (const GamepadProfileMeta &entry : readProfileEntries())
+            listed << entry.folder;
+        for (const GamepadProfileInfo &info : profileCatalog())
+            catalogued << info.folder;
+        QCOMPARE(listed, catalogued);
+        QVERIFY(listed.contains(twin) && !listed.contains(source.folder));
     }
 
     // A shared profile: without the right it is copied to the user first and the shared one kept.

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QListWidget>
+#include <QPainter>
 #include <QtTest>
 
 class TestProfileTiles : public QObject
@@ -20,6 +21,7 @@ class TestProfileTiles : public QObject
         QDir().mkpath(meta.folder);
         QImage picture(size, QImage::Format_RGB32);
         picture.fill(colour);
+        QPainter(&picture).fillRect(10, 0, 3, size.height(), Qt::white); // something to scale
         QFile file(meta.imagePath());
         if (!colour.isValid() && file.open(QIODevice::WriteOnly))
             file.write("PNG?");
@@ -57,6 +59,10 @@ private slots:
         const QImage placeholder = tileImages(list).at(3);
         QCOMPARE(tileImages(list).at(4), placeholder);
         QCOMPARE(tileImages(list).at(0).pixelColor(70, 35), QColor(Qt::red));
+        const QImage smooth =
+            QImage(entries[0].imagePath())
+                .scaled(ProfileTiles::kIconSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        QCOMPARE(tileImages(list).at(0).convertToFormat(QImage::Format_RGB32), smooth);
 
         entries.removeAt(1);
         entries[1] = profile("c", Qt::yellow, {300, 200});
