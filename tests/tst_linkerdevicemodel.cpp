@@ -153,7 +153,14 @@ private slots:
         model->setUniqSelection(false);
         model->setSelected("gp:old4", true);
         model->setSelected("gp:old6", true);
+        QJsonArray told; // what the host hears of the selection
+        const QMetaObject::Connection hearing = connect(
+            model, &Model::selectedInterfacesChanged, this,
+            [&told](const QList<IComInterface *> &, const QJsonArray &infos) { told = infos; });
         model->setUniqSelection(true);
+        disconnect(hearing);
+        QCOMPARE(told.size(), 1);
+        QVERIFY(!model->setData(QModelIndex(), true, Model::SelectedRole)); // no row, no change
         QVERIFY(model->isSelected("gp:1") && !model->isSelected("gp:old4"));
         QCOMPARE(storedKv("gp:old6").value("selected"), QJsonValue(false));
         model->setUniqSelection(false); // several allowed: every stored selection is read back
