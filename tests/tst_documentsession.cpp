@@ -126,6 +126,17 @@ private slots:
                  DiskCheck::Unchanged);
     }
 
+    // A file kept through a move keeps what was known of it: a change made meanwhile still shows.
+    void retargetKeepsWhatWasKnown()
+    {
+        Editor editor(m_folder);
+        QVERIFY(writeBytes(editor.path, "{\"v\": 9}") && touchLater(editor.path));
+        editor.session.retarget(m_folder, {editor.path});
+        QSignalSpy reload(&editor.session, &DocumentSession::changedElsewhere);
+        editor.session.checkDisk();
+        QCOMPARE(reload.count(), 1);
+    }
+
     // A burst of edits is one save; leaving or closing with edits saves them without a question.
     void coalescedSaveWritesOnce()
     {
