@@ -153,6 +153,7 @@ private slots:
         editor.edit("{\"v\": 5}");
         QVERIFY(editor.session.flushQuietly()); // a destructor's save
         QCOMPARE(readBytes(editor.path), QByteArray("{\"v\": 5}"));
+        QVERIFY(!editor.session.hasUnsavedEdits());
     }
 
     // A declined overwrite holds the save: later edits wait for an explicit one, which asks again.
