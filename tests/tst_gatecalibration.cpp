@@ -111,11 +111,13 @@ private slots:
     {
         CalibrationMeasureDialog dialog(defaultCalibration(2, 0), {});
         auto *apply = dialog.findChild<QPushButton *>("measureApplyButton");
+        auto *progress = dialog.findChild<QWidget *>("measureProgress"); // shown during the rest
         dialog.addSample(500, {true, true}, {54, 0});
         dialog.addSample(2499, {true, true}, {54, 0});
         dialog.finishMotion();
-        QVERIFY(!apply->isEnabled());
+        QVERIFY(!apply->isEnabled() && !progress->isHidden());
         dialog.addSample(2500, {true, true}, {54, 0});
+        QVERIFY(progress->isHidden());
         dialog.addSample(3000, {true, true}, {-70, 80});
         dialog.finishMotion();
         dialog.addSample(4000, {true, true}, {-100, 0}); // ignored once reviewing
