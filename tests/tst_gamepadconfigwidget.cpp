@@ -157,6 +157,9 @@ private slots:
             QVERIFY(std::any_of(layouts.begin(), layouts.end(),
                                 [card](QLayout *layout) { return layout->indexOf(card) >= 0; }));
         }
+        m_joysticks->backend.setAxisPresent(0, 0, false); // no card for an axis it lacks
+        m_pad->poll();
+        QTRY_COMPARE(m_panel->findChildren<AxisCard *>().size(), 3);
         const auto buttons = m_panel->findChildren<ButtonCard *>();
         QCOMPARE(buttons.size(), 12);
         QVERIFY(buttons.at(2)->isPressed() && !buttons.at(1)->isPressed());
