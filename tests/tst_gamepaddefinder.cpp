@@ -19,6 +19,7 @@
 #include <QComboBox>
 #include <QListWidget>
 #include <QPushButton>
+#include <QShortcut>
 #include <QtTest>
 
 class TestGamepadDefinder : public QObject
@@ -187,6 +188,10 @@ private slots:
         dialogs.answerText("   ");
         dialogs.answerText(" Beta ");
         auto w = window();
+        QStringList keys; // the window's shortcuts, wherever the focus is inside it
+        for (const QShortcut *shortcut : w->findChildren<QShortcut *>())
+            keys << shortcut->key().toString();
+        QCOMPARE(keys.join(' '), "Ctrl+N Ctrl+S Ctrl+D Del F2 Ctrl+C Ctrl+V Ctrl+E");
         QSignalSpy catalog(w.get(), &GamepadDefinder::profilesCatalogChanged);
         w->onListSelectionChanged(0);
         w->actionRename(); // blank: nothing changes
