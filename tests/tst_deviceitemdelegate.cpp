@@ -120,8 +120,8 @@ private slots:
         QWidget view;
         CardModel model;
         const QModelIndex index = model.addCard("gp:6", {});
-        QMouseEvent click(QEvent::MouseButtonRelease, kBadge, kBadge, Qt::RightButton,
-                          Qt::NoButton, {});
+        QMouseEvent click(QEvent::MouseButtonRelease, kBadge, kBadge, Qt::RightButton, Qt::NoButton,
+                          {});
         QVERIFY(delegate.editorEvent(&click, &model, optionFor(&view), index));
         QPointer<QMenu> shown = view.findChild<QMenu *>();
         QVERIFY(shown && shown->isVisible());
@@ -217,8 +217,8 @@ private slots:
         QPainter painter(&image);
         DeviceItemDelegate().paint(&painter, optionFor(), index);
         painter.end();
-        for (const QRect &arrow : {cardLeftArrowRect(optionFor().rect),
-                                   cardRightArrowRect(optionFor().rect)}) {
+        for (const QRect &arrow :
+             {cardLeftArrowRect(optionFor().rect), cardRightArrowRect(optionFor().rect)}) {
             const QPoint c = arrow.center();
             const int outward = arrow == cardLeftArrowRect(optionFor().rect) ? -3 : 3;
             // The arms start on the inner side, above and below the tip.

@@ -29,7 +29,8 @@ private slots:
         const Axis disabled{false, M::Bidirectional, 0, 8, true, C::Linear, 1, 2, 5};
 
         QTest::newRow("dead-zone edge is rest") << shifted << 8.0 << 5.0 << true;
-        QTest::newRow("off-centre rest") << Axis{true, M::Bidirectional, 20, 8} << 25.0 << 0.0 << true;
+        QTest::newRow("off-centre rest")
+            << Axis{true, M::Bidirectional, 20, 8} << 25.0 << 0.0 << true;
         QTest::newRow("just above edge") << Axis() << 8.0001 << 1e-4 / 0.92 << false;
         QTest::newRow("raw clamped") << Axis() << 250.0 << 100.0 << false;
         QTest::newRow("invert stick, scale, offset") << shifted << 54.0 << -95.0 << false;
