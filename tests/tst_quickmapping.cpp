@@ -145,6 +145,7 @@ private slots:
         QTest::newRow("gate enter") << "gate_0" << 1.0 << false << true << "";
         QTest::newRow("gate leave") << "gate_0" << 0.0 << false << false << "";
         QTest::newRow("unbound button") << "but_7" << 1.0 << true << false << kAccented;
+        QTest::newRow("unbound first button") << "but_0" << 1.0 << true << false << kAccented;
         QTest::newRow("unbound gate") << "gate_3" << 1.0 << false << false << kUnaccented;
     }
     void inputLearnsOrMaps()
