@@ -35,7 +35,13 @@ class TestDialogSeam : public QObject
                 m_seen += " | " + input->labelText();
                 input->setTextValue(answer);
             }
-            answer.isEmpty() ? dialog->reject() : dialog->accept();
+            if (answer == "Enter")
+                return QTest::keyClick(dialog, Qt::Key_Return);
+            if (!answer.isEmpty())
+                return dialog->accept();
+            QTest::keyClick(dialog, Qt::Key_Escape); // no answer: the user presses Escape
+            if (dialog->isVisible())
+                m_seen += " | stays open", dialog->reject();
         });
     }
 
@@ -43,7 +49,7 @@ private slots:
     void questionsOpenTheirWindow_data()
     {
         QTest::addColumn<QString>("question");
-        QTest::addColumn<QString>("answer"); // a button's text or a typed text; empty: cancel
+        QTest::addColumn<QString>("answer"); // a button's text or a typed text; empty: Escape
         QTest::addColumn<QString>("seen");
         QTest::addColumn<QString>("result");
         const auto row = [](const char *name, const char *question, const char *answer,
@@ -59,6 +65,7 @@ private slots:
         row("question, no", "question", "No", box + "4", "false");
         row("choice", "choose", "Partir", box + "4", "0");
         row("choice closed", "choose", "", box + "4", "1"); // the default
+        row("choice by Enter", "choose", "Enter", box + "4", "1");
         row("text", "getText", "abc", input, "abc true");
         row("text cancelled", "getText", "", input, " false");
         row("item", "getItem", "b", input, "b true");
