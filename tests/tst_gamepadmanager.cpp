@@ -53,6 +53,16 @@ private slots:
         QCOMPARE(m_manager->gamepads().value(1)->name(), QStringLiteral("Another pad"));
     }
 
+    // With auto-detection off nothing goes on polling in the background.
+    void autoDetectOffStopsPolling()
+    {
+        m_manager->setAutoDetectGamePad(true);
+        QVERIFY(m_manager->findChild<QTimer *>()->isActive());
+        m_manager->setAutoDetectGamePad(false);
+        for (const QTimer *timer : m_manager->findChildren<QTimer *>(Qt::FindDirectChildrenOnly))
+            QVERIFY(!timer->isActive());
+    }
+
     // Random plugs, unplugs and presses with devices polling: live devices are the connected ones.
     void hotPlugSoak()
     {
