@@ -118,7 +118,7 @@ private slots:
         QAbstractItemModel *model = nullptr;
         QAbstractItemDelegate *delegate = nullptr;
         for (int round = 0; round < 3; ++round) {
-            if (delegateFirst)
+            if (delegateFirst && round == 0) // the model, made later, wires itself to it
                 delegate = p->itemDelegate(nullptr);
             model = p->model(round == 0 ? context : "ignored", nullptr);
             if (!delegateFirst)
