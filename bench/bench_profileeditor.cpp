@@ -1,3 +1,4 @@
+#include "benchpicture.h"
 #include "gamepaddefinder.h"
 #include "gamepadmanager.h"
 #include "interactiveoverlay.h"
@@ -32,16 +33,10 @@ namespace {
 // A 1280 x 720 controller picture, encoded once and written into every profile.
 QByteArray pictureBytes()
 {
-    QImage image(1280, 720, QImage::Format_RGB32);
-    image.fill(QColor(0x22, 0x2b, 0x36));
-    QPainter painter(&image);
-    painter.setBrush(QColor(0x22, 0xd3, 0xee));
-    painter.drawEllipse(QRect(340, 160, 600, 400));
-    painter.end();
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
+    benchControllerPicture().save(&buffer, "PNG");
     return bytes;
 }
 

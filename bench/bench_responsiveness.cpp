@@ -2,6 +2,7 @@
 // its own call, with the longest stall of the window's event loop ("stall_ms", stallprobe.h).
 
 #include "actionlinker.h"
+#include "benchpicture.h"
 #include "dialogseam.h"
 #include "gamepaddefinder.h"
 #include "gamepadmanager.h"
@@ -18,7 +19,6 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QListWidget>
-#include <QPainter>
 #include <QTemporaryDir>
 
 #include <malloc.h>
@@ -30,13 +30,7 @@ namespace {
 // A 1280 x 720 controller picture.
 void writePicture(const QString &path)
 {
-    QImage image(1280, 720, QImage::Format_RGB32);
-    image.fill(QColor(0x22, 0x2b, 0x36));
-    QPainter painter(&image);
-    painter.setBrush(QColor(0x22, 0xd3, 0xee));
-    painter.drawEllipse(QRect(340, 160, 600, 400));
-    painter.end();
-    image.save(path, "PNG");
+    benchControllerPicture().save(path, "PNG");
 }
 
 // `count` pastilles of every kind on a square grid over the picture, each bound to an action.

@@ -6,10 +6,10 @@
 #include "documentsession.h"
 #include "interactiveoverlay.h"
 #include "jsonfile.h"
-#include "uilog.h"
 #include "overlayrender.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
+#include "uilog.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -314,13 +314,8 @@ void GamepadDefinder::reportSnapshotBatch()
 void GamepadDefinder::exportSnapshotsToDir(const QString &outDir)
 {
     finishSnapshotBatch(true);
-    const std::unique_ptr<SnapshotBatch> batch = prepareSnapshotBatch(outDir);
-    if (!batch)
-        return;
-    batch->finish();
-    m_snapshotReport = batch->report();
-    m_snapshotSucceeded = batch->succeeded();
-    m_snapshotError = batch->error();
+    m_pendingBatch = prepareSnapshotBatch(outDir);
+    finishSnapshotBatch(false); // made at once: the caller reads the outcome on return
 }
 
 // The batch of every profile, the current one as shown; null, with the reason, when the folder
