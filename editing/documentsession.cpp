@@ -163,16 +163,15 @@ void DocumentSession::noteOwnWrite()
     tellSiblings();
 }
 
-bool DocumentSession::edited()
+void DocumentSession::edited()
 {
     const bool wasDirty = m_session.state() == EditSession::State::Dirty;
     if (!m_session.edit(now()))
-        return false;
+        return;
     if (const std::optional<qint64> due = m_session.deadline())
         m_timer.start(int(qBound(qint64(0), *due - now(), qint64(m_session.delayMs()))));
     if (!wasDirty && m_session.state() == EditSession::State::Dirty)
         Q_EMIT stateChanged();
-    return true;
 }
 
 void DocumentSession::noteOwnWrite(const QString &path)

@@ -49,6 +49,8 @@ public:
     // Where the questions are shown, and how they name the documents, e.g. "« Pad X »".
     void setDialogParent(QWidget *parent);
     void setSubject(const QString &subject) { m_subject = subject; }
+    // Where the session reads the time, in milliseconds; a monotonic clock unless one is given.
+    void setClock(const std::function<qint64()> &clock) { m_now = clock; }
     const QString &subject() const { return m_subject; }
 
     const EditSession &session() const { return m_session; }
@@ -76,8 +78,8 @@ public:
     // Drops the edits: reloads from disk, or for a gone session forgets them.
     void discard();
 
-    // An edit now; false when the session is read-only and the edit must be refused.
-    bool edited();
+    // An edit now; refused while the session is read-only.
+    void edited();
     // Edited without a save of its own (see EditSession::touch); false when read-only.
     bool touched();
     // Saves now what is waiting (not a held save); true when nothing is left unsaved.
@@ -120,11 +122,12 @@ private:
     void reload();
     bool leaveGone();
     void tellSiblings();
-    qint64 now() const { return m_clock.elapsed(); }
+    qint64 now() const { return m_now ? m_now() : m_clock.elapsed(); }
 
     EditSession m_session;
     QElapsedTimer m_clock;
-    QTimer m_timer;
+    std::function<qint64()> m_now;
+    QTimer m_timer{this};
     Saver m_saver;
     Action m_reloader;
     std::function<bool()> m_saveAsNew;

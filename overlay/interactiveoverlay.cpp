@@ -198,11 +198,6 @@ void InteractiveOverlay::removeNode(int index)
         m_selected = -1;
     else if (m_selected > index)
         --m_selected;
-    if (m_nodes.isEmpty()) {
-        Q_EMIT selectedNodeChanged(m_selected);
-        update();
-        return;
-    }
     refreshAllPastilles();
     if (m_selected != previousSelection)
         Q_EMIT selectedNodeChanged(m_selected);

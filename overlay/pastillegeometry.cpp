@@ -55,6 +55,13 @@ QRect pastilleGripRect(const QSize &size)
     return QRect(size.width() - kGripInset, size.height() - kGripInset, kGripSide, kGripSide);
 }
 
+PastilleTextRects pastilleTextRects(const QRectF &inner, qreal titleHeight, qreal subtitleHeight)
+{
+    const qreal top = inner.center().y() - (titleHeight + subtitleHeight) / 2;
+    const QRectF title(inner.left(), top, inner.width(), titleHeight);
+    return {title, QRectF(inner.left(), title.bottom(), inner.width(), subtitleHeight)};
+}
+
 // A cross keeps the ratio it had when the drag started; when that ratio would push the width
 // below the minimum, the width is pinned and the height follows the ratio instead.
 static QSize resizedCrossSize(const QSize &pressSize, const QSize &proposed, int minSide)

@@ -3,6 +3,7 @@
 #include "overlaydocument.h"
 
 #include <QRect>
+#include <QRectF>
 #include <QSize>
 
 // Sizing and placement rules of a pastille, free of any widget so that they can be checked
@@ -15,6 +16,15 @@ QSize createdPastilleSize(ElementKind kind);
 // How far a copy of a pastille moves along one side of the overlay: 28 pixels right (down), or
 // left (up) where right would leave the overlay, so that it never hides the original.
 int duplicateOffset(int start, int length, int room);
+
+// Where a pastille writes its title and, below it, its subtitle (`subtitleHeight` 0: none): one
+// block of text lines centred vertically in `inner`, each line as wide as `inner`.
+struct PastilleTextRects
+{
+    QRectF title;
+    QRectF subtitle;
+};
+PastilleTextRects pastilleTextRects(const QRectF &inner, qreal titleHeight, qreal subtitleHeight);
 
 // The 12 x 12 resize grip in the bottom-right corner of a pastille of this size.
 QRect pastilleGripRect(const QSize &size);

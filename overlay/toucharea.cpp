@@ -345,21 +345,17 @@ void paintTexts(QPainter &painter, const TouchArea::Look &look, const QRectF &bo
     const QFontMetricsF subtitleMetrics(subtitleFont);
 
     const bool hasSubtitle = !look.subtitle.isEmpty();
-    const qreal blockHeight =
-        titleMetrics.height() + (hasSubtitle ? subtitleMetrics.height() : 0.0);
-    QRectF titleRect(inner.left(), inner.center().y() - blockHeight / 2, inner.width(),
-                     titleMetrics.height());
+    const PastilleTextRects rects = pastilleTextRects(
+        inner, titleMetrics.height(), hasSubtitle ? subtitleMetrics.height() : 0.0);
 
     painter.setPen(kTextColor);
     painter.setFont(titleFont);
-    painter.drawText(titleRect, Qt::AlignCenter,
+    painter.drawText(rects.title, Qt::AlignCenter,
                      titleMetrics.elidedText(look.title, Qt::ElideRight, inner.width()));
     if (!hasSubtitle)
         return;
-    const QRectF subtitleRect(inner.left(), titleRect.bottom(), inner.width(),
-                              subtitleMetrics.height());
     painter.setFont(subtitleFont);
-    painter.drawText(subtitleRect, Qt::AlignCenter,
+    painter.drawText(rects.subtitle, Qt::AlignCenter,
                      subtitleMetrics.elidedText(look.subtitle, Qt::ElideRight, inner.width()));
 }
 

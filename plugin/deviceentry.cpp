@@ -185,12 +185,12 @@ void DeviceEntry::applyProfile()
     refreshLiveValues(); // the picture follows the bound profile
 }
 
+// The device already has the row's profile: it is applied whenever the profile or the carousel
+// changes, and the carousel is refreshed as the device is attached.
 void DeviceEntry::start()
 {
-    if (!m_device)
-        return;
-    applyProfile();
-    m_device->start();
+    if (m_device)
+        m_device->start();
 }
 
 void DeviceEntry::stop()

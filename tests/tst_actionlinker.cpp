@@ -186,6 +186,9 @@ private slots:
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
         bind("pan", 3);
         QCOMPARE(bindings(), QStringList{"but_3:pan"});
+        // A refused overlay document leaves none of the previous profile's pastilles on screen.
+        m_linker->loadGamepadSnapshot(QUuid(), "Q", {}, QJsonObject{{"type", "Autre"}}, {});
+        QCOMPARE(m_linker->findChild<InteractiveOverlay *>()->nodeCount(), 0);
         m_linker.reset();
         QCOMPARE(bridgesOnDisk(m_path), QStringList{"BUT_5:zoom"}); // as the host wrote it
     }

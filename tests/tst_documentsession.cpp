@@ -34,9 +34,9 @@ bool touchLater(const QString &path)
 // A session over a folder with one document, loaded, whose saver writes what the "editor" holds.
 struct Editor
 {
-    explicit Editor(const QString &folder, int delayMs = 250)
-        : path(folder + "/doc.json"), memory(readBytes(path)),
-          session(delayMs, EditSession::Coalescing::RestartOnEdit)
+    explicit Editor(const QString &folder, int delayMs = 250,
+                    EditSession::Coalescing coalescing = EditSession::Coalescing::RestartOnEdit)
+        : path(folder + "/doc.json"), memory(readBytes(path)), session(delayMs, coalescing)
     {
         session.setSubject("« Doc »");
         session.setSaver([this] {
@@ -126,15 +126,41 @@ private slots:
                  DiskCheck::Unchanged);
     }
 
-    // A file kept through a move keeps what was known of it: a change made meanwhile still shows.
-    void retargetKeepsWhatWasKnown()
+    // The editor's own writes outside a save are not changes made elsewhere; a file kept through
+    // a move keeps what was known of it, so a change made meanwhile still shows.
+    void ownWritesAndMoves()
     {
         Editor editor(m_folder);
+        QSignalSpy reload(&editor.session, &DocumentSession::changedElsewhere);
+        QVERIFY(writeBytes(editor.path, "{\"v\": 8}") && touchLater(editor.path));
+        editor.session.noteOwnWrite();
+        editor.session.checkDisk();
+        QCOMPARE(reload.count(), 0);
         QVERIFY(writeBytes(editor.path, "{\"v\": 9}") && touchLater(editor.path));
         editor.session.retarget(m_folder, {editor.path});
-        QSignalSpy reload(&editor.session, &DocumentSession::changedElsewhere);
         editor.session.checkDisk();
         QCOMPARE(reload.count(), 1);
+    }
+
+    // A later edit keeps the first edit's deadline (the linker's way), and a timer that wakes
+    // before the deadline waits again: the save comes when it is due, not at the next edit.
+    void saveFallsDueAtTheDeadline()
+    {
+        qint64 clock = 0;
+        Editor editor(m_folder, 20, EditSession::Coalescing::KeepFirstDeadline);
+        editor.session.setClock([&clock] { return clock; });
+        editor.edit("a");
+        clock = 15;
+        editor.edit("b");
+        auto *timer = editor.session.findChild<QTimer *>();
+        QCOMPARE(timer->interval(), 5);
+        QSignalSpy woke(timer, &QTimer::timeout);
+        QTRY_VERIFY(woke.count() > 0); // the clock still says 15
+        QVERIFY(editor.session.isSavePending());
+        QCOMPARE(editor.saves, 0);
+        clock = 20;
+        QTRY_COMPARE(editor.saves, 1);
+        QCOMPARE(readBytes(editor.path), QByteArray("b"));
     }
 
     // A burst of edits is one save; leaving or closing with edits saves them without a question.

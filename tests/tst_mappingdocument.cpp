@@ -59,6 +59,9 @@ private slots:
             << stick << QStringList{"joy_1"}
             << QStringList{R"({"ref": "movegimbal", "args": {"axis": " ARG_0 ", "speed": "arg_0"}})"}
             << R"([{"action":"movegimbal","args":{"axis":"param:joy_0","speed":"arg_0"},"publishMode":"onChange","src":"joy_1"}])";
+        QTest::newRow("own axis kept")
+            << stick << QStringList{"joy_1"} << QStringList{R"({"ref": "movegimbal", "args": {"axis": "param:joy_3"}})"}
+            << R"([{"action":"movegimbal","args":{"axis":"param:joy_3"},"publishMode":"onChange","src":"joy_1"}])";
         QTest::newRow("unsplit cross")
             << cross << QStringList{"joy_0", "joy_1"} << QStringList{none, pan}
             << R"([{"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_0"},)"

@@ -36,6 +36,27 @@ private slots:
         QFETCH(QSize, proposed);
         QTEST(resizedPastilleSize(kind, freeAspect, pressSize, proposed), "expected");
     }
+
+    // The title and subtitle stand one above the other, the pair centred in the pastille.
+    void textRects_data()
+    {
+        QTest::addColumn<QRectF>("inner");
+        QTest::addColumn<qreal>("subtitleHeight");
+        QTest::addColumn<QRectF>("title");
+        QTest::addColumn<QRectF>("subtitle");
+        QTest::newRow("title alone") << QRectF(4, 4, 92, 52) << 0.0 << QRectF(4, 23, 92, 14)
+                                     << QRectF(4, 37, 92, 0);
+        QTest::newRow("with subtitle") << QRectF(4, 4, 92, 52) << 10.0 << QRectF(4, 18, 92, 14)
+                                       << QRectF(4, 32, 92, 10);
+    }
+    void textRects()
+    {
+        QFETCH(QRectF, inner);
+        QFETCH(qreal, subtitleHeight);
+        const PastilleTextRects rects = pastilleTextRects(inner, 14, subtitleHeight);
+        QTEST(rects.title, "title");
+        QTEST(rects.subtitle, "subtitle");
+    }
 };
 
 QTEST_APPLESS_MAIN(TestPastilleGeometry)
