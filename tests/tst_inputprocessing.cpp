@@ -171,6 +171,13 @@ private slots:
         calibration.gates = {};
         processor.process(readings, calibration, 20, result);
         QCOMPARE(kept, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
+
+        // A controller that comes back starts afresh: no axis known until it is read again, and
+        // the buttons it holds are news again.
+        processor.reset();
+        QCOMPARE(processor.axisPresent(), decltype(readings.axisPresent){});
+        processor.process(readings, calibration, 30, result);
+        QCOMPARE(result.keys, QStringList({"joy_3", "joy_7", "but_0", "but_31"}));
     }
 };
 

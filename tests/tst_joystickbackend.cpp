@@ -1,4 +1,6 @@
+#include "demojoystickbackend.h"
 #include "sfmljoystickbackend.h"
+#include "virtualjoystickbackend.h"
 
 #include <QGuiApplication>
 #include <QtTest>
@@ -18,6 +20,36 @@ private slots:
                     sfml.axisPosition(0, bad) == 0);
             QVERIFY(!sfml.isButtonPressed(bad, 0) && !sfml.isButtonPressed(0, badButton));
         }
+    }
+
+    // The demonstration pad in the last slot: the left stick circles in four seconds, the right
+    // one sweeps, a trigger breathes, buttons 0 to 3 are pressed in turn for a quarter second.
+    void demoPadMoves_data()
+    {
+        QTest::addColumn<qint64>("timeMs");
+        QTest::addColumn<QList<double>>("axes");
+        QTest::addColumn<int>("pressed");
+        QTest::newRow("start") << qint64(0) << QList<double>{100, 0, 0, 60, 0, 0} << 0;
+        QTest::newRow("a quarter turn") << qint64(1000) << QList<double>{0, 100, 50, -60, 0, 0} << 1;
+        QTest::newRow("second lap, between presses")
+            << qint64(6300) << QList<double>{-89.1, -45.4, 94.55, 60, 0, 0} << -1;
+    }
+    void demoPadMoves()
+    {
+        QFETCH(qint64, timeMs);
+        QFETCH(QList<double>, axes);
+        QFETCH(int, pressed);
+        VirtualJoystickBackend real;
+        DemoJoystickBackend demo(real);
+        const int slot = DemoJoystickBackend::kDemoSlot;
+        QCOMPARE(demo.identification(slot).name, QString("Virtual Demo Pad"));
+        demo.animate(timeMs);
+        demo.update();
+        for (int axis = 0; axis < axes.size(); ++axis)
+            QVERIFY2(qAbs(demo.axisPosition(slot, axis) - axes[axis]) < 0.01,
+                     qPrintable(QString::number(axis)));
+        for (int button = 0; button < 5; ++button)
+            QCOMPARE(demo.isButtonPressed(slot, button), button == pressed);
     }
 
     // No display, then one nobody listens on: SFML would abort the process opening it.
