@@ -97,11 +97,9 @@ const ActionDescription *findAction(const QVector<ActionDescription> &actions, c
 
 QJsonValue argumentFromText(const QString &text, const QString &kind)
 {
+    // What does not read as the kind stays text: the host's placeholders ("arg_0",
+    // "transform(...)", "state(...)"), evaluated by its action system when the action runs, too.
     const QString t = text.trimmed();
-    // Evaluated by the host's action system when the action runs.
-    if (t == QLatin1String("arg_0") || t.startsWith(QLatin1String("transform(")) ||
-        t.startsWith(QLatin1String("state(")))
-        return t;
     bool ok = false;
     if (kind == kBoolKind) {
         if (t.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0)
