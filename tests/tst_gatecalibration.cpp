@@ -1,6 +1,7 @@
 #include "calibrationmeasuredialog.h"
 #include "gamepadgatecalibrationwidget.h"
 
+#include <QTableWidget>
 #include <QtTest>
 #include <QtWidgets>
 
@@ -106,22 +107,35 @@ private slots:
         QCOMPARE(requested.count(), 1);
     }
 
-    // The rest lasts 2 s from the first sample; the motion cannot end before.
+    // The rest lasts 2 s from the first sample; the motion cannot end before. The review lists
+    // every axis, an unmoved one "inchange".
     void measureDialogPhases()
     {
-        CalibrationMeasureDialog dialog(defaultCalibration(2, 0), {});
+        CalibrationMeasureDialog dialog(defaultCalibration(3, 0), {});
         auto *apply = dialog.findChild<QPushButton *>("measureApplyButton");
         auto *progress = dialog.findChild<QWidget *>("measureProgress"); // shown during the rest
-        dialog.addSample(500, {true, true}, {54, 0});
-        dialog.addSample(2499, {true, true}, {54, 0});
+        const CalibrationRecording::Presence present{true, true, true};
+        dialog.addSample(500, present, {54, 0, 0});
+        dialog.addSample(2499, present, {54, 0, 0});
         dialog.finishMotion();
         QVERIFY(!apply->isEnabled() && !progress->isHidden());
-        dialog.addSample(2500, {true, true}, {54, 0});
+        dialog.addSample(2500, present, {54, 0, 0});
         QVERIFY(progress->isHidden());
-        dialog.addSample(3000, {true, true}, {-70, 80});
+        dialog.addSample(3000, present, {-70, 80, 0});
         dialog.finishMotion();
-        dialog.addSample(4000, {true, true}, {-100, 0}); // ignored once reviewing
+        dialog.addSample(4000, present, {-100, 0, 0}); // ignored once reviewing
         QVERIFY(apply->isEnabled());
+        const auto *review = dialog.findChild<QTableWidget *>();
+        QStringList rows;
+        for (int row = 0; row < review->rowCount(); ++row) {
+            QStringList cells;
+            for (int column = 0; column < review->columnCount(); ++column)
+                cells << review->item(row, column)->text();
+            rows << cells.join('|');
+        }
+        QCOMPARE(rows, QStringList({"joy_0|Stick|54.0|-70.0|100.0|2.0|0.0",
+                                    "joy_1|Stick|0.0|-100.0|80.0|2.0|0.0",
+                                    "joy_2|inchange|0.0|-100.0|100.0|8.0|-"}));
         const GamepadCalibration proposed = dialog.proposedCalibration();
         QVERIFY(proposed.axes.at(0).restRaw == 54 && proposed.axes.at(0).negativeRaw == -70);
     }
