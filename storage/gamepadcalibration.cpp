@@ -470,8 +470,8 @@ bool loadCalibrationFile(const QString &path, GamepadCalibration *out, QString *
     bool ok = false;
     const GamepadCalibration calibration =
         parseCalibration(document.object(), &ok, error, axisCount, buttonCount);
-    if (ok && out)
-        *out = calibration;
+    if (out)
+        *out = calibration; // the defaults when the document is refused
     return ok;
 }
 

@@ -1,6 +1,7 @@
 #include "actiontoolbox.h"
 
 #include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QtTest>
@@ -110,6 +111,46 @@ private slots:
         combo("actionToolBoxActions")->setFocus();
         QCOMPARE(m_box->binding(), binding);
         QCOMPARE(durty.count(), 0);
+    }
+
+    // The box is dragged by its header with the left button, kept inside its parent; any other
+    // press is left to the overlay beneath.
+    void dragsByItsHeader_data()
+    {
+        QTest::addColumn<int>("button");
+        QTest::addColumn<bool>("onHeader");
+        QTest::addColumn<QPoint>("delta");
+        QTest::addColumn<QPoint>("expected"); // from (10, 20)
+        QTest::newRow("header") << int(Qt::LeftButton) << true << QPoint(50, 30) << QPoint(60, 50);
+        QTest::newRow("kept inside") << int(Qt::LeftButton) << true << QPoint(-900, 2000)
+                                     << QPoint(0, 2000); // the bottom, in the test
+        QTest::newRow("right button") << int(Qt::RightButton) << true << QPoint(50, 30) << QPoint(10, 20);
+        QTest::newRow("below the header") << int(Qt::LeftButton) << false << QPoint(50, 30) << QPoint(10, 20);
+    }
+    void dragsByItsHeader()
+    {
+        QFETCH(int, button);
+        QFETCH(bool, onHeader);
+        QFETCH(QPoint, delta);
+        QFETCH(QPoint, expected);
+        expected.ry() = qMin(expected.y(), m_parent->height() - m_box->height());
+        m_box->move(10, 20);
+        QSignalSpy moved(m_box, &ActionToolBox::moved);
+        const QLabel *header = m_box->findChild<QLabel *>();
+        const QPoint at = onHeader ? header->geometry().center() : QPoint(5, m_box->height() - 5);
+        const QPoint global = m_box->mapToGlobal(at);
+        const auto send = [&](QEvent::Type type, const QPoint &to, Qt::MouseButtons held) {
+            QMouseEvent event(type, m_box->mapFromGlobal(to), to, Qt::MouseButton(button), held,
+                              Qt::NoModifier);
+            QApplication::sendEvent(m_box, &event);
+            return event.isAccepted();
+        };
+        QCOMPARE(send(QEvent::MouseButtonPress, global, Qt::MouseButton(button)),
+                 onHeader && button == Qt::LeftButton);
+        send(QEvent::MouseMove, global + delta, Qt::MouseButton(button));
+        send(QEvent::MouseButtonRelease, global + delta, Qt::NoButton);
+        QCOMPARE(m_box->pos(), expected);
+        QCOMPARE(moved.count(), m_box->pos() == QPoint(10, 20) ? 0 : 1);
     }
 
     // A field with focus reports editingFinished as its window goes away, after the box is gone.
