@@ -104,7 +104,7 @@ void InteractiveOverlay::setMode(Mode mode)
 
 OverlayNode InteractiveOverlay::node(int index) const
 {
-    return index >= 0 && index < m_nodes.size() ? m_nodes[index] : OverlayNode();
+    return hasNode(index) ? m_nodes[index] : OverlayNode();
 }
 
 QVector<OverlayNode> InteractiveOverlay::nodes() const
@@ -183,7 +183,7 @@ int InteractiveOverlay::createNode(::ElementKind kind, const QString &title, con
 
 void InteractiveOverlay::removeNode(int index)
 {
-    if (index < 0 || index >= m_nodes.size())
+    if (!hasNode(index))
         return;
     discardPastille(m_pastilles.takeAt(index), this);
     m_nodes.removeAt(index);
@@ -229,8 +229,7 @@ int InteractiveOverlay::duplicateSelectedNode()
 bool InteractiveOverlay::renameNode(int index, const QString &title)
 {
     const QString trimmed = title.trimmed();
-    if (index < 0 || index >= m_nodes.size() || trimmed.isEmpty() ||
-        trimmed == m_nodes[index].title)
+    if (!hasNode(index) || trimmed.isEmpty() || trimmed == m_nodes[index].title)
         return false;
     m_nodes[index].title = trimmed;
     m_pastilles[index]->setTitle(trimmed);
@@ -240,8 +239,8 @@ bool InteractiveOverlay::renameNode(int index, const QString &title)
 
 void InteractiveOverlay::setNodeSplit(int index, bool split)
 {
-    if (index < 0 || index >= m_nodes.size() ||
-        m_nodes[index].kind != ::ElementKind::DualJoyCross || m_nodes[index].split == split)
+    if (!hasNode(index) || m_nodes[index].kind != ::ElementKind::DualJoyCross ||
+        m_nodes[index].split == split)
         return;
     m_nodes[index].split = split;
     Q_EMIT dirty();
@@ -249,7 +248,7 @@ void InteractiveOverlay::setNodeSplit(int index, bool split)
 
 void InteractiveOverlay::setNodePublishMode(int index, ::PublishMode mode)
 {
-    if (index < 0 || index >= m_nodes.size() || m_nodes[index].publishMode == mode)
+    if (!hasNode(index) || m_nodes[index].publishMode == mode)
         return;
     m_nodes[index].publishMode = mode;
     Q_EMIT dirty();
@@ -258,8 +257,7 @@ void InteractiveOverlay::setNodePublishMode(int index, ::PublishMode mode)
 bool InteractiveOverlay::setNodeSource(int index, const QString &slotLabel,
                                        const OverlaySource &source)
 {
-    OverlaySlot *slot =
-        index >= 0 && index < m_nodes.size() ? slotOf(m_nodes[index], slotLabel) : nullptr;
+    OverlaySlot *slot = hasNode(index) ? slotOf(m_nodes[index], slotLabel) : nullptr;
     if (!slot)
         return false;
     slot->source = source;
@@ -271,8 +269,7 @@ bool InteractiveOverlay::setNodeSource(int index, const QString &slotLabel,
 bool InteractiveOverlay::setNodeBinding(int index, const QString &slotLabel,
                                         const QJsonObject &binding)
 {
-    OverlaySlot *slot =
-        index >= 0 && index < m_nodes.size() ? slotOf(m_nodes[index], slotLabel) : nullptr;
+    OverlaySlot *slot = hasNode(index) ? slotOf(m_nodes[index], slotLabel) : nullptr;
     if (!slot)
         return false;
     slot->binding = binding;
@@ -312,7 +309,7 @@ bool InteractiveOverlay::applyMapping(const QJsonArray &bridges)
 
 OverlaySource InteractiveOverlay::sourceOf(int index, const QString &slotLabel) const
 {
-    if (index < 0 || index >= m_nodes.size())
+    if (!hasNode(index))
         return defaultSource(slotLabel == QLatin1String("Bouton") ? ::ElementKind::Button
                                                                   : ::ElementKind::SingleJoy);
     return ::sourceOf(m_nodes[index], slotLabel);
@@ -320,7 +317,7 @@ OverlaySource InteractiveOverlay::sourceOf(int index, const QString &slotLabel) 
 
 void InteractiveOverlay::setSelectedNode(int index)
 {
-    if (index < -1 || index >= m_nodes.size())
+    if (!hasNode(index))
         index = -1;
     if (index == m_selected)
         return;
@@ -333,8 +330,7 @@ void InteractiveOverlay::setSelectedNode(int index)
 
 bool InteractiveOverlay::startListening(int index, const QString &slotLabel)
 {
-    if (index < 0 || index >= m_nodes.size() ||
-        !slotLabels(m_nodes[index].kind).contains(slotLabel))
+    if (!hasNode(index) || !slotLabels(m_nodes[index].kind).contains(slotLabel))
         return false;
     setSelectedNode(index);
     const int previous = m_listening;
@@ -491,7 +487,7 @@ void InteractiveOverlay::placeAllPastilles()
 
 void InteractiveOverlay::refreshPastille(int index)
 {
-    if (index < 0 || index >= m_nodes.size())
+    if (!hasNode(index))
         return;
     TouchArea *p = m_pastilles[index];
     p->setEditable(!m_locked);
@@ -534,7 +530,7 @@ void InteractiveOverlay::rememberGeometry(int index)
 
 void InteractiveOverlay::promptRename(int index)
 {
-    if (index < 0 || index >= m_nodes.size())
+    if (!hasNode(index))
         return;
     bool accepted = false;
     const QString text =

@@ -62,6 +62,7 @@ public:
     static constexpr int kPastillesPerPaint = 50;
 
     int nodeCount() const { return m_nodes.size(); }
+    bool hasNode(int index) const { return index >= 0 && index < m_nodes.size(); }
     // A node's data; its geometry is the pastille's current place as background fractions.
     OverlayNode node(int index) const;
     QVector<OverlayNode> nodes() const;

@@ -44,9 +44,10 @@ int LinkerDeviceModel::rowCount(const QModelIndex &parent) const
     return parent.isValid() ? 0 : count();
 }
 
+// An invalid index has row -1: no row.
 QVariant LinkerDeviceModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || !m_rows.hasRow(index.row()))
+    if (!m_rows.hasRow(index.row()))
         return {};
     const DeviceEntry &entry = entryAt(index.row());
     const QUuid activeId = QUuid::fromString(entry.activeProfileId());
@@ -91,7 +92,7 @@ QVariant LinkerDeviceModel::data(const QModelIndex &index, int role) const
 
 bool LinkerDeviceModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    if (!index.isValid() || !m_rows.hasRow(index.row()))
+    if (!m_rows.hasRow(index.row()))
         return false;
     switch (role) {
     case NameRole:

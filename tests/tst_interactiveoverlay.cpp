@@ -112,7 +112,9 @@ private slots:
         m_overlay->createNode(ElementKind::Button, QStringLiteral("A"), QPoint(701, 501));
         m_overlay->setNodeSplit(cross, true);
         m_overlay->setNodeSource(cross, QStringLiteral("Axe Y"), {true, "autre", 3, 2, "joy_1"});
-        QVERIFY(!m_overlay->setNodeSource(2, QStringLiteral("Axe Y"), {})); // past the last one
+        // Past the last pastille: refused, nothing changes.
+        QVERIFY(!m_overlay->hasNode(2) && m_overlay->hasNode(1) && !m_overlay->hasNode(-1));
+        QVERIFY(!m_overlay->setNodeSource(2, QStringLiteral("Axe Y"), {}));
         InteractiveOverlay other;
         other.resize(m_overlay->size());
         other.setBackgroundPixmap(picture);
