@@ -1,4 +1,5 @@
 #include "documentsession.h"
+#include "filetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 
@@ -8,16 +9,11 @@
 
 namespace {
 
-bool writeBytes(const QString &path, const QByteArray &bytes)
+// Written in place, as an editor that does not replace files would.
+bool writeInPlace(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
 }
 
 // Bumps a file's modification time the way a rewrite a moment later would.
@@ -43,7 +39,7 @@ struct Editor
             ++saves;
             if (!failWith.isEmpty())
                 return DocumentSession::SaveResult{false, path, failWith};
-            writeBytes(path, memory);
+            writeInPlace(path, memory);
             return DocumentSession::SaveResult();
         });
         session.loaded(folder, {path});
@@ -71,7 +67,7 @@ private slots:
         m_folder = m_root.filePath("profile");
         removeScratchTree(m_folder);
         QVERIFY(QDir().mkpath(m_folder));
-        QVERIFY(writeBytes(m_folder + "/doc.json", "{\"v\": 1}"));
+        QVERIFY(writeInPlace(m_folder + "/doc.json", "{\"v\": 1}"));
     }
 
     // What a save finds on disk over doc.json and new.json (not there yet), and what it names.
@@ -103,7 +99,7 @@ private slots:
             QVERIFY(QFile::rename(doc, kept) && QFile::link(kept, doc));
         const DocumentSet set = DocumentSet::take(m_folder, {doc, m_folder + "/new.json"});
         if (change.endsWith("rewrite"))
-            QVERIFY(writeBytes(doc, "{\"v\": 2}"));
+            QVERIFY(writeInPlace(doc, "{\"v\": 2}"));
         if (change == "touch" || change.endsWith("rewrite"))
             QVERIFY(touchLater(doc));
         if (change == "delete" || change == "mkdir")
@@ -111,7 +107,7 @@ private slots:
         if (change == "mkdir")
             QVERIFY(QDir().mkdir(doc));
         if (change == "create" || change == "add")
-            QVERIFY(writeBytes(m_folder + (change == "add" ? "/other" : "/new.json"), "{}"));
+            QVERIFY(writeInPlace(m_folder + (change == "add" ? "/other" : "/new.json"), "{}"));
         if (change == "remake") {
             QVERIFY(removeScratchTree(m_folder));
             usleep(20000); // another creation time, whatever inode number comes back
@@ -132,11 +128,11 @@ private slots:
     {
         Editor editor(m_folder);
         QSignalSpy reload(&editor.session, &DocumentSession::changedElsewhere);
-        QVERIFY(writeBytes(editor.path, "{\"v\": 8}") && touchLater(editor.path));
+        QVERIFY(writeInPlace(editor.path, "{\"v\": 8}") && touchLater(editor.path));
         editor.session.noteOwnWrite();
         editor.session.checkDisk();
         QCOMPARE(reload.count(), 0);
-        QVERIFY(writeBytes(editor.path, "{\"v\": 10}")); // another size: at once, a change
+        QVERIFY(writeInPlace(editor.path, "{\"v\": 10}")); // another size: at once, a change
         editor.session.retarget(m_folder, {editor.path});
         editor.session.checkDisk();
         QCOMPARE(reload.count(), 1);
@@ -187,7 +183,7 @@ private slots:
     {
         Editor editor(m_folder);
         editor.edit("mine");
-        QVERIFY(writeBytes(editor.path, "theirs"));
+        QVERIFY(writeInPlace(editor.path, "theirs"));
         ScriptedDialogs dialogs;
         // A destructor's save asks nothing and never writes over it.
         QVERIFY(!editor.session.flushQuietly());
@@ -248,7 +244,7 @@ private slots:
         editor.session.loadFailed(m_folder, {editor.path}, editor.path,
                                   "Format de configuration non reconnu.");
         QSignalSpy changed(&editor.session, &DocumentSession::changedElsewhere);
-        QVERIFY(writeBytes(editor.path, "{\"fixed\": true}"));
+        QVERIFY(writeInPlace(editor.path, "{\"fixed\": true}"));
         editor.session.checkDisk();
         QCOMPARE(changed.count(), 1);
         ScriptedDialogs dialogs;

@@ -10,6 +10,7 @@
 #include "overlaybindings.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
+#include "filetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 
@@ -30,12 +31,6 @@ namespace {
 
 const QJsonArray kCatalog = {QJsonObject{{"name", "zoom"}}, QJsonObject{{"name", "tilt"}}};
 const QString kOverride = "calibration.override.json";
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 // What a document holds: "missing", "folder", "damaged", or what `tag` says of its content.
 QString diskState(const QString &path, const std::function<QString(const QJsonObject &)> &tag)

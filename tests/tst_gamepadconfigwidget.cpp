@@ -5,6 +5,7 @@
 #include "jsonfile.h"
 #include "profilemeta.h"
 #include "runtimetestsupport.h"
+#include "filetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 
@@ -31,12 +32,6 @@ static GamepadProfileInfo makeProfile()
     QDir().mkpath(meta.folder);
     writeProfileMeta(&meta, nullptr);
     return readProfileInfo(meta.folder);
-}
-
-static QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
 }
 
 // A calibration file as another program would write it, axis 0 with this gamma.

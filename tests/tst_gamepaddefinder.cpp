@@ -50,12 +50,6 @@ class TestGamepadDefinder : public QObject
         return w;
     }
 
-    static QByteArray readBytes(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
     // The banner's buttons shown; clicks the one named `click`, which settles the open profile.
     static QStringList sessionButtons(const GamepadDefinder &w, const QString &click = {})
     {
