@@ -30,13 +30,17 @@
 
 namespace {
 
-// A 1280 x 720 controller picture, encoded once and written into every profile.
-QByteArray pictureBytes()
+// A 1280 x 720 controller picture as PNG. A `mark` from 0 adds a small square of its own, so
+// that each profile's picture differs from the others.
+QByteArray pictureBytes(int mark = -1)
 {
+    QImage picture = benchControllerPicture();
+    if (mark >= 0)
+        QPainter(&picture).fillRect(8 * (mark % 150), 8 * (mark / 150), 8, 8, Qt::yellow);
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
-    benchControllerPicture().save(&buffer, "PNG");
+    picture.save(&buffer, "PNG");
     return bytes;
 }
 
@@ -67,9 +71,12 @@ void writeProfile(int index, const QByteArray &picture, const OverlayDocument &o
     writeProfileMeta(&meta, nullptr);
 }
 
+// Whether the profiles' pictures are copies of one picture (encoded once) or all differ.
+enum class Pictures { Copies, Distinct };
+
 struct Catalogue
 {
-    Catalogue(int profiles, int pastilles)
+    Catalogue(int profiles, int pastilles, Pictures pictures = Pictures::Copies)
     {
         qputenv("HOME", home.path().toLocal8Bit());
         qputenv("XDG_DATA_HOME", QDir(home.path()).filePath("data").toLocal8Bit());
@@ -77,7 +84,7 @@ struct Catalogue
         const QByteArray picture = pictureBytes();
         const OverlayDocument overlay = overlayOf(pastilles);
         for (int i = 0; i < profiles; ++i)
-            writeProfile(i, picture, overlay);
+            writeProfile(i, pictures == Pictures::Copies ? picture : pictureBytes(i), overlay);
     }
     QTemporaryDir home;
 };
@@ -113,9 +120,8 @@ double processCpuMs()
 // longest time the window did not answer meanwhile, its opening included. "open_ms": the opening
 // alone (the window built and shown, the tiles listed); its painting follows in the event loop.
 // "cpu_ms": the processor time of all threads until the last thumbnail, the decoders' included.
-void thumbnailsOfAThousandProfiles(benchmark::State &state)
+void measureThumbnails(benchmark::State &state)
 {
-    Catalogue catalogue(1000, 20);
     StallRecord record;
     double openMs = 0;
     const double cpuBefore = processCpuMs();
@@ -135,6 +141,20 @@ void thumbnailsOfAThousandProfiles(benchmark::State &state)
     state.counters["open_ms"] = openMs;
     state.counters["cpu_ms"] = (processCpuMs() - cpuBefore) / double(state.iterations());
     state.SetItemsProcessed(state.iterations() * 1000);
+}
+
+// Profiles made by duplicating one: their pictures are copies of one picture.
+void thumbnailsOfAThousandProfiles(benchmark::State &state)
+{
+    Catalogue catalogue(1000, 20);
+    measureThumbnails(state);
+}
+
+// Profiles whose pictures all differ, at the same size: each is decoded.
+void thumbnailsOfAThousandDistinctPictures(benchmark::State &state)
+{
+    Catalogue catalogue(1000, 20, Pictures::Distinct);
+    measureThumbnails(state);
 }
 
 // A profile deleted elsewhere (the folder removed from the window's thread, as another program
@@ -237,6 +257,10 @@ void switchBetweenTwoProfiles(benchmark::State &state)
 
 BENCHMARK(catalogueOfAThousandProfiles)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(thumbnailsOfAThousandProfiles)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
+BENCHMARK(thumbnailsOfAThousandDistinctPictures)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1);

@@ -1,15 +1,21 @@
 #include "profiletiles.h"
 
+#include "jsonfile.h"
+
+#include <QBuffer>
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QListWidget>
+#include <QMutex>
 #include <QPainter>
 #include <QPainterPath>
 #include <QSignalBlocker>
 
 #include <algorithm>
+#include <chrono>
+#include <future>
 
 namespace {
 
@@ -32,11 +38,14 @@ QString fileIdentity(const QString &path)
 // decoding, which only JPEG does cheaply, at a bounded cost in memory per worker.
 constexpr qint64 kWholeDecodeMaxPixels = 8 * 1024 * 1024;
 
-// A tile's picture, scaled smoothly to the tile. JPEG pictures, and pictures too large to decode
-// whole, are scaled while decoding.
-QImage thumbnailImage(const QString &path)
+// A tile's picture from the bytes of its file, scaled smoothly to the tile. JPEG pictures, and
+// pictures too large to decode whole, are scaled while decoding.
+QImage thumbnailImage(const QByteArray &bytes)
 {
-    QImageReader reader(path);
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
     const QSize full = reader.size();
     const QSize tile = ProfileTiles::kIconSize;
     const bool larger = full.width() > tile.width() || full.height() > tile.height();
@@ -73,8 +82,47 @@ QPixmap placeholderTile()
 
 } // namespace
 
+// The thumbnails decoded so far, by content. The first worker that meets a content decodes it; a
+// worker that meets it meanwhile waits for that result rather than decoding it again.
+class ProfileTiles::Contents
+{
+public:
+    template <typename Decode> QImage thumbnail(const ContentKey &key, Decode decode)
+    {
+        std::promise<QImage> promise;
+        std::shared_future<QImage> known;
+        {
+            const QMutexLocker lock(&m_mutex);
+            known = m_thumbnails.value(key);
+            if (!known.valid())
+                m_thumbnails.insert(key, promise.get_future().share());
+        }
+        if (known.valid())
+            return known.get();
+        QImage image = decode();
+        promise.set_value(image);
+        return image;
+    }
+
+    // Forgets the thumbnails of the other contents, but for those still being decoded.
+    void keepOnly(const QSet<ContentKey> &kept)
+    {
+        using namespace std::chrono_literals;
+        const QMutexLocker lock(&m_mutex);
+        m_thumbnails.removeIf([&](const auto &entry) {
+            return !kept.contains(entry.key()) &&
+                   entry.value().wait_for(0s) == std::future_status::ready;
+        });
+    }
+
+private:
+    QMutex m_mutex;
+    QHash<ContentKey, std::shared_future<QImage>> m_thumbnails;
+};
+
 ProfileTiles::ProfileTiles(QListWidget *list, QObject *parent)
-    : QObject(parent), m_list(list), m_placeholder(placeholderTile())
+    : QObject(parent), m_list(list), m_placeholder(placeholderTile()),
+      m_contents(std::make_unique<Contents>())
 {
 }
 
@@ -99,6 +147,7 @@ void ProfileTiles::fill(const QList<GamepadProfileMeta> &entries)
     for (int row = 0; row < m_list->count(); ++row)
         listed.insert(m_list->item(row)->data(kPictureIdentityRole).toString());
     m_cache.removeIf([&](const auto &tile) { return !listed.contains(tile.key()); });
+    keepListedContents();
     if (m_waiting.isEmpty())
         Q_EMIT thumbnailsReady();
 }
@@ -180,17 +229,33 @@ void ProfileTiles::startDecodes()
             m_decoding.remove(key);
             continue;
         }
-        ++m_decodes;
         m_pool.start([this, key = key, path = path] {
-            const QImage image = thumbnailImage(path);
+            ContentKey content;
+            const QImage image = thumbnailOf(path, &content);
             QMetaObject::invokeMethod(
-                this, [this, key, image] { decoded(key, image); }, Qt::QueuedConnection);
+                this, [this, key, content, image] { decoded(key, content, image); },
+                Qt::QueuedConnection);
         });
     }
     m_toDecode.clear();
 }
 
-void ProfileTiles::decoded(const QString &key, const QImage &image)
+// On a worker: the file is read once, within the size of a profile's picture, and its bytes are
+// decoded unless identical bytes were already.
+QImage ProfileTiles::thumbnailOf(const QString &path, ContentKey *content)
+{
+    QByteArray bytes;
+    if (!readRegularFile(path, kMaxProfileImageBytes, &bytes, nullptr))
+        return {};
+    const QByteArrayView view(bytes);
+    *content = {bytes.size(), qHash(view, 0x9e3779b97f4a7c15), qHash(view, 0xc2b2ae3d27d4eb4f)};
+    return m_contents->thumbnail(*content, [&] {
+        ++m_decodes;
+        return thumbnailImage(bytes);
+    });
+}
+
+void ProfileTiles::decoded(const QString &key, const ContentKey &content, const QImage &image)
 {
     m_decoding.remove(key);
     const QList<QPersistentModelIndex> tiles = m_waiting.take(key);
@@ -198,6 +263,8 @@ void ProfileTiles::decoded(const QString &key, const QImage &image)
         return; // listed no more
     const QIcon icon = image.isNull() ? QIcon() : QIcon(QPixmap::fromImage(image));
     m_cache.insert(key, icon);
+    if (content.size >= 0)
+        m_contentOf.insert(key, content);
     for (const QPersistentModelIndex &tile : tiles) {
         QListWidgetItem *item = m_list->item(tile.row());
         if (tile.isValid() && item && item->data(kPictureIdentityRole).toString() == key)
@@ -205,4 +272,14 @@ void ProfileTiles::decoded(const QString &key, const QImage &image)
     }
     if (m_waiting.isEmpty())
         Q_EMIT thumbnailsReady();
+}
+
+// The decoded contents follow the identity cache: only those of the listed pictures are kept.
+void ProfileTiles::keepListedContents()
+{
+    m_contentOf.removeIf([&](const auto &file) { return !m_cache.contains(file.key()); });
+    QSet<ContentKey> listed;
+    for (const ContentKey &content : std::as_const(m_contentOf))
+        listed.insert(content);
+    m_contents->keepOnly(listed);
 }

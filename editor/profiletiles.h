@@ -11,6 +11,8 @@
 #include <QSize>
 #include <QThreadPool>
 
+#include <atomic>
+#include <memory>
 #include <utility>
 
 class QListWidget;
@@ -20,7 +22,8 @@ class QListWidgetItem;
 // pictures are decoded at tile size on worker threads, so that a catalogue of a thousand profiles
 // shows at once with placeholders and fills in while the window answers. Decoded tiles are kept
 // by file identity (path, modification time, size): listing the catalogue again decodes only the
-// pictures that changed.
+// pictures that changed. Pictures whose bytes are identical (a duplicated profile, profiles of the
+// same controller) are decoded once.
 class ProfileTiles : public QObject
 {
     Q_OBJECT
@@ -43,24 +46,47 @@ public:
     bool thumbnailsPending() const { return !m_waiting.isEmpty(); }
     // Blocks until the decodes under way are done and their tiles show them.
     void waitForThumbnails();
-    // Pictures decoded since construction.
-    int decodeCount() const { return m_decodes; }
+    // Pictures decoded since construction; identical pictures count once.
+    int decodeCount() const { return m_decodes.load(); }
 
 signals:
     // Every tile shows its picture (or its placeholder when the picture cannot be read).
     void thumbnailsReady();
 
 private:
+    // What tells pictures apart by their bytes without keeping them: their size and two hashes of
+    // them with different seeds. A negative size for a file that could not be read.
+    struct ContentKey
+    {
+        qint64 size = -1;
+        quint64 first = 0;
+        quint64 second = 0;
+
+        friend bool operator==(const ContentKey &a, const ContentKey &b)
+        {
+            return a.size == b.size && a.first == b.first && a.second == b.second;
+        }
+        friend size_t qHash(const ContentKey &key, size_t seed = 0)
+        {
+            return qHashMulti(seed, key.size, key.first, key.second);
+        }
+    };
+    class Contents; // thumbnails by content, shared by the workers
+
     void request(QListWidgetItem *item, const QString &path);
     void startDecodes();
-    void decoded(const QString &key, const QImage &image);
+    QImage thumbnailOf(const QString &path, ContentKey *content);
+    void decoded(const QString &key, const ContentKey &content, const QImage &image);
+    void keepListedContents();
 
     QListWidget *m_list;
     QIcon m_placeholder;
+    std::unique_ptr<Contents> m_contents; // outlives the workers
     QThreadPool m_pool;
-    QHash<QString, QIcon> m_cache; // by file identity; a null icon for an unreadable file
+    QHash<QString, QIcon> m_cache;          // by file identity; a null icon for an unreadable file
+    QHash<QString, ContentKey> m_contentOf; // file identity -> its bytes' key, for m_cache's files
     QHash<QString, QList<QPersistentModelIndex>> m_waiting; // tiles waiting for a decode
     QSet<QString> m_decoding;                               // asked for, under way or to start
     QList<std::pair<QString, QString>> m_toDecode;          // identity and path, not started yet
-    int m_decodes = 0;
+    std::atomic<int> m_decodes{0};
 };

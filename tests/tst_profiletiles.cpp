@@ -1,3 +1,4 @@
+#include "jsonfile.h"
 #include "profiletiles.h"
 
 #include <QDir>
@@ -12,11 +13,12 @@ class TestProfileTiles : public QObject
     QTemporaryDir m_dir;
 
     // A profile whose picture is `size` filled with `colour`; an invalid colour writes a file
-    // that is no picture, no size writes none.
+    // that is no picture, no size writes none. Pictures of one size are files of one size (BMP).
     GamepadProfileMeta profile(const QString &name, const QColor &colour, QSize size = {400, 200})
     {
         GamepadProfileMeta meta;
         meta.name = name;
+        meta.imageFile = QStringLiteral("image.bmp");
         meta.folder = m_dir.filePath(name);
         QDir().mkpath(meta.folder);
         QImage picture(size, QImage::Format_RGB32);
@@ -38,14 +40,24 @@ class TestProfileTiles : public QObject
         return images;
     }
 
+    static QImage smoothTile(const GamepadProfileMeta &entry)
+    {
+        return QImage(entry.imagePath())
+            .scaled(ProfileTiles::kIconSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    }
+
 private slots:
-    // Listing again after a profile left decodes only the picture that changed, and the tiles
-    // show what a first listing shows.
+    // Listing again after a profile left decodes only the pictures that changed, identical
+    // pictures are decoded once, and the tiles show what a first listing shows.
     void refillDecodesOnlyWhatChanged()
     {
         QList<GamepadProfileMeta> entries{
-            profile("a", Qt::red), profile("b", Qt::green), profile("c", Qt::blue),
-            profile("no picture", Qt::gray, QSize()), profile("broken", QColor())};
+            profile("a", Qt::red),         profile("b", Qt::green),
+            profile("c", Qt::blue),        profile("no picture", Qt::gray, QSize()),
+            profile("broken", QColor()),   profile("a copy", Qt::gray, QSize()),
+            profile("oversized", Qt::cyan)};
+        QFile::copy(entries[0].imagePath(), entries[5].imagePath());
+        QFile(entries[6].imagePath()).resize(kMaxProfileImageBytes + 1);
         QListWidget list;
         ProfileTiles tiles(&list);
         QSignalSpy ready(&tiles, &ProfileTiles::thumbnailsReady);
@@ -55,21 +67,28 @@ private slots:
         tiles.waitForThumbnails();
         QVERIFY(!tiles.thumbnailsPending());
         QCOMPARE(ready.count(), 1);
-        QCOMPARE(tiles.decodeCount(), 4);
+        QCOMPARE(tiles.decodeCount(), 4); // "a" and its copy once
         const QImage placeholder = tileImages(list).at(3);
-        QCOMPARE(tileImages(list).at(4), placeholder);
-        QCOMPARE(tileImages(list).at(0).pixelColor(70, 35), QColor(Qt::red));
-        const QImage smooth =
-            QImage(entries[0].imagePath())
-                .scaled(ProfileTiles::kIconSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-        QCOMPARE(tileImages(list).at(0).convertToFormat(QImage::Format_RGB32), smooth);
+        for (int row : {4, 6})
+            QCOMPARE(tileImages(list).at(row), placeholder);
+        for (int row : {0, 1, 5})
+            QCOMPARE(tileImages(list).at(row).convertToFormat(QImage::Format_RGB32),
+                     smoothTile(entries[row]));
 
         entries.removeAt(1);
         entries[1] = profile("c", Qt::yellow, {300, 200});
+        entries[4] = profile("a copy", Qt::magenta); // same size, later modification time
+        QFile changed(entries[4].imagePath());
+        QVERIFY(changed.open(QIODevice::ReadWrite));
+        changed.setFileTime(QDateTime::currentDateTime().addSecs(60),
+                            QFileDevice::FileModificationTime);
         tiles.fill(entries);
         tiles.waitForThumbnails();
-        QCOMPARE(tiles.decodeCount(), 5);
+        QCOMPARE(tiles.decodeCount(), 6);
         QCOMPARE(tileImages(list).at(1).pixelColor(70, 45), QColor(Qt::yellow));
+        QCOMPARE(tileImages(list).at(4).pixelColor(70, 35), QColor(Qt::magenta));
+        QCOMPARE(tileImages(list).at(0).convertToFormat(QImage::Format_RGB32),
+                 smoothTile(entries[0]));
         QListWidget freshList;
         ProfileTiles fresh(&freshList);
         fresh.fill(entries);
