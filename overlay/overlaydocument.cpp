@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <tuple>
 
 namespace {
 
@@ -263,20 +264,20 @@ QJsonObject nodeToJson(const OverlayNode &node)
 
 bool OverlaySource::operator==(const OverlaySource &o) const
 {
-    return isJoy == o.isJoy && deviceType == o.deviceType && deviceId == o.deviceId &&
-           packetId == o.packetId && stringKey == o.stringKey;
+    return std::tie(isJoy, deviceType, deviceId, packetId, stringKey) ==
+           std::tie(o.isJoy, o.deviceType, o.deviceId, o.packetId, o.stringKey);
 }
 
 bool OverlaySlot::operator==(const OverlaySlot &o) const
 {
-    return label == o.label && source == o.source && binding == o.binding;
+    return std::tie(label, source, binding) == std::tie(o.label, o.source, o.binding);
 }
 
 bool OverlayNode::operator==(const OverlayNode &o) const
 {
-    return id == o.id && kind == o.kind && title == o.title && geometry == o.geometry &&
-           sources == o.sources && publishMode == o.publishMode && split == o.split &&
-           freeAspect == o.freeAspect;
+    return std::tie(id, kind, title, geometry, sources, publishMode, split, freeAspect) ==
+           std::tie(o.id, o.kind, o.title, o.geometry, o.sources, o.publishMode, o.split,
+                    o.freeAspect);
 }
 
 QString elementKindName(ElementKind kind)

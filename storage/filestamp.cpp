@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include <tuple>
+
 namespace {
 
 QByteArray digestOf(const QByteArray &bytes)
@@ -31,8 +33,8 @@ FileStamp metadataOf(const struct stat &info)
 
 bool sameMetadata(const FileStamp &a, const FileStamp &b)
 {
-    return a.exists == b.exists && a.regular == b.regular && a.size == b.size &&
-           a.modifiedNs == b.modifiedNs && a.inode == b.inode && a.device == b.device;
+    return std::tie(a.exists, a.regular, a.size, a.modifiedNs, a.inode, a.device) ==
+           std::tie(b.exists, b.regular, b.size, b.modifiedNs, b.inode, b.device);
 }
 
 // Through links: the writers replace the file a link leads to, so that file is the one stamped.

@@ -198,6 +198,12 @@ private slots:
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
         QVERIFY(fresh.load(layout(count)) && fresh.load(layout(count / 2))); // held ones spare
         QVERIFY(!fresh.pastille(fresh.createNode(ElementKind::Button, {}, {}))->isPaintingHeld());
+        // With no room to place them yet, pastilles stand in the corner at a new pastille's size.
+        InteractiveOverlay unsized;
+        unsized.resize(0, 0);
+        QVERIFY(unsized.load(layout(1)));
+        QCOMPARE(unsized.pastille(0)->geometry(),
+                 QRect(0, 0, TouchArea::kNewSide, TouchArea::kNewSide));
     }
 
 private:
