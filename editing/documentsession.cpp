@@ -377,9 +377,9 @@ bool DocumentSession::offerStartEmpty()
     return true;
 }
 
+// The editor is going away, and its pending save with it.
 bool DocumentSession::flushQuietly()
 {
-    m_timer.stop();
     if (!m_session.hasUnsavedEdits())
         return true;
     if (m_session.isReadOnly())

@@ -138,6 +138,23 @@ private slots:
         QCOMPARE(reload.count(), 1);
     }
 
+    // The editor hears when a touch makes its documents dirty; once their folder is gone,
+    // nothing waits to be saved into it.
+    void touchedThenGone()
+    {
+        Editor editor(m_folder);
+        QSignalSpy changed(&editor.session, &DocumentSession::stateChanged);
+        for (int touch : {1, 2}) {
+            QVERIFY(editor.session.touched());
+            QVERIFY2(changed.count() == 1, qPrintable(QString::number(touch))); // at the first
+        }
+        editor.edit("x");
+        QVERIFY(editor.session.isSavePending() && removeScratchTree(m_folder));
+        editor.session.checkDisk();
+        QCOMPARE(editor.session.state(), EditSession::State::Gone);
+        QVERIFY(!editor.session.isSavePending());
+    }
+
     // A later edit keeps the first edit's deadline (the linker's way), and a timer that wakes
     // before the deadline waits again: the save comes when it is due, not at the next edit.
     void saveFallsDueAtTheDeadline()
@@ -263,12 +280,15 @@ private slots:
         a.edit("from a");
         QVERIFY(a.session.flush());
         QTRY_COMPARE(bChanged.count(), 1);
+        a.edit("quietly"); // a destructor's save is heard too
+        QVERIFY(a.session.flushQuietly());
+        QTRY_COMPARE(bChanged.count(), 2);
         // With edits of its own, the other's save is a conflict its own save asks about.
         b.edit("from b");
         a.edit("from a again");
         QVERIFY(a.session.flush());
         QCoreApplication::processEvents(); // b is told but keeps its edits: nothing reloads them
-        QCOMPARE(bChanged.count(), 1);
+        QCOMPARE(bChanged.count(), 2);
         ScriptedDialogs dialogs;
         QVERIFY(!b.session.flush());
         QCOMPARE(dialogs.prompts().size(), 1);
