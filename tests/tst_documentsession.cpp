@@ -153,6 +153,9 @@ private slots:
         editor.session.checkDisk();
         QCOMPARE(editor.session.state(), EditSession::State::Gone);
         QVERIFY(!editor.session.isSavePending());
+        ScriptedDialogs dialogs; // leaving drops the edits: nothing is left to save
+        dialogs.answerChoice("Abandonner les modifications");
+        QVERIFY(editor.session.requestLeave() && !editor.session.hasUnsavedEdits());
     }
 
     // A later edit keeps the first edit's deadline (the linker's way), and a timer that wakes

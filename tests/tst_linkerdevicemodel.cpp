@@ -124,6 +124,20 @@ private slots:
         QTEST(titles, "expected");
     }
 
+    // Two identical controllers remembered in their slots: each comes back to its own row.
+    void identicalControllersKeepTheirSlots()
+    {
+        QList<DeviceRegistryEntry> rows;
+        for (const QString &name : {"Left", "Right"})
+            rows.append({"gp:" + QString::number(rows.size()),
+                         {{"vendorIdHex", "45e"}, {"productIdHex", "28e"}, {"name", "Twin"},
+                          {"nameOverride", name}}});
+        writeDeviceRegistry(m_context, rows);
+        Model *model = makeModel();
+        plug(1, "Twin");
+        QCOMPARE(value(model, "gp:1", Model::NameRole), QVariant("Right"));
+    }
+
     // A full registry: a new controller pushes out the one seen longest ago ("Old 5", never), and
     // making the selection unique again keeps the row seen last.
     void restoresAFullRegistry()
