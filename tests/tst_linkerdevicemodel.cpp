@@ -153,6 +153,7 @@ private slots:
         writeDeviceRegistry(m_context, full);
         const double before = double(QDateTime::currentMSecsSinceEpoch());
         Model *model = makeModel();
+        QCOMPARE(model->previousCount(), kMaxRegistryEntries); // as many as the file held
         plug(0);
         QCOMPARE(value(model, "gp:0", Model::ProfileCountRole), QVariant(3));
         QCOMPARE(model->count(), kMaxRegistryEntries);
