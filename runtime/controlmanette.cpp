@@ -124,7 +124,7 @@ QStringList ControlManette::noCodeApp()
 {
     QString path;
     const GamepadProfileInfo profile = findProfileById(m_activeProfileId);
-    if (!profile.isNull() && !profile.folder.isEmpty()) {
+    if (!profile.folder.isEmpty()) { // a profile not found has no folder
         path = profile.configPath;
     } else {
         GamepadProfileMeta meta;

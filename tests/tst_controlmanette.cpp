@@ -127,6 +127,19 @@ private slots:
         pad->setActiveProfileId(id.toUpper());
         pad->poll();
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 42.0);
+        // The host's mapping document: the bound profile's, else one made for this controller.
+        QCOMPARE(pad->noCodeApp(), QStringList()); // none written yet
+        const QString bound = userProfilesRoot() + '/' + id + "/configActionGamepad.json";
+        QVERIFY(writeBytes(bound, "{}"));
+        QCOMPARE(pad->noCodeApp(), QStringList{bound});
+        pad->setActiveProfileId({});
+        QCOMPARE(pad->noCodeApp(), QStringList());
+        const QString made = userProfilesRoot() + "/made/", madeId = QUuid::createUuid().toString();
+        QVERIFY(writeBytes(made + "meta.json", R"({"type": "GamepadDefinderMeta", "id": ")" +
+                                                   madeId.toUtf8() +
+                                                   R"(", "deviceNames": ["renamed pad"]})") &&
+                writeBytes(made + "configActionGamepad.json", "{}"));
+        QCOMPARE(pad->noCodeApp(), QStringList{made + "configActionGamepad.json"});
 
         m_joysticks->backend.setAxis(0, 0, 90);
         pad->poll();
