@@ -137,8 +137,9 @@ private slots:
         const QString made = userProfilesRoot() + "/made/", madeId = QUuid::createUuid().toString();
         QVERIFY(writeBytes(made + "meta.json", R"({"type": "GamepadDefinderMeta", "id": ")" +
                                                    madeId.toUtf8() +
-                                                   R"(", "deviceNames": ["renamed pad"]})") &&
-                writeBytes(made + "configActionGamepad.json", "{}"));
+                                                   R"(", "deviceNames": ["renamed pad"]})"));
+        QCOMPARE(pad->noCodeApp(), QStringList()); // made for it, but with no mapping document
+        QVERIFY(writeBytes(made + "configActionGamepad.json", "{}"));
         QCOMPARE(pad->noCodeApp(), QStringList{made + "configActionGamepad.json"});
 
         m_joysticks->backend.setAxis(0, 0, 90);
