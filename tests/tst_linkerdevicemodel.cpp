@@ -54,6 +54,8 @@ private slots:
         QVERIFY(!(model->flags(model->index(0)) & Qt::ItemIsEditable)); // no in-place editor
         model->setSelected("gp:0", true);
         QVERIFY(model->setData(model->index(0), "Pilote", Model::NameRole));
+        QVERIFY(model->setData(model->index(0), "Tourelle", Model::ProductRole));
+        QCOMPARE(storedKv("gp:0").value("product"), QJsonValue("Tourelle"));
         QVERIFY(model->setActiveProfile("gp:0", m_profiles.at(2).toString()));
         unplug(0);
 
