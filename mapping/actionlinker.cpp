@@ -174,7 +174,7 @@ void ActionLinker::loadGamepadSnapshot(const QUuid &id, const QString &name,
     m_profileName = name;
     m_deviceNames = deviceNames;
     m_profileFolder = profileFolder;
-    if (m_profileFolder.isEmpty() && !id.isNull())
+    if (m_profileFolder.isEmpty()) // found by its id; without one, no folder and nothing saved
         m_profileFolder = findProfileById(id.toString()).folder;
     m_session->setSubject(QStringLiteral("le mapping de « %1 »").arg(name));
     cancelPending();
