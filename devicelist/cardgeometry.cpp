@@ -67,6 +67,14 @@ QRect cardControlsStrip(const QRect &item)
     return QRect(card.left() + kStripInset, card.bottom() - 40, card.width() - 2 * kStripInset, 28);
 }
 
+QList<QRect> cardTextRows(const QRect &item)
+{
+    const QRect card = cardRect(item);
+    const QRect name(card.left() + 12, cardImageRect(item).bottom() + 6, card.width() - 24, 21);
+    const QRect product(name.left(), name.bottom() + 1, name.width(), 17);
+    return {name, product, product.translated(0, product.height())};
+}
+
 QSize cardSizeHint()
 {
     return QSize(300, 240);

@@ -25,6 +25,9 @@ QRect cardBadgeRect(const QRect &item);
 QRect cardLinkStateRect(const QRect &item);
 // The 28 px high strip of control chips along the bottom of the card.
 QRect cardControlsStrip(const QRect &item);
+// The card's three lines of text under the picture, each as wide as the card less 12 on either
+// side: the name (21 high), the product (17) and the model (17).
+QList<QRect> cardTextRows(const QRect &item);
 // Every card has this size.
 QSize cardSizeHint();
 

@@ -232,11 +232,6 @@ void DeviceItemDelegate::paintCarousel(QPainter *p, const QRect &item,
 void DeviceItemDelegate::paintTexts(QPainter *p, const QRect &item, const QModelIndex &index,
                                     bool connected) const
 {
-    const QRect card = cardRect(item);
-    const int left = card.left() + 12;
-    const int width = card.width() - 24;
-    int top = cardImageRect(item).bottom() + 6;
-
     const QString name = field(index, Name).toString();
     QString product = field(index, Product).toString();
     if (product.isEmpty() || product == name)
@@ -248,25 +243,24 @@ void DeviceItemDelegate::paintTexts(QPainter *p, const QRect &item, const QModel
         QString text;
         QFont font;
         QColor color;
-        int height;
     };
     QFont mono(QStringLiteral("Consolas"));
     mono.setStyleHint(QFont::Monospace);
     const Line lines[] = {
         {name.isEmpty() ? QStringLiteral("<Sans nom>") : name,
-         pixelFont(p->font(), 15, QFont::DemiBold), connected ? kTextBright : kTextSoft, 21},
-        {product, pixelFont(p->font(), 12), connected ? kTextSoft : kTextDim, 17},
-        {model, pixelFont(mono, 12), connected ? kMono : kTextDim, 17},
+         pixelFont(p->font(), 15, QFont::DemiBold), connected ? kTextBright : kTextSoft},
+        {product, pixelFont(p->font(), 12), connected ? kTextSoft : kTextDim},
+        {model, pixelFont(mono, 12), connected ? kMono : kTextDim},
     };
-    for (const Line &line : lines) {
-        const QRect row(left, top, width, line.height);
-        top += line.height;
-        if (line.text.isEmpty())
+    const QList<QRect> rows = cardTextRows(item);
+    for (int i = 0; i < rows.size(); ++i) {
+        if (lines[i].text.isEmpty())
             continue;
-        p->setFont(line.font);
-        p->setPen(line.color);
-        p->drawText(row, Qt::AlignCenter,
-                    QFontMetrics(line.font).elidedText(line.text, Qt::ElideRight, width));
+        p->setFont(lines[i].font);
+        p->setPen(lines[i].color);
+        p->drawText(rows[i], Qt::AlignCenter,
+                    QFontMetrics(lines[i].font)
+                        .elidedText(lines[i].text, Qt::ElideRight, rows[i].width()));
     }
 }
 
