@@ -175,6 +175,17 @@ private slots:
         QCOMPARE(error, "Type de profil inconnu dans " + folder + "/meta.json");
     }
 
+    // USB ids written as hex text or as whole numbers in range; anything else reads as none.
+    void hexIds()
+    {
+        const QList<std::pair<QJsonValue, quint32>> rows{
+            {"0x045e", 0x45e}, {1118, 1118}, {4294967295.0, 4294967295u},
+            {1.5, 0},          {-1, 0},      {4294967296.0, 0},
+            {"zz", 0},         {true, 0}};
+        for (const auto &[value, id] : rows)
+            QVERIFY2(readHexId(value) == id, qPrintable(QJsonDocument(QJsonArray{value}).toJson()));
+    }
+
     void baseFileName_data()
     {
         QTest::addColumn<QString>("name");
