@@ -175,6 +175,18 @@ private slots:
         QCOMPARE(error, "Type de profil inconnu dans " + folder + "/meta.json");
     }
 
+    // A root given on a command line takes the user's place, and the old "Gamepads" roots go.
+    void overriddenRoots()
+    {
+        setHost("alice");
+        const QString shared = sharedProfilesRoot(), user = m_home.filePath("u");
+        QCOMPARE(candidateProfileRoots().size(), 4);
+        setProfileRootsOverride(user, QString());
+        const QStringList roots = candidateProfileRoots();
+        setProfileRootsOverride(QString(), QString());
+        QCOMPARE(roots, (QStringList{user, shared}));
+    }
+
     // USB ids written as hex text or as whole numbers in range; anything else reads as none.
     void hexIds()
     {
