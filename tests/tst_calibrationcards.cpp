@@ -1,6 +1,7 @@
 #include "gamepadaxiscalibrationwidget.h"
 #include "gamepadbuttoncalibrationwidget.h"
 #include "gamepadgatecalibrationwidget.h"
+#include "widgettestsupport.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -175,6 +176,7 @@ private slots:
         QVERIFY(!details->isVisibleTo(&button));
         QTest::mouseClick(button.findChild<QToolButton *>("expandButton"), Qt::LeftButton);
         QVERIFY(details->isVisibleTo(&button));
+        QCOMPARE(unplacedWidgets(&button) + unplacedWidgets(&card), QStringList());
     }
 };
 

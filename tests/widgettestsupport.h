@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QFrame>
+#include <QLayout>
+#include <QStringList>
+#include <QWidget>
+
+#include <algorithm>
+
+// The widgets under `root` that no layout places (class and object name): they would sit in the
+// top-left corner over the others. The insides of Qt's own widgets are left out.
+inline QStringList unplacedWidgets(QWidget *root)
+{
+    QStringList unplaced;
+    for (QWidget *widget : root->findChildren<QWidget *>()) {
+        QWidget *parent = widget->parentWidget();
+        const QMetaObject *kind = parent->metaObject();
+        if (kind != &QWidget::staticMetaObject && kind != &QFrame::staticMetaObject && parent != root)
+            continue;
+        const auto layouts = parent->findChildren<QLayout *>();
+        if (std::none_of(layouts.begin(), layouts.end(),
+                         [widget](QLayout *layout) { return layout->indexOf(widget) >= 0; }))
+            unplaced << widget->metaObject()->className() + widget->objectName();
+    }
+    return unplaced;
+}
