@@ -8,6 +8,7 @@
 #include "filetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
+#include "widgettestsupport.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -137,6 +138,7 @@ private slots:
         QCOMPARE(label("sourceLabel"), "Source: Base");
         QCOMPARE(status(), "Pret");
         m_panel->addGate();
+        QCOMPARE(unplacedWidgets(m_panel.get()), QStringList());
         m_joysticks->backend.setAxis(0, 0, 30.0);
         m_joysticks->backend.setAxis(0, 1, -30.0);
         m_joysticks->backend.setButton(0, 2, true);

@@ -15,6 +15,7 @@
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 #include "tagselectionbar.h"
+#include "widgettestsupport.h"
 
 #include <QComboBox>
 #include <QListWidget>
@@ -406,6 +407,7 @@ private slots:
         w->overlay()->setSelectedNode(withRow ? 0 : -1);
         w->quickActions()->setPendingAction("zoom");
         w->setMode(mode);
+        QCOMPARE(unplacedWidgets(w.get()), QStringList());
         auto *add = w->findChild<QPushButton *>("gamepadAddNodeButton");
         auto *edit = w->findChildren<QPushButton *>("gamepadModeButton").value(2);
         QCOMPARE(add->text() + ", " + edit->text(), "+ Joy, Edit");

@@ -15,7 +15,9 @@ inline QStringList unplacedWidgets(QWidget *root)
     for (QWidget *widget : root->findChildren<QWidget *>()) {
         QWidget *parent = widget->parentWidget();
         const QMetaObject *kind = parent->metaObject();
-        if (kind != &QWidget::staticMetaObject && kind != &QFrame::staticMetaObject && parent != root)
+        if ((kind != &QWidget::staticMetaObject && kind != &QFrame::staticMetaObject &&
+             parent != root) ||
+            parent->objectName().startsWith(QLatin1String("qt_"))) // a scroll area's viewport
             continue;
         const auto layouts = parent->findChildren<QLayout *>();
         if (std::none_of(layouts.begin(), layouts.end(),
