@@ -242,8 +242,7 @@ void GamepadConfigWidget::onScopeComboChanged(int index)
     }
     if (target == BaseScope)
         m_sessions[BaseScope]->checkDisk();
-    m_scope = target;
-    setScopeCombo(m_scope);
+    m_scope = target; // the combo shows it already
     m_profile.calibrationMode = m_scope == ProfileScope ? kModeOverride : kModeInherit;
     if (m_scope == ProfileScope)
         m_profile.calibrationOverrideFile = overrideFileName();

@@ -88,6 +88,8 @@ private slots:
         using P = GamepadCalibration::AxisPublishMode;
         editRow<A>("modeCombo", 1, [](A &s) { s.mode = GamepadCalibration::AxisMode::Trigger; });
         editRow<A>("publishCombo", 2, [](A &s) { s.publishMode = P::Always; });
+        editRow<A>("curveCombo", 1,
+                   [](A &s) { s.curvePreset = GamepadCalibration::CurvePreset::Soft; });
         editRow<A>("deadzoneSpin", 12.5, [](A &s) { s.deadzoneRadius = 12.5; });
         editRow<A>("gammaSpin", 2.25, [](A &s) { s.gamma = 2.25; });
         editRow<A>("restSpin", 3.5, [](A &s) { s.restRaw = 3.5; });
@@ -98,7 +100,9 @@ private slots:
         editRow<A>("offsetSpin", -1.5, [](A &s) { s.outputOffset = -1.5; });
         editRow<A>("invertCheck", 1, [](A &s) { s.invert = true; });
         editRow<B>("enabledCheck", 0, [](B &s) { s.enabled = false; });
+        editRow<B>("pressCheck", 0, [](B &s) { s.emitOnPress = false; });
         editRow<B>("releaseCheck", 1, [](B &s) { s.emitOnRelease = true; });
+        editRow<B>("repeatOnReleaseCheck", 1, [](B &s) { s.repeatOnRelease = true; });
         editRow<B>("debounceSpin", 30, [](B &s) { s.debounceMs = 30; });
         editRow<B>("repeatOnPressCheck", 1, [](B &s) { s.repeatOnPress = true; });
         editRow<B>("repeatDelaySpin", 500, [](B &s) { s.repeatDelayMs = 500; });
@@ -116,9 +120,19 @@ private slots:
         // As the user would: a combo's index, a check box or a spin box through its setter.
         const bool combo = qobject_cast<QComboBox *>(edited),
                    check = qobject_cast<QCheckBox *>(edited);
-        QVERIFY(edited->setProperty(combo ? "currentIndex" : check ? "checked" : "value", value));
+        const char *property = combo ? "currentIndex" : check ? "checked" : "value";
+        QVERIFY(edited->setProperty(property, value));
         QCOMPARE(axisSpy.count() + buttonSpy.count(), 1);
-        QTEST((axisSpy.isEmpty() ? buttonSpy : axisSpy).at(0).at(0), "expected");
+        const QVariant sent = (axisSpy.isEmpty() ? buttonSpy : axisSpy).at(0).at(0);
+        QTEST(sent, "expected");
+        // A card given what was sent shows it in the same field.
+        QWidget shown;
+        if (axisSpy.isEmpty())
+            new GamepadButtonCalibrationWidget(0, sent.value<ButtonSettings>(), &shown);
+        else
+            new GamepadAxisCalibrationWidget(0, sent.value<AxisSettings>(), {}, &shown);
+        QCOMPARE(shown.findChild<QWidget *>(QTest::currentDataTag())->property(property).toDouble(),
+                 value);
     }
 
     // Fields: enabled, press, release, debounce, repeat on press, on release, delay, interval.

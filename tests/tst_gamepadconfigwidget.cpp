@@ -295,6 +295,7 @@ private slots:
         QCOMPARE(saved.count(), 1);
         button("Copier base vers profil")->click();
         QCOMPARE(meta.last().at(0).toString(), "override");
+        QCOMPARE(scopeCombo()->currentIndex(), 1);
         QCOMPARE(label("sourceLabel"), "Source: Profil");
         QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
     }
@@ -398,6 +399,7 @@ private slots:
         } else if (leave == "scope") {
             scopeCombo()->setCurrentIndex(1);
             left = m_panel->scope() == 1;
+            QCOMPARE(scopeCombo()->currentIndex(), m_panel->scope());
         } else if (leave == "panel closing") {
             left = m_panel->requestLeave();
         } else {
@@ -462,6 +464,7 @@ private slots:
         QVERIFY(writeFileAtomic(overrideFile(), "{,}", nullptr));
         m_profile.calibrationMode = "override";
         m_panel->setProfile(m_profile);
+        QCOMPARE(scopeCombo()->currentIndex(), 1);
         ScriptedDialogs dialogs;
         dialogs.answerYes(true);
         button("Recommencer à vide")->click();
