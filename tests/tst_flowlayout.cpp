@@ -53,10 +53,14 @@ private slots:
         parent.setStyle(&style);
         FlowLayout layout(&parent, -1, spacing, spacing);
         layout.setContentsMargins(5, 4, 5, 4);
+        QSize smallest; // the largest item's minimum, an expanding one as narrow as it likes
         for (int i = 0; i < hints.size(); ++i) {
             const auto policy = i == expanding ? QSizePolicy::Expanding : QSizePolicy::Fixed;
             layout.addItem(new QSpacerItem(hints[i].width(), hints[i].height(), policy));
+            smallest = smallest.expandedTo(
+                QSize(i == expanding ? 0 : hints[i].width(), hints[i].height()));
         }
+        QCOMPARE(layout.minimumSize(), smallest + QSize(10, 8));
         QTEST(layout.heightForWidth(100), "height");
         layout.setGeometry(QRect(0, 0, 100, 200));
         QList<QRect> placed;
