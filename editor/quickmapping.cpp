@@ -62,10 +62,10 @@ void QuickMapping::onGateChanged(const QString &key, bool inside)
         handleInput(key.trimmed(), true, -1, -1);
 }
 
-bool QuickMapping::handleInput(const QString &key, bool isGate, int axis, int button)
+void QuickMapping::handleInput(const QString &key, bool isGate, int axis, int button)
 {
     if (!m_overlay)
-        return false;
+        return;
     InteractiveOverlay &overlay = *m_overlay;
 
     // A slot armed by a learn button takes the input at once. While armed, inputs serve it alone:
@@ -74,20 +74,20 @@ bool QuickMapping::handleInput(const QString &key, bool isGate, int axis, int bu
     if (listening >= 0) {
         const QString slotLabel = overlay.listeningSlot();
         if ((slotLabel == kButtonSlot) == (axis >= 0))
-            return false;
+            return;
         const OverlayNode node = overlay.node(listening);
         const bool crossInOneGo = node.kind == ElementKind::DualJoyCross && !node.split;
         // Learning a whole cross: Y waits for an axis other than the one X just took.
         if (crossInOneGo && slotLabel == kAxisYSlot &&
             overlay.sourceOf(listening, kAxisXSlot).stringKey.compare(key, Qt::CaseInsensitive) ==
                 0)
-            return false;
+            return;
         if (!overlay.completeListening(key))
-            return false;
+            return;
         if (crossInOneGo && slotLabel == kAxisXSlot)
             overlay.startListening(listening, kAxisYSlot);
         Q_EMIT overlayChanged();
-        return true;
+        return;
     }
 
     const QString pending = m_panel ? m_panel->pendingAction() : QString();
@@ -97,29 +97,28 @@ bool QuickMapping::handleInput(const QString &key, bool isGate, int axis, int bu
                 isGate ? QStringLiteral("Aucune pastille n'est liee a \"%1\" pour \"%2\".")
                        : QStringLiteral("Aucune pastille n'est liée à \"%1\" pour \"%2\".");
             m_panel->showMessage(text.arg(key, pending));
-            return false;
+            return;
         }
         overlay.bindActionToInput(pending, key);
         m_panel->clearPending();
         Q_EMIT overlayChanged();
-        return true;
+        return;
     }
 
     const int selected = overlay.selectedNode();
     if (selected < 0 || isGate)
-        return false;
+        return;
     const bool buttonPastille = overlay.node(selected).kind == ElementKind::Button;
     if (buttonPastille && button >= 0)
         m_learnedButton = button;
     else if (!buttonPastille && axis >= 0)
         m_learnedAxis = axis;
     else
-        return false;
+        return;
     // Each input of the window is recorded, the last one wins; the window itself is not
     // stretched by a stick that keeps moving.
     if (!m_learnTimer.isActive())
         m_learnTimer.start();
-    return true;
 }
 
 void QuickMapping::finishLearning()

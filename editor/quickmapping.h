@@ -41,7 +41,7 @@ signals:
     void overlayChanged();
 
 private:
-    bool handleInput(const QString &key, bool isGate, int axis, int button);
+    void handleInput(const QString &key, bool isGate, int axis, int button);
 
     QPointer<InteractiveOverlay> m_overlay;
     QPointer<QuickActionsPanel> m_panel;
