@@ -340,6 +340,7 @@ private slots:
                     .contains("Enregistrer comme nouveau profil"));
         QVERIFY(QFileInfo::exists(w->entries().at(w->currentRow()).imagePath()));
         QVERIFY(w->bannerText().isEmpty());
+        QCOMPARE(w->profileList()->currentItem()->text(), "Ouvert (récupéré)");
     }
 
     // A long catalogue is laid out a batch per turn of the event loop, each tile where a single
