@@ -240,12 +240,12 @@ void ProfileTiles::startDecodes()
     m_toDecode.clear();
 }
 
-// On a worker: the file is read once, within the size of a profile's picture, and its bytes are
+// On a worker: the file is read once, within the size of any file a profile folder may hold, and its bytes are
 // decoded unless identical bytes were already.
 QImage ProfileTiles::thumbnailOf(const QString &path, ContentKey *content)
 {
     QByteArray bytes;
-    if (!readRegularFile(path, kMaxProfileImageBytes, &bytes, nullptr))
+    if (!readRegularFile(path, kMaxProfileFileBytes, &bytes, nullptr))
         return {};
     const QByteArrayView view(bytes);
     *content = {bytes.size(), qHash(view, 0x9e3779b97f4a7c15), qHash(view, 0xc2b2ae3d27d4eb4f)};

@@ -57,7 +57,7 @@ private slots:
             profile("broken", QColor()),   profile("a copy", Qt::gray, QSize()),
             profile("oversized", Qt::cyan)};
         QFile::copy(entries[0].imagePath(), entries[5].imagePath());
-        QFile(entries[6].imagePath()).resize(kMaxProfileImageBytes + 1);
+        QFile(entries[6].imagePath()).resize(kMaxProfileFileBytes + 1);
         QListWidget list;
         ProfileTiles tiles(&list);
         QSignalSpy ready(&tiles, &ProfileTiles::thumbnailsReady);
