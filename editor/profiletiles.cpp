@@ -240,8 +240,8 @@ void ProfileTiles::startDecodes()
     m_toDecode.clear();
 }
 
-// On a worker: the file is read once, within the size of any file a profile folder may hold, and its bytes are
-// decoded unless identical bytes were already.
+// On a worker: the file is read once, within the size any file of a profile folder may have, and
+// its bytes are decoded unless identical bytes were already.
 QImage ProfileTiles::thumbnailOf(const QString &path, ContentKey *content)
 {
     QByteArray bytes;
