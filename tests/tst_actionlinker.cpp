@@ -8,6 +8,7 @@
 #include "runtimetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
+#include "widgettestsupport.h"
 
 #include <QFrame>
 #include <QLabel>
@@ -116,6 +117,8 @@ private slots:
         joysticks.backend.setButton(0, 3, true);
         linked.poll();
         QCOMPARE(bindings(), QStringList({"but_3:record", "but_5:zoom"}));
+        QCOMPARE(unplacedWidgets(m_linker.get()) + overlappingWidgets(m_linker.get(), {900, 560}),
+                 QStringList());
         gone.reset();
         m_linker->onDeviceSelectionChanged({"", " "}); // linking none: every controller is heard
         choose("tilt"); // a second change while the save waits: still one save

@@ -139,6 +139,7 @@ private slots:
         QCOMPARE(status(), "Pret");
         m_panel->addGate();
         QCOMPARE(unplacedWidgets(m_panel.get()), QStringList());
+        QCOMPARE(overlappingWidgets(m_panel.get(), QSize(900, 700)), QStringList());
         m_joysticks->backend.setAxis(0, 0, 30.0);
         m_joysticks->backend.setAxis(0, 1, -30.0);
         m_joysticks->backend.setButton(0, 2, true);

@@ -409,6 +409,7 @@ private slots:
         w->quickActions()->setPendingAction("zoom");
         w->setMode(mode);
         QCOMPARE(unplacedWidgets(w.get()), QStringList());
+        QCOMPARE(overlappingWidgets(w.get(), QSize(1400, 900)), QStringList());
         auto *add = w->findChild<QPushButton *>("gamepadAddNodeButton");
         auto *edit = w->findChildren<QPushButton *>("gamepadModeButton").value(2);
         QCOMPARE(add->text() + ", " + edit->text(), "+ Joy, Edit");

@@ -26,3 +26,25 @@ inline QStringList unplacedWidgets(QWidget *root)
     }
     return unplaced;
 }
+
+// The pairs of shown widgets that one layout under `root` places over each other, once `root` is
+// laid out at `size`.
+inline QStringList overlappingWidgets(QWidget *root, const QSize &size)
+{
+    root->resize(size);
+    QStringList overlaps;
+    for (QLayout *layout : root->findChildren<QLayout *>()) {
+        layout->activate();
+        QList<QWidget *> placed;
+        for (int i = 0; i < layout->count(); ++i) {
+            QWidget *widget = layout->itemAt(i)->widget();
+            if (widget && widget->isVisibleTo(root))
+                placed << widget;
+        }
+        for (int i = 0; i < placed.size(); ++i)
+            for (int j = i + 1; j < placed.size(); ++j)
+                if (placed[i]->geometry().intersects(placed[j]->geometry()))
+                    overlaps << placed[i]->objectName() + '/' + placed[j]->objectName();
+    }
+    return overlaps;
+}
