@@ -436,11 +436,11 @@ bool deleteProfileFolder(const GamepadProfileMeta &entry, QString *error)
     const QFileInfo info(QDir::cleanPath(folder));
     const QString refused = editorText("Impossible de supprimer %1").arg(info.filePath());
     // Only a profile folder right below a root is removed, and only when it holds this very
-    // profile: a stale or forged entry never leads to anything else.
+    // profile: a stale or forged entry never leads to anything else. The path is clean, so no
+    // ".." and no root itself (whose parent is no root) gets past the roots.
     const QString name = info.fileName();
     GamepadProfileMeta onDisk;
-    if (folder.isEmpty() || name.isEmpty() || name == QLatin1String("..") ||
-        !candidateProfileRoots().contains(info.absolutePath()) ||
+    if (folder.isEmpty() || !candidateProfileRoots().contains(info.absolutePath()) ||
         !readProfileMeta(info.filePath(), &onDisk, nullptr) || onDisk.id != entry.id)
         return fail(error, refused);
     int osError = 0;
