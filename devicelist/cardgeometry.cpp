@@ -61,6 +61,12 @@ QRect cardLinkStateRect(const QRect &item)
     return QRect(image.right() - 28, image.top() - 2, 30, 30);
 }
 
+QRect cardWarningRect(const QRect &item)
+{
+    const QRect card = cardRect(item);
+    return QRect(card.right() - 29, card.top() + 6, 24, 24);
+}
+
 QRect cardControlsStrip(const QRect &item)
 {
     const QRect card = cardRect(item);

@@ -23,6 +23,8 @@ QRect cardRightArrowRect(const QRect &item);
 QRect cardBadgeRect(const QRect &item);
 // The 30 x 30 hit area of the link state icon, over the picture's top-right corner.
 QRect cardLinkStateRect(const QRect &item);
+// The 24 x 24 warning shown in the card's top-right corner while its controller is away.
+QRect cardWarningRect(const QRect &item);
 // The 28 px high strip of control chips along the bottom of the card.
 QRect cardControlsStrip(const QRect &item);
 // The card's three lines of text under the picture, each as wide as the card less 12 on either

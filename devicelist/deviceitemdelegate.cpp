@@ -128,12 +128,9 @@ void DeviceItemDelegate::paint(QPainter *painter, const QStyleOptionViewItem &op
     painter->drawRoundedRect(close, 6, 6);
     drawCentered(painter, close.adjusted(4, 4, -4, -4), resourcePixmap(m_closeIcon, QSize(16, 16)));
 
-    if (!connected) {
-        const QRect card = cardRect(item);
-        const QRect warning(card.right() - 29, card.top() + 6, 24, 24);
-        drawCentered(painter, warning.adjusted(2, 2, -2, -2),
+    if (!connected)
+        drawCentered(painter, cardWarningRect(item).adjusted(2, 2, -2, -2),
                      resourcePixmap(m_warningIcon, QSize(20, 20)));
-    }
 
     paintPicture(painter, cardImageRect(item), field(index, Image), !connected);
     if (carouselShown(index))

@@ -44,12 +44,14 @@ private slots:
         QCOMPARE(chips.isEmpty() ? QString() : chips.last().text, last);
     }
 
-    // Name, product and model under the picture of a 300 x 240 card, inside its 12 px margins.
+    // Name, product and model under the picture of a 300 x 240 card, inside its 12 px margins;
+    // the warning of a controller away in the top-right corner.
     void textRows()
     {
         QCOMPARE(cardTextRows(QRect(0, 0, 300, 240)),
                  (QList<QRect>{QRect(18, 123, 264, 21), QRect(18, 144, 264, 17),
                                QRect(18, 161, 264, 17)}));
+        QCOMPARE(cardWarningRect(QRect(0, 0, 300, 240)), QRect(264, 12, 24, 24));
     }
 
     // A picture file's key carries its modification time, so an edited file is loaded again.

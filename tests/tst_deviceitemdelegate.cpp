@@ -243,6 +243,23 @@ private slots:
             badges << image.copy(cardLinkStateRect(optionFor().rect));
         }
         QVERIFY(badges[0] != badges[1] && badges[1] != badges[2] && badges[0] != badges[2]);
+
+        // The warning corner shows an icon while the controller is away, and only then.
+        for (const bool connected : {false, true}) {
+            QImage image(300, 240, QImage::Format_ARGB32);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            DeviceItemDelegate().paint(&painter, optionFor(),
+                                       model.addCard("gp:2", {{"isConnected", connected}}));
+            painter.end();
+            const QImage corner = image.copy(cardWarningRect(optionFor().rect));
+            int farthest = 0; // from the corner's first pixel, in grey levels
+            for (int y = 0; y < corner.height(); ++y)
+                for (int x = 0; x < corner.width(); ++x)
+                    farthest =
+                        qMax(farthest, qAbs(qGray(corner.pixel(x, y)) - qGray(corner.pixel(0, 0))));
+            QVERIFY2((farthest > 60) != connected, qPrintable(QString::number(farthest)));
+        }
     }
 };
 
