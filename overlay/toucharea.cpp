@@ -12,7 +12,6 @@
 #include <algorithm>
 
 namespace {
-constexpr int kMinimumSide = 44;
 const QColor kTextColor(22, 32, 48);
 
 ::ElementKind documentKind(TouchArea::ElementKind kind)
@@ -47,7 +46,8 @@ TouchArea::TouchArea(QWidget *parent) : QWidget(parent), m_id(QUuid::createUuid(
     setMouseTracking(true);
     setAttribute(Qt::WA_TranslucentBackground);
     setCursor(Qt::OpenHandCursor);
-    setMinimumSize(kMinimumSide, kMinimumSide);
+    const int smallest = pastilleMinimumSide(::ElementKind::Button); // no kind is smaller
+    setMinimumSize(smallest, smallest);
     setFixedSize(kNewSide, kNewSide);
 }
 
@@ -201,8 +201,7 @@ void TouchArea::mousePressEvent(QMouseEvent *event)
     QPointer<TouchArea> self(this);
     Q_EMIT clicked(this);
     if (!self)
-        return;
-    event->accept();
+        return; // a mouse event arrives accepted: nothing beneath hears this press
     if (!m_editable) {
         Q_EMIT activated(m_id, m_title);
         return;

@@ -114,6 +114,7 @@ private slots:
         m_overlay->setNodeSource(cross, QStringLiteral("Axe Y"), {true, "autre", 3, 2, "joy_1"});
         // Past the last pastille: refused, nothing changes.
         QVERIFY(!m_overlay->hasNode(2) && m_overlay->hasNode(1) && !m_overlay->hasNode(-1));
+        QVERIFY(!m_overlay->renameNode(2, "Z") && !m_overlay->renameNode(1, " "));
         QVERIFY(!m_overlay->setNodeSource(2, QStringLiteral("Axe Y"), {}));
         InteractiveOverlay other;
         other.resize(m_overlay->size());
