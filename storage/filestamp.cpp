@@ -48,11 +48,6 @@ FileStamp metadataOnly(const QString &path)
 
 } // namespace
 
-bool FileStamp::operator==(const FileStamp &o) const
-{
-    return sameMetadata(*this, o) && digest == o.digest;
-}
-
 FileStamp stampFile(const QString &path)
 {
     FileStamp stamp = metadataOnly(path);

@@ -17,8 +17,6 @@ struct FileStamp
     quint64 device = 0;
     QByteArray digest; // of the bytes, for a regular file that could be read
 
-    bool operator==(const FileStamp &o) const;
-    bool operator!=(const FileStamp &o) const { return !(*this == o); }
 };
 
 // A folder's identity: a folder deleted and made again under the same name is another one.
