@@ -12,6 +12,7 @@
 #include <QSet>
 
 #include <cmath>
+#include <tuple>
 
 namespace {
 
@@ -248,32 +249,32 @@ QJsonObject objectAt(const QJsonArray &array, int i)
 
 bool GamepadCalibration::AxisSettings::operator==(const AxisSettings &o) const
 {
-    return enabled == o.enabled && mode == o.mode && restRaw == o.restRaw &&
-           deadzoneRadius == o.deadzoneRadius && invert == o.invert &&
-           curvePreset == o.curvePreset && gamma == o.gamma && outputScale == o.outputScale &&
-           outputOffset == o.outputOffset && negativeRaw == o.negativeRaw &&
-           positiveRaw == o.positiveRaw && activeRaw == o.activeRaw && publishMode == o.publishMode;
+    return std::tie(enabled, mode, restRaw, deadzoneRadius, invert, curvePreset, gamma,
+                    outputScale, outputOffset, negativeRaw, positiveRaw, activeRaw, publishMode) ==
+           std::tie(o.enabled, o.mode, o.restRaw, o.deadzoneRadius, o.invert, o.curvePreset,
+                    o.gamma, o.outputScale, o.outputOffset, o.negativeRaw, o.positiveRaw,
+                    o.activeRaw, o.publishMode);
 }
 
 bool GamepadCalibration::ButtonSettings::operator==(const ButtonSettings &o) const
 {
-    return enabled == o.enabled && emitOnPress == o.emitOnPress &&
-           emitOnRelease == o.emitOnRelease && debounceMs == o.debounceMs &&
-           repeatOnPress == o.repeatOnPress && repeatOnRelease == o.repeatOnRelease &&
-           repeatDelayMs == o.repeatDelayMs && repeatIntervalMs == o.repeatIntervalMs;
+    return std::tie(enabled, emitOnPress, emitOnRelease, debounceMs, repeatOnPress,
+                    repeatOnRelease, repeatDelayMs, repeatIntervalMs) ==
+           std::tie(o.enabled, o.emitOnPress, o.emitOnRelease, o.debounceMs, o.repeatOnPress,
+                    o.repeatOnRelease, o.repeatDelayMs, o.repeatIntervalMs);
 }
 
 bool GamepadCalibration::GateSettings::operator==(const GateSettings &o) const
 {
-    return enabled == o.enabled && key == o.key && source2dKey == o.source2dKey &&
-           xAxis == o.xAxis && yAxis == o.yAxis && centerX == o.centerX && centerY == o.centerY &&
-           radius == o.radius && hysteresis == o.hysteresis && emitOnEnter == o.emitOnEnter &&
-           emitOnExit == o.emitOnExit && invertOutput == o.invertOutput;
+    return std::tie(enabled, key, source2dKey, xAxis, yAxis, centerX, centerY, radius, hysteresis,
+                    emitOnEnter, emitOnExit, invertOutput) ==
+           std::tie(o.enabled, o.key, o.source2dKey, o.xAxis, o.yAxis, o.centerX, o.centerY,
+                    o.radius, o.hysteresis, o.emitOnEnter, o.emitOnExit, o.invertOutput);
 }
 
 bool GamepadCalibration::operator==(const GamepadCalibration &o) const
 {
-    return axes == o.axes && buttons == o.buttons && gates == o.gates;
+    return std::tie(axes, buttons, gates) == std::tie(o.axes, o.buttons, o.gates);
 }
 
 void registerCalibrationMetaTypes()
