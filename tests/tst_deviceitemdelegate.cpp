@@ -204,6 +204,19 @@ private slots:
         // The chip's cyan tint, against the card beside it.
         QVERIFY(qBlue(image.pixel(more.rect.left() + 2, y)) >
                 qBlue(image.pixel(more.rect.left() - 4, y)) + 10);
+        // Axis and button chips show their kind's icon, not their label.
+        entries[0] = "Axe|axis://0";
+        entries[1] = "A|btn://1"; // the same icon whatever the label
+        entries[2] = "Z|btn://2";
+        const QList<ControlChip> chips =
+            layoutControlChips(cardControlsStrip(optionFor().rect), entries);
+        image.fill(Qt::transparent);
+        painter.begin(&image);
+        DeviceItemDelegate().paint(&painter, optionFor(),
+                                   model.addCard("gp:2", {{"videoInterfaces", entries}}));
+        painter.end();
+        QVERIFY(image.copy(chips[0].rect) != image.copy(chips[1].rect));
+        QCOMPARE(image.copy(chips[1].rect), image.copy(chips[2].rect));
     }
 
     // The carousel's chevrons point outwards: "<" on the left arrow, ">" on the right one.
