@@ -255,9 +255,9 @@ void DeviceItemDelegate::paintTexts(QPainter *p, const QRect &item, const QModel
             continue;
         p->setFont(lines[i].font);
         p->setPen(lines[i].color);
-        p->drawText(rows[i], Qt::AlignCenter,
-                    QFontMetrics(lines[i].font)
-                        .elidedText(lines[i].text, Qt::ElideRight, rows[i].width()));
+        p->drawText(
+            rows[i], Qt::AlignCenter,
+            QFontMetrics(lines[i].font).elidedText(lines[i].text, Qt::ElideRight, rows[i].width()));
     }
 }
 

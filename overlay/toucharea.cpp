@@ -344,8 +344,8 @@ void paintTexts(QPainter &painter, const TouchArea::Look &look, const QRectF &bo
     const QFontMetricsF subtitleMetrics(subtitleFont);
 
     const bool hasSubtitle = !look.subtitle.isEmpty();
-    const PastilleTextRects rects = pastilleTextRects(
-        inner, titleMetrics.height(), hasSubtitle ? subtitleMetrics.height() : 0.0);
+    const PastilleTextRects rects = pastilleTextRects(inner, titleMetrics.height(),
+                                                      hasSubtitle ? subtitleMetrics.height() : 0.0);
 
     painter.setPen(kTextColor);
     painter.setFont(titleFont);

@@ -16,7 +16,6 @@ struct FileStamp
     quint64 inode = 0;
     quint64 device = 0;
     QByteArray digest; // of the bytes, for a regular file that could be read
-
 };
 
 // A folder's identity: a folder deleted and made again under the same name is another one.

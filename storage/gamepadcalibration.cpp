@@ -249,8 +249,8 @@ QJsonObject objectAt(const QJsonArray &array, int i)
 
 bool GamepadCalibration::AxisSettings::operator==(const AxisSettings &o) const
 {
-    return std::tie(enabled, mode, restRaw, deadzoneRadius, invert, curvePreset, gamma,
-                    outputScale, outputOffset, negativeRaw, positiveRaw, activeRaw, publishMode) ==
+    return std::tie(enabled, mode, restRaw, deadzoneRadius, invert, curvePreset, gamma, outputScale,
+                    outputOffset, negativeRaw, positiveRaw, activeRaw, publishMode) ==
            std::tie(o.enabled, o.mode, o.restRaw, o.deadzoneRadius, o.invert, o.curvePreset,
                     o.gamma, o.outputScale, o.outputOffset, o.negativeRaw, o.positiveRaw,
                     o.activeRaw, o.publishMode);
@@ -258,8 +258,8 @@ bool GamepadCalibration::AxisSettings::operator==(const AxisSettings &o) const
 
 bool GamepadCalibration::ButtonSettings::operator==(const ButtonSettings &o) const
 {
-    return std::tie(enabled, emitOnPress, emitOnRelease, debounceMs, repeatOnPress,
-                    repeatOnRelease, repeatDelayMs, repeatIntervalMs) ==
+    return std::tie(enabled, emitOnPress, emitOnRelease, debounceMs, repeatOnPress, repeatOnRelease,
+                    repeatDelayMs, repeatIntervalMs) ==
            std::tie(o.enabled, o.emitOnPress, o.emitOnRelease, o.debounceMs, o.repeatOnPress,
                     o.repeatOnRelease, o.repeatDelayMs, o.repeatIntervalMs);
 }

@@ -124,8 +124,10 @@ private slots:
         QTest::newRow("header") << int(Qt::LeftButton) << true << QPoint(50, 30) << QPoint(60, 50);
         QTest::newRow("kept inside") << int(Qt::LeftButton) << true << QPoint(-900, 2000)
                                      << QPoint(0, 2000); // the bottom, in the test
-        QTest::newRow("right button") << int(Qt::RightButton) << true << QPoint(50, 30) << QPoint(10, 20);
-        QTest::newRow("below the header") << int(Qt::LeftButton) << false << QPoint(50, 30) << QPoint(10, 20);
+        QTest::newRow("right button")
+            << int(Qt::RightButton) << true << QPoint(50, 30) << QPoint(10, 20);
+        QTest::newRow("below the header")
+            << int(Qt::LeftButton) << false << QPoint(50, 30) << QPoint(10, 20);
     }
     void dragsByItsHeader()
     {

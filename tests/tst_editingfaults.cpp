@@ -1,6 +1,7 @@
 #include "actionlinker.h"
 #include "controlmanette.h"
 #include "documentsession.h"
+#include "filetestsupport.h"
 #include "gamepadcalibration.h"
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
@@ -10,7 +11,6 @@
 #include "overlaybindings.h"
 #include "profileoperations.h"
 #include "runtimetestsupport.h"
-#include "filetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 

@@ -30,7 +30,8 @@ private slots:
         QTest::addColumn<QList<double>>("axes");
         QTest::addColumn<int>("pressed");
         QTest::newRow("start") << qint64(0) << QList<double>{100, 0, 0, 60, 0, 0} << 0;
-        QTest::newRow("a quarter turn") << qint64(1000) << QList<double>{0, 100, 50, -60, 0, 0} << 1;
+        QTest::newRow("a quarter turn")
+            << qint64(1000) << QList<double>{0, 100, 50, -60, 0, 0} << 1;
         QTest::newRow("second lap, between presses")
             << qint64(6300) << QList<double>{-89.1, -45.4, 94.55, 60, 0, 0} << -1;
     }

@@ -130,9 +130,11 @@ private slots:
     void identicalControllersKeepTheirSlots()
     {
         QList<DeviceRegistryEntry> rows;
-        for (const QString &name : {"Left", "Right"})
+        for (const char *name : {"Left", "Right"})
             rows.append({"gp:" + QString::number(rows.size()),
-                         {{"vendorIdHex", "45e"}, {"productIdHex", "28e"}, {"name", "Twin"},
+                         {{"vendorIdHex", "45e"},
+                          {"productIdHex", "28e"},
+                          {"name", "Twin"},
                           {"nameOverride", name}}});
         writeDeviceRegistry(m_context, rows);
         Model *model = makeModel();

@@ -60,7 +60,8 @@ private slots:
             << QStringList{R"({"ref": "movegimbal", "args": {"axis": " ARG_0 ", "speed": "arg_0"}})"}
             << R"([{"action":"movegimbal","args":{"axis":"param:joy_0","speed":"arg_0"},"publishMode":"onChange","src":"joy_1"}])";
         QTest::newRow("own axis kept")
-            << stick << QStringList{"joy_1"} << QStringList{R"({"ref": "movegimbal", "args": {"axis": "param:joy_3"}})"}
+            << stick << QStringList{"joy_1"}
+            << QStringList{R"({"ref": "movegimbal", "args": {"axis": "param:joy_3"}})"}
             << R"([{"action":"movegimbal","args":{"axis":"param:joy_3"},"publishMode":"onChange","src":"joy_1"}])";
         QTest::newRow("unsplit cross")
             << cross << QStringList{"joy_0", "joy_1"} << QStringList{none, pan}

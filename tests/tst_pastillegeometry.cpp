@@ -44,10 +44,10 @@ private slots:
         QTest::addColumn<qreal>("subtitleHeight");
         QTest::addColumn<QRectF>("title");
         QTest::addColumn<QRectF>("subtitle");
-        QTest::newRow("title alone") << QRectF(4, 4, 92, 52) << 0.0 << QRectF(4, 23, 92, 14)
-                                     << QRectF(4, 37, 92, 0);
-        QTest::newRow("with subtitle") << QRectF(4, 4, 92, 52) << 10.0 << QRectF(4, 18, 92, 14)
-                                       << QRectF(4, 32, 92, 10);
+        QTest::newRow("title alone")
+            << QRectF(4, 4, 92, 52) << 0.0 << QRectF(4, 23, 92, 14) << QRectF(4, 37, 92, 0);
+        QTest::newRow("with subtitle")
+            << QRectF(4, 4, 92, 52) << 10.0 << QRectF(4, 18, 92, 14) << QRectF(4, 32, 92, 10);
     }
     void textRects()
     {
