@@ -185,6 +185,7 @@ private slots:
         model->setUniqSelection(false); // several allowed: every stored selection is read back
         model->setSelected("gp:old4", true);
         model->setContext("elsewhere");
+        QCOMPARE(model->count(), 2); // that context knows only the controllers plugged in
         model->setContext(m_context);
         QVERIFY(model->isSelected("gp:1") && model->isSelected("gp:old4"));
     }
