@@ -86,6 +86,8 @@ private slots:
         QTest::newRow("delay 0 uses interval")
             << noDelay << L{0} << 400 << 0 << "0+ 120+r 240+r 360+r";
         QTest::newRow("interval 5 as 10") << fastRepeat << L{0} << 30 << 0 << "0+ 10+r 20+r 30+r";
+        QTest::newRow("delay 1 kept") << Button{true, true, false, 0, true, false, 1} << L{0} << 250
+                                      << 0 << "0+ 5+r 125+r 245+r";
         QTest::newRow("late poll skips missed")
             << repeat << L{0} << 1200 << 1000 << "0+ 1000+r 1070+r 1190+r";
         QTest::newRow("debounce loses press") << debounce << L{0, 10, 30} << 200 << 0 << "0+";
@@ -136,6 +138,13 @@ private slots:
         readings.axisPresent[1] = false;
         processor.process(readings, calibration, 0, result);
         QVERIFY(result.gateEvents.isEmpty() && processor.gateInside().value("ring"));
+        // After a reset the gate starts again outside, and says so when entered.
+        processor.reset();
+        readings.axisPresent.fill(true);
+        readings.axes[0] = 0.0;
+        processor.process(readings, calibration, 0, result);
+        QCOMPARE(processor.gateInside(), (QHash<QString, bool>{{"ring", true}}));
+        QCOMPARE(result.gateEvents.size(), 1);
     }
 
     void batchOrder()
