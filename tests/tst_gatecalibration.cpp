@@ -118,14 +118,14 @@ private slots:
         dialog.addSample(500, present, {54, 0, 0});
         dialog.addSample(2499, present, {54, 0, 0});
         dialog.finishMotion();
-        QVERIFY(!apply->isEnabled() && !progress->isHidden());
+        const auto *review = dialog.findChild<QTableWidget *>(); // shown once reviewing
+        QVERIFY(!apply->isEnabled() && !progress->isHidden() && review->isHidden());
         dialog.addSample(2500, present, {54, 0, 0});
         QVERIFY(progress->isHidden());
         dialog.addSample(3000, present, {-70, 80, 0});
         dialog.finishMotion();
         dialog.addSample(4000, present, {-100, 0, 0}); // ignored once reviewing
-        QVERIFY(apply->isEnabled());
-        const auto *review = dialog.findChild<QTableWidget *>();
+        QVERIFY(apply->isEnabled() && !review->isHidden());
         QStringList rows;
         for (int row = 0; row < review->rowCount(); ++row) {
             QStringList cells;
