@@ -59,6 +59,17 @@ QStyleOptionViewItem optionFor(QWidget *widget = nullptr)
     return option;
 }
 
+// A card of `fields` as the delegate paints it in (0, 0, 300, 240), over `background`.
+QImage paintedCard(const QVariantMap &fields, const QColor &background = Qt::transparent)
+{
+    CardModel model;
+    QImage image(300, 240, QImage::Format_ARGB32);
+    image.fill(background);
+    QPainter painter(&image);
+    DeviceItemDelegate().paint(&painter, optionFor(), model.addCard("gp:1", fields));
+    return image;
+}
+
 } // namespace
 
 class TestDeviceItemDelegate : public QObject
@@ -187,14 +198,7 @@ private slots:
         QStringList entries;
         for (int i = 0; i < 12; ++i)
             entries << QString("Bouton %1|btn://%1").arg(i);
-        CardModel model;
-        const QModelIndex index = model.addCard("gp:1", {{"videoInterfaces", entries}});
-        QImage image(300, 240, QImage::Format_ARGB32);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        DeviceItemDelegate().paint(&painter, optionFor(), index);
-        painter.end();
-
+        QImage image = paintedCard({{"videoInterfaces", entries}});
         const QRect card = cardRect(optionFor().rect);
         const ControlChip more =
             layoutControlChips(cardControlsStrip(optionFor().rect), entries).last();
@@ -210,11 +214,7 @@ private slots:
         entries[2] = "Z|btn://2";
         const QList<ControlChip> chips =
             layoutControlChips(cardControlsStrip(optionFor().rect), entries);
-        image.fill(Qt::transparent);
-        painter.begin(&image);
-        DeviceItemDelegate().paint(&painter, optionFor(),
-                                   model.addCard("gp:2", {{"videoInterfaces", entries}}));
-        painter.end();
+        image = paintedCard({{"videoInterfaces", entries}});
         QVERIFY(image.copy(chips[0].rect) != image.copy(chips[1].rect));
         QCOMPARE(image.copy(chips[1].rect), image.copy(chips[2].rect));
     }
@@ -222,14 +222,8 @@ private slots:
     // The carousel's chevrons point outwards: "<" on the left arrow, ">" on the right one.
     void carouselChevronsPointOutwards()
     {
-        CardModel model;
-        const QModelIndex index =
-            model.addCard("gp:1", {{"profileCount", 3}, {"hasProfileCarousel", true}});
-        QImage image(300, 240, QImage::Format_ARGB32);
-        image.fill(Qt::black);
-        QPainter painter(&image);
-        DeviceItemDelegate().paint(&painter, optionFor(), index);
-        painter.end();
+        const QImage image =
+            paintedCard({{"profileCount", 3}, {"hasProfileCarousel", true}}, Qt::black);
         for (const QRect &arrow :
              {cardLeftArrowRect(optionFor().rect), cardRightArrowRect(optionFor().rect)}) {
             const QPoint c = arrow.center();
@@ -244,28 +238,15 @@ private slots:
     // Disconnected, busy and connected each show their own icon in the link badge.
     void linkStatesLookApart()
     {
-        CardModel model;
         QList<QImage> badges;
-        for (int state = 0; state <= 2; ++state) {
-            QImage image(300, 240, QImage::Format_ARGB32);
-            image.fill(Qt::transparent);
-            QPainter painter(&image);
-            DeviceItemDelegate().paint(&painter, optionFor(),
-                                       model.addCard("gp:1", {{"linkState", state}}));
-            painter.end();
-            badges << image.copy(cardLinkStateRect(optionFor().rect));
-        }
+        for (int state = 0; state <= 2; ++state)
+            badges << paintedCard({{"linkState", state}}).copy(cardLinkStateRect(optionFor().rect));
         QVERIFY(badges[0] != badges[1] && badges[1] != badges[2] && badges[0] != badges[2]);
 
         // The warning corner shows an icon while the controller is away, and only then.
         for (const bool connected : {false, true}) {
-            QImage image(300, 240, QImage::Format_ARGB32);
-            image.fill(Qt::transparent);
-            QPainter painter(&image);
-            DeviceItemDelegate().paint(&painter, optionFor(),
-                                       model.addCard("gp:2", {{"isConnected", connected}}));
-            painter.end();
-            const QImage corner = image.copy(cardWarningRect(optionFor().rect));
+            const QImage corner =
+                paintedCard({{"isConnected", connected}}).copy(cardWarningRect(optionFor().rect));
             int farthest = 0; // from the corner's first pixel, in grey levels
             for (int y = 0; y < corner.height(); ++y)
                 for (int x = 0; x < corner.width(); ++x)
