@@ -202,19 +202,6 @@ private slots:
         QCOMPARE(catalog.count(), 2);
     }
 
-    // A burst of edits is saved once (what a failed save does is tst_editingfaults').
-    void burstSavedOnce()
-    {
-        const GamepadProfileMeta first = seed("Un", {"joy_0"});
-        auto w = window();
-        w->onListSelectionChanged(0);
-        QSignalSpy saves(w.get(), &GamepadDefinder::profilesCatalogChanged);
-        w->overlay()->renameNode(0, "Un");
-        w->overlay()->renameNode(0, "Deux");
-        QTRY_COMPARE(saves.size(), 1);
-        QVERIFY(readBytes(first.overlayPath()).contains("\"Deux\""));
-    }
-
     // An asked save refreshes the mapping panel at once, the snapshots' save later; both ask alike.
     void saveProfileRefreshesOnlyWhenAsked()
     {
