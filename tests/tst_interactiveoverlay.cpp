@@ -26,7 +26,7 @@ private slots:
     }
     void cleanup() { delete m_overlay; }
 
-    // Removing a node keeps the selection and the listener on the same nodes.
+    // Deleting a pastille keeps the selection and the listener on the same nodes.
     void removeShiftsIndexes_data()
     {
         QTest::addColumn<int>("selected");
@@ -47,9 +47,11 @@ private slots:
             m_overlay->createNode(ElementKind::Button, QString(), QPoint(50 + 100 * i, 100));
         QVERIFY(m_overlay->startListening(listening, QStringLiteral("Bouton")));
         m_overlay->setSelectedNode(selected);
-        m_overlay->removeNode(removed);
+        TouchArea *pastille = m_overlay->pastille(removed);
+        Q_EMIT pastille->requestDelete(pastille); // as its "Supprimer" does
         QTEST(m_overlay->selectedNode(), "selectedAfter");
         QTEST(m_overlay->listeningNode(), "listeningAfter");
+        QCOMPARE(m_overlay->listeningSlot().isEmpty(), m_overlay->listeningNode() < 0);
     }
 
     void duplicateBesideTheOriginal_data()
