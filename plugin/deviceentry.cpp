@@ -134,7 +134,7 @@ void DeviceEntry::attach(ControlManette *device)
 {
     m_device = device;
     m_attached = true;
-    refreshLiveValues();
+    applyProfile(); // the row's profile, then the device's live values
 }
 
 void DeviceEntry::detach()
@@ -185,8 +185,7 @@ void DeviceEntry::applyProfile()
     refreshLiveValues(); // the picture follows the bound profile
 }
 
-// The device already has the row's profile: it is applied whenever the profile or the carousel
-// changes, and the carousel is refreshed as the device is attached.
+// The device has had the row's profile since it was attached, and each change of it since.
 void DeviceEntry::start()
 {
     if (m_device)
