@@ -266,18 +266,6 @@ bool InteractiveOverlay::setNodeSource(int index, const QString &slotLabel,
     return true;
 }
 
-bool InteractiveOverlay::setNodeBinding(int index, const QString &slotLabel,
-                                        const QJsonObject &binding)
-{
-    OverlaySlot *slot = hasNode(index) ? slotOf(m_nodes[index], slotLabel) : nullptr;
-    if (!slot)
-        return false;
-    slot->binding = binding;
-    refreshPastille(index);
-    Q_EMIT dirty();
-    return true;
-}
-
 int InteractiveOverlay::bindActionToInput(const QString &actionName, const QString &inputKey)
 {
     const QJsonObject binding = quickMappingBinding(actionName);

@@ -81,7 +81,6 @@ public:
     void setNodeSplit(int index, bool split);
     void setNodePublishMode(int index, ::PublishMode mode);
     bool setNodeSource(int index, const QString &slotLabel, const OverlaySource &source);
-    bool setNodeBinding(int index, const QString &slotLabel, const QJsonObject &binding);
     // Gives the binding to every slot whose source key equals `inputKey` (case ignored); returns
     // how many slots took it.
     int bindActionToInput(const QString &actionName, const QString &inputKey);

@@ -71,7 +71,7 @@ private slots:
                                                 QPoint(300, 300));
         m_overlay->pastille(index)->setFixedSize(original.size());
         m_overlay->pastille(index)->move(original.topLeft());
-        m_overlay->setNodeBinding(index, QStringLiteral("Axe Y"), {{"ref", "pan"}});
+        m_overlay->setNodeSource(index, QStringLiteral("Axe Y"), {true, "autre", 3, 2, "joy_1"});
         m_overlay->setNodeSplit(index, true);
         QCOMPARE(m_overlay->duplicateSelectedNode(), -1);
         m_overlay->setSelectedNode(index);
