@@ -111,7 +111,6 @@ signals:
     void dirty();
     void externalServicesChanged();
     void selectedNodeChanged(int nodeIndex);
-    void openFirstToolboxSettings();
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
