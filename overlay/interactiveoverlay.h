@@ -111,6 +111,7 @@ signals:
     void dirty();
     void externalServicesChanged();
     void selectedNodeChanged(int nodeIndex);
+    void openFirstToolboxSettings();
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
