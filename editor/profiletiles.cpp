@@ -87,7 +87,7 @@ QPixmap placeholderTile()
 class ProfileTiles::Contents
 {
 public:
-    template <typename Decode> QImage thumbnail(const ContentKey &key, Decode decode)
+    template <typename Decode> QImage thumbnail(const ContentDigest &key, Decode decode)
     {
         std::promise<QImage> promise;
         std::shared_future<QImage> known;
@@ -105,7 +105,7 @@ public:
     }
 
     // Forgets the thumbnails of the other contents, but for those still being decoded.
-    void keepOnly(const QSet<ContentKey> &kept)
+    void keepOnly(const QSet<ContentDigest> &kept)
     {
         using namespace std::chrono_literals;
         const QMutexLocker lock(&m_mutex);
@@ -117,7 +117,7 @@ public:
 
 private:
     QMutex m_mutex;
-    QHash<ContentKey, std::shared_future<QImage>> m_thumbnails;
+    QHash<ContentDigest, std::shared_future<QImage>> m_thumbnails;
 };
 
 ProfileTiles::ProfileTiles(QListWidget *list, QObject *parent)
@@ -182,7 +182,8 @@ void ProfileTiles::update(int row, const GamepadProfileMeta &entry, const QStrin
     QListWidgetItem *item = m_list->item(row);
     if (!item)
         return;
-    const QString text = note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
+    const QString text =
+        note.isEmpty() ? entry.name : QStringLiteral("%1 %2").arg(entry.name, note);
     item->setText(text);
     item->setToolTip(text);
     const QString path = entry.imagePath();
@@ -230,7 +231,7 @@ void ProfileTiles::startDecodes()
             continue;
         }
         m_pool.start([this, key = key, path = path] {
-            ContentKey content;
+            ContentDigest content;
             const QImage image = thumbnailOf(path, &content);
             QMetaObject::invokeMethod(
                 this, [this, key, content, image] { decoded(key, content, image); },
@@ -242,20 +243,19 @@ void ProfileTiles::startDecodes()
 
 // On a worker: the file is read once, within the size any file of a profile folder may have, and
 // its bytes are decoded unless identical bytes were already.
-QImage ProfileTiles::thumbnailOf(const QString &path, ContentKey *content)
+QImage ProfileTiles::thumbnailOf(const QString &path, ContentDigest *content)
 {
     QByteArray bytes;
     if (!readRegularFile(path, kMaxProfileFileBytes, &bytes, nullptr))
         return {};
-    const QByteArrayView view(bytes);
-    *content = {bytes.size(), qHash(view, 0x9e3779b97f4a7c15), qHash(view, 0xc2b2ae3d27d4eb4f)};
+    *content = contentDigestOf(bytes);
     return m_contents->thumbnail(*content, [&] {
         ++m_decodes;
         return thumbnailImage(bytes);
     });
 }
 
-void ProfileTiles::decoded(const QString &key, const ContentKey &content, const QImage &image)
+void ProfileTiles::decoded(const QString &key, const ContentDigest &content, const QImage &image)
 {
     m_decoding.remove(key);
     const QList<QPersistentModelIndex> tiles = m_waiting.take(key);
@@ -278,8 +278,8 @@ void ProfileTiles::decoded(const QString &key, const ContentKey &content, const 
 void ProfileTiles::keepListedContents()
 {
     m_contentOf.removeIf([&](const auto &file) { return !m_cache.contains(file.key()); });
-    QSet<ContentKey> listed;
-    for (const ContentKey &content : std::as_const(m_contentOf))
+    QSet<ContentDigest> listed;
+    for (const ContentDigest &content : std::as_const(m_contentOf))
         listed.insert(content);
     m_contents->keepOnly(listed);
 }

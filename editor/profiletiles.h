@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contentdigest.h"
 #include "profilemeta.h"
 
 #include <QHash>
@@ -54,37 +55,21 @@ signals:
     void thumbnailsReady();
 
 private:
-    // What tells pictures apart by their bytes without keeping them: their size and two hashes of
-    // them with different seeds. A negative size for a file that could not be read.
-    struct ContentKey
-    {
-        qint64 size = -1;
-        quint64 first = 0;
-        quint64 second = 0;
-
-        friend bool operator==(const ContentKey &a, const ContentKey &b)
-        {
-            return a.size == b.size && a.first == b.first && a.second == b.second;
-        }
-        friend size_t qHash(const ContentKey &key, size_t seed = 0)
-        {
-            return qHashMulti(seed, key.size, key.first, key.second);
-        }
-    };
     class Contents; // thumbnails by content, shared by the workers
 
     void request(QListWidgetItem *item, const QString &path);
     void startDecodes();
-    QImage thumbnailOf(const QString &path, ContentKey *content);
-    void decoded(const QString &key, const ContentKey &content, const QImage &image);
+    QImage thumbnailOf(const QString &path, ContentDigest *content);
+    void decoded(const QString &key, const ContentDigest &content, const QImage &image);
     void keepListedContents();
 
     QListWidget *m_list;
     QIcon m_placeholder;
     std::unique_ptr<Contents> m_contents; // outlives the workers
     QThreadPool m_pool;
-    QHash<QString, QIcon> m_cache;          // by file identity; a null icon for an unreadable file
-    QHash<QString, ContentKey> m_contentOf; // file identity -> its bytes' key, for m_cache's files
+    QHash<QString, QIcon> m_cache; // by file identity; a null icon for an unreadable file
+    QHash<QString, ContentDigest>
+        m_contentOf; // file identity -> its bytes' key, for m_cache's files
     QHash<QString, QList<QPersistentModelIndex>> m_waiting; // tiles waiting for a decode
     QSet<QString> m_decoding;                               // asked for, under way or to start
     QList<std::pair<QString, QString>> m_toDecode;          // identity and path, not started yet

@@ -178,8 +178,30 @@ void ActionLinker::loadGamepadSnapshot(const QUuid &id, const QString &name,
         m_profileFolder = findProfileById(id.toString()).folder;
     m_session->setSubject(QStringLiteral("le mapping de « %1 »").arg(name));
     cancelPending();
-    showSnapshot(overlay, imagePath);
+    m_unbuilt = Snapshot{overlay, imagePath};
+    if (isVisible())
+        buildUnbuiltSnapshot();
     rewireDevices();
+}
+
+void ActionLinker::buildUnbuiltSnapshot()
+{
+    if (!m_unbuilt)
+        return;
+    const Snapshot snapshot = *std::exchange(m_unbuilt, std::nullopt);
+    showSnapshot(snapshot.overlay, snapshot.imagePath);
+}
+
+InteractiveOverlay *ActionLinker::overlay()
+{
+    buildUnbuiltSnapshot();
+    return m_overlay;
+}
+
+DocumentSession *ActionLinker::session()
+{
+    buildUnbuiltSnapshot();
+    return m_session;
 }
 
 // The overlay document and its picture, then the bridges of the mapping document.
@@ -260,6 +282,7 @@ bool ActionLinker::requestLeave()
 void ActionLinker::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
+    buildUnbuiltSnapshot();
     // While hidden the panel heard only of this process's saves: the disk tells the rest.
     m_session->checkDisk();
     reloadIfStale();
@@ -339,6 +362,7 @@ void ActionLinker::refreshHint()
 
 void ActionLinker::bindPendingAction(const QString &inputKey)
 {
+    buildUnbuiltSnapshot();
     if (m_pending.isEmpty() || !m_overlayLoaded)
         return;
     // Taken at once: a question below runs an event loop in which the controller goes on talking.

@@ -12,6 +12,8 @@
 #include <QUuid>
 #include <QWidget>
 
+#include <optional>
+
 class ControlManette;
 class InteractiveOverlay;
 class QLabel;
@@ -45,14 +47,15 @@ public:
     void setExternalServices(const QJsonObject &services);
     QJsonArray catalog() const { return m_catalog; }
 
-    InteractiveOverlay *overlay() const { return m_overlay; }
+    // The overlay of the current profile, built first when the panel was given it while hidden.
+    InteractiveOverlay *overlay();
     // The action waiting for an input; empty when none.
     QString pendingAction() const { return m_pending; }
     QUuid profileId() const { return m_profileId; }
     QString profileFolder() const { return m_profileFolder; }
     bool isSavePending() const;
     // The session that keeps the mapping document: its state, its failure, its pending save.
-    DocumentSession *session() const { return m_session; }
+    DocumentSession *session();
 
     // The controllers the panel may listen to; only those linked to the profile are heard (all of
     // them when the profile links none). A controller may be deleted at any time.
@@ -95,6 +98,7 @@ private:
     bool startEmpty();
     void onOverlayChanged();
     void showSnapshot(const QJsonObject &overlay, const QString &imagePath);
+    void buildUnbuiltSnapshot();
     void loadMapping();
     void reloadIfStale();
     void reloadFromDisk();
@@ -113,6 +117,14 @@ private:
     bool m_overlayLoaded = false;
     bool m_loading = false;
     bool m_stale = false; // the documents changed on disk: reloaded before the next binding
+    // A snapshot given while the panel was hidden: its pastilles are built when it is shown or
+    // first looked at, so that a hidden panel costs a profile switch nothing.
+    struct Snapshot
+    {
+        QJsonObject overlay;
+        QString imagePath;
+    };
+    std::optional<Snapshot> m_unbuilt;
     QString m_pending;
 
     QList<QPointer<ControlManette>> m_devices;

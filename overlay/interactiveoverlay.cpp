@@ -387,6 +387,7 @@ bool InteractiveOverlay::load(const QJsonObject &object)
     m_selected = -1;
     m_listening = -1;
     m_listeningSlot.clear();
+    const bool inBatches = document.nodes.size() > kPastillesPerPaint;
     for (const OverlayNode &data : std::as_const(document.nodes)) {
         const int index = m_nodes.size() < kept ? renewNode(data) : addNode(data);
         if (!placePastille(index)) { // where a new pastille stands
@@ -394,9 +395,9 @@ bool InteractiveOverlay::load(const QJsonObject &object)
             m_pastilles[index]->move(0, 0);
         }
         refreshPastille(index);
-        m_pastilles[index]->setPaintingHeld(index >= kPastillesPerPaint);
+        m_pastilles[index]->setPaintingHeld(inBatches);
     }
-    if (m_nodes.size() > kPastillesPerPaint)
+    if (inBatches)
         m_releaseTimer->start();
     m_titleCounter = m_nodes.size();
     update();

@@ -2,7 +2,6 @@
 
 #include "jsonfile.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 
@@ -13,11 +12,6 @@
 #include <tuple>
 
 namespace {
-
-QByteArray digestOf(const QByteArray &bytes)
-{
-    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256);
-}
 
 FileStamp metadataOf(const struct stat &info)
 {
@@ -54,7 +48,7 @@ FileStamp stampFile(const QString &path)
     QByteArray bytes;
     if (stamp.regular && stamp.size <= kMaxDigestedFileBytes &&
         readRegularFile(path, kMaxDigestedFileBytes, &bytes, nullptr))
-        stamp.digest = digestOf(bytes);
+        stamp.digest = contentDigestOf(bytes);
     return stamp;
 }
 
@@ -116,8 +110,7 @@ bool DocumentSet::tracks(const QString &path) const
 
 DiskCheck checkDocuments(const DocumentSet &documents)
 {
-    if (!documents.folder.isEmpty() &&
-        !folderStillThere(documents.folderStamp, documents.folder))
+    if (!documents.folder.isEmpty() && !folderStillThere(documents.folderStamp, documents.folder))
         return {DiskCheck::Gone, documents.folder};
     DiskCheck changed;
     for (qsizetype i = 0; i < documents.paths.size(); ++i) {

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QByteArray>
+#include "contentdigest.h"
+
 #include <QList>
 #include <QString>
 
@@ -15,7 +16,7 @@ struct FileStamp
     qint64 modifiedNs = 0; // modification time, nanoseconds since the epoch
     quint64 inode = 0;
     quint64 device = 0;
-    QByteArray digest; // of the bytes, for a regular file that could be read
+    ContentDigest digest; // of the bytes, for a regular file that could be read
 };
 
 // A folder's identity: a folder deleted and made again under the same name is another one.

@@ -327,6 +327,26 @@ private slots:
         QCOMPARE(m_linker->overlay()->nodeCount(), 5);
     }
 
+    // A hidden panel builds the pastilles of the last profile it was given once it is shown, as a
+    // shown panel would have at once; until then the previous ones stay unbuilt and unsaved.
+    void hiddenPanelBuildsTheLastProfileWhenShown()
+    {
+        m_linker->hide();
+        const GamepadProfileMeta first = seedProfile(), last = seedProfile();
+        QVERIFY(writeFileAtomic(mappingDocumentPath(last.folder), kTheirs, nullptr));
+        load(first);
+        load(last);
+        const auto *built = m_linker->findChild<InteractiveOverlay *>("iteractiveoverlay");
+        QCOMPARE(bindingsOf(*built), QStringList{"but_5:zoom"}); // the previous profile's
+        m_linker->show();
+        QCOMPARE(m_linker->profileFolder(), last.folder);
+        QCOMPARE(bindings(), QStringList{"but_5:tilt"});
+        bind("Enregistrer", 3);
+        m_linker->flushSave();
+        QCOMPARE(bridgesOnDisk(mappingDocumentPath(last.folder)),
+                 QStringList({"but_3:record", "but_5:tilt"}));
+    }
+
 private:
     void load(const GamepadProfileMeta &profile)
     {
@@ -338,11 +358,12 @@ private:
         choose(label);
         m_linker->onInputButtonChanged(button, true);
     }
+    QStringList bindings() const { return bindingsOf(*m_linker->overlay()); }
     // "key:action" for each bound slot of the overlay, sorted.
-    QStringList bindings() const
+    static QStringList bindingsOf(const InteractiveOverlay &overlay)
     {
         QStringList bound;
-        for (const OverlayNode &node : m_linker->overlay()->nodes())
+        for (const OverlayNode &node : overlay.nodes())
             for (const OverlaySlot &slot : node.sources)
                 if (const QString action = bindingActionName(slot.binding); !action.isEmpty())
                     bound << slot.source.stringKey + ':' + action;
