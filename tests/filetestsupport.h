@@ -61,11 +61,12 @@ inline bool useTestHome(const QTemporaryDir &home)
 
 // Runs the operation under the fault, then lifts it; root writes anywhere, so nobody faces a
 // read-only folder. A host may leave SIGXFSZ as it is: a writer must then stop short of the limit.
-inline bool runUnder(FileFault fault, const std::function<bool()> &operation)
+inline bool runUnder(FileFault fault, const std::function<bool()> &operation,
+                     rlim_t sizeLimit = kFaultFileSizeLimit)
 {
     rlimit saved;
     getrlimit(RLIMIT_FSIZE, &saved);
-    const rlimit small{kFaultFileSizeLimit, saved.rlim_max};
+    const rlimit small{sizeLimit, saved.rlim_max};
     const bool full = fault == FileFault::DiskFull || fault == FileFault::DiskFullSignalNotIgnored;
     const bool limited = full && setrlimit(RLIMIT_FSIZE, &small) == 0;
     const bool asNobody =

@@ -19,8 +19,6 @@
 #include <QPushButton>
 #include <QtTest>
 
-#include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -66,18 +64,13 @@ GamepadDeviceIdentity identity(const ControlManette *pad)
     return {pad->name(), pad->vendorId(), pad->productId()};
 }
 
-// Runs `step` as nobody in a read-only folder (root writes anywhere), or under a tiny size limit.
+// Runs `step` as nobody in a read-only folder, or under a size limit no document fits in.
 bool runUnder(const QString &fault, const std::function<bool()> &step)
 {
-    rlimit saved;
-    getrlimit(RLIMIT_FSIZE, &saved);
-    const rlimit small{16, saved.rlim_max};
-    const bool limited = fault == "full" && setrlimit(RLIMIT_FSIZE, &small) == 0;
-    const bool asNobody = fault == "readonly" && geteuid() == 0 && seteuid(65534) == 0;
-    const bool result = step();
-    if ((asNobody && seteuid(0) != 0) || (limited && setrlimit(RLIMIT_FSIZE, &saved) != 0))
-        qFatal("cannot lift the fault");
-    return result;
+    const FileFault kind = fault == "full"       ? FileFault::DiskFull
+                           : fault == "readonly" ? FileFault::ReadOnlyFolder
+                                                 : FileFault::None;
+    return runUnder(kind, step, 16);
 }
 
 // The controller and the two profiles of the row under way.
