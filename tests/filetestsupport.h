@@ -21,6 +21,13 @@ inline bool writeBytes(const QString &path, const QByteArray &bytes)
     return QDir().mkpath(QFileInfo(path).absolutePath()) && writeFileAtomic(path, bytes, nullptr);
 }
 
+// Written in place, as an editor that does not replace files would.
+inline bool writeInPlace(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
 inline QByteArray readBytes(const QString &path)
 {
     QFile file(path);

@@ -1,6 +1,7 @@
 #include "actionlinker.h"
 #include "controlmanette.h"
 #include "documentsession.h"
+#include "filetestsupport.h"
 #include "interactiveoverlay.h"
 #include "logcapture.h"
 #include "mappingdocument.h"
@@ -43,10 +44,8 @@ const QByteArray kTheirs = R"({"bridges": [{"src": {"stringKey": "but_5"}, "acti
 // "key:action" for each bridge of a mapping document.
 QStringList bridgesOnDisk(const QString &path)
 {
-    QFile file(path);
-    file.open(QIODevice::ReadOnly); // a file that is not there has no bridges
-    QStringList bridges;
-    for (const QJsonValue &bridge : QJsonDocument::fromJson(file.readAll())[u"bridges"].toArray())
+    QStringList bridges; // a file that is not there has none
+    for (const QJsonValue &bridge : QJsonDocument::fromJson(readBytes(path))[u"bridges"].toArray())
         bridges << bridge[u"src"][u"stringKey"].toString() + ':' + bridge[u"action"].toString();
     return bridges;
 }

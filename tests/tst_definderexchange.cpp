@@ -1,3 +1,4 @@
+#include "filetestsupport.h"
 #include "gamepaddefinder.h"
 #include "interactiveoverlay.h"
 #include "jsonfile.h"
@@ -41,15 +42,9 @@ class TestDefinderExchange : public QObject
         return meta;
     }
 
-    static QByteArray bytesOf(const QString &file)
-    {
-        QFile f(file);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-
     static QJsonObject overlayOf(const GamepadProfileMeta &meta)
     {
-        return QJsonDocument::fromJson(bytesOf(meta.overlayPath())).object();
+        return QJsonDocument::fromJson(readBytes(meta.overlayPath())).object();
     }
 
     QTemporaryDir m_home;
@@ -106,7 +101,7 @@ private slots:
         const GamepadProfileMeta copy = w.entries().value(1); // none: no name, no overlay
         QCOMPARE(copy.name, original.name);
         QCOMPARE(overlayOf(copy), expected);
-        QCOMPARE(bytesOf(copy.imagePath()), bytesOf(original.imagePath()));
+        QCOMPARE(readBytes(copy.imagePath()), readBytes(original.imagePath()));
         QCOMPARE(w.profileList()->currentRow(), 1);
         QVERIFY(catalog.count() >= 1);
     }
@@ -210,7 +205,7 @@ private slots:
         const QString direct = path(QStringLiteral("direct%1").arg(overlayLost)); // same files
         QVERIFY(exportSnapshots(w->entries(), direct, nullptr, nullptr,
                                 w->entries().at(w->currentRow()).id, w->overlay()->serialize()));
-        QCOMPARE(bytesOf(folder + "/Al_pha.png"), bytesOf(direct + "/Al_pha.png"));
+        QCOMPARE(readBytes(folder + "/Al_pha.png"), readBytes(direct + "/Al_pha.png"));
 
         w->overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
         w->actionSnapshot();
@@ -219,7 +214,7 @@ private slots:
         const QImage drawn = renderOverlayImage(w->overlay()->serialize(),
                                                 w->entries().at(w->currentRow()).imagePath());
         QVERIFY(drawn.save(path("saved.png"), "PNG")); // the file as it was written before
-        QCOMPARE(bytesOf(path("one.png")), bytesOf(path("saved.png")));
+        QCOMPARE(readBytes(path("one.png")), readBytes(path("saved.png")));
 
         // Drawn over the next turns of the event loop; a second request, or the window going,
         // completes the one before at once.

@@ -9,13 +9,6 @@
 
 namespace {
 
-// Written in place, as an editor that does not replace files would.
-bool writeInPlace(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 // Bumps a file's modification time the way a rewrite a moment later would.
 bool touchLater(const QString &path)
 {

@@ -1,3 +1,4 @@
+#include "filetestsupport.h"
 #include "profilefolderwatcher.h"
 #include "scratchtree.h"
 
@@ -12,12 +13,6 @@ class TestProfileFolderWatcher : public QObject
     QString m_root;
     QString m_profile;
 
-    static bool writeBytes(const QString &path, const QByteArray &bytes)
-    {
-        QFile file(path);
-        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-    }
-
 private slots:
     void init()
     {
@@ -25,7 +20,7 @@ private slots:
         removeScratchTree(m_home.filePath("roots"));
         m_profile = m_root + "/p1";
         QVERIFY(QDir().mkpath(m_profile));
-        QVERIFY(writeBytes(m_profile + "/overlay.json", "{}"));
+        QVERIFY(writeInPlace(m_profile + "/overlay.json", "{}"));
     }
 
     void changes_data()
@@ -54,9 +49,9 @@ private slots:
         else if (change == "remove")
             QVERIFY(removeScratchTree(m_profile));
         else if (change == "rewrite")
-            QVERIFY(writeBytes(m_profile + "/overlay.json", "{\"a\": 1}"));
+            QVERIFY(writeInPlace(m_profile + "/overlay.json", "{\"a\": 1}"));
         else if (change == "replace")
-            QVERIFY(writeBytes(m_profile + "/.tmp", "{}") &&
+            QVERIFY(writeInPlace(m_profile + "/.tmp", "{}") &&
                     ::rename(QFile::encodeName(m_profile + "/.tmp").constData(),
                              QFile::encodeName(m_profile + "/overlay.json").constData()) == 0);
         for (int i = 0; change == "burst" && i < 5; ++i)
@@ -92,7 +87,7 @@ private slots:
         watcher.watch({m_root}, {}, {});
         QCOMPARE(watcher.watchedPaths(), QStringList({m_root}));
         QSignalSpy folders(&watcher, &ProfileFolderWatcher::foldersChanged);
-        QVERIFY(writeBytes(m_profile + "/x", "1"));
+        QVERIFY(writeInPlace(m_profile + "/x", "1"));
         QTest::qWait(3 * ProfileFolderWatcher::kSettleMs);
         QCOMPARE(folders.count(), 0);
     }
