@@ -57,7 +57,7 @@ private slots:
         QVERIFY(param("speed")->isVisible());
         QTest::keyClick(actions, Qt::Key_Home);
         QVERIFY(m_box->binding().isEmpty());
-        QVERIFY(!edit->isEnabled());
+        QVERIFY(!edit->isEnabled() && !edit->isChecked()); // closed for the next action
         QCOMPARE(durty.count(), 2);
 
         m_box->setBinding(object(R"({"ref": "ghost"})")); // unknown to the catalog: shown by name

@@ -176,9 +176,13 @@ private slots:
         QCOMPARE(result.keys, QStringList({"joy_3", "joy_7"}));
         QVERIFY(!result.rawAxesMoved && result.buttonsChanged && result.buttonEvents.isEmpty());
 
-        // Another calibration takes the place of the first: the kept batch still reads the same.
+        // Another calibration takes the place of the first: its gates are gone (leaving the
+        // ring says nothing), and the kept batch still reads the same.
         calibration.gates = {};
+        readings.axes[3] = 100.0;
         processor.process(readings, calibration, 20, result);
+        QCOMPARE(result.keys, QStringList({"joy_3", "joy_7"}));
+        readings.axes[3] = -54.0;
         QCOMPARE(kept, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
 
         // A controller that comes back starts afresh: no axis known until it is read again, and

@@ -1,5 +1,6 @@
 #include "interactiveoverlay.h"
 #include "toucharea.h"
+#include "widgettestsupport.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -118,14 +119,17 @@ private slots:
         QVERIFY(!m_overlay->hasNode(2) && m_overlay->hasNode(1) && !m_overlay->hasNode(-1));
         QVERIFY(!m_overlay->renameNode(2, "Z") && !m_overlay->renameNode(1, " "));
         QVERIFY(!m_overlay->setNodeSource(2, QStringLiteral("Axe Y"), {}));
+        QSignalSpy dirty(m_overlay, &InteractiveOverlay::dirty);
+        dragWidget(m_overlay->pastille(1), QPoint(36, 36), QPoint(40, 0));
+        QCOMPARE(dirty.size(), 1);
         InteractiveOverlay other;
         other.resize(m_overlay->size());
         other.setBackgroundPixmap(picture);
         QVERIFY(other.load(m_overlay->serialize()));
         QCOMPARE(other.nodes(), m_overlay->nodes());
-        QCOMPARE(other.pastille(1)->geometry(), QRect(666, 466, 72, 72));
+        QCOMPARE(other.pastille(1)->geometry(), QRect(706, 466, 72, 72));
         m_overlay->resize(400, 600); // the picture is now (0, 200, 400, 200)
-        QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(333, 383, 36, 36));
+        QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(353, 383, 36, 36));
     }
 
     // A picture far larger than a screen is shown, decoded smaller, and pastilles follow it as

@@ -1,22 +1,10 @@
 #include "scripteddialogseam.h"
 #include "toucharea.h"
+#include "widgettestsupport.h"
 
 #include <QApplication>
 #include <QMenu>
 #include <QtTest>
-
-// A drag as plain events, since Qt Test's mouseMove carries no buttons.
-static void drag(TouchArea *p, const QPoint &from, const QPoint &delta)
-{
-    auto send = [p](QEvent::Type type, const QPoint &global, Qt::MouseButtons buttons) {
-        QMouseEvent e(type, p->mapFromGlobal(QPointF(global)), QPointF(global), Qt::LeftButton,
-                      buttons, Qt::NoModifier);
-        QApplication::sendEvent(p, &e);
-    };
-    send(QEvent::MouseButtonPress, p->mapToGlobal(from), Qt::LeftButton);
-    send(QEvent::MouseMove, p->mapToGlobal(from) + delta, Qt::LeftButton);
-    send(QEvent::MouseButtonRelease, p->mapToGlobal(from) + delta, Qt::NoButton);
-}
 
 class TestTouchArea : public QObject
 {
@@ -56,7 +44,7 @@ private slots:
         const bool resizing = m_pastille->resizeGripRect().contains(from);
         QSignalSpy moved(m_pastille, &TouchArea::moved);
         QSignalSpy resized(m_pastille, &TouchArea::resized);
-        drag(m_pastille, from, delta);
+        dragWidget(m_pastille, from, delta);
         QTEST(m_pastille->geometry(), "expected");
         QCOMPARE(moved.count(), resizing ? 0 : 1);
         QCOMPARE(resized.count(), resizing ? 1 : 0);
@@ -68,7 +56,7 @@ private slots:
         m_pastille->setEditable(false);
         QSignalSpy clicked(m_pastille, &TouchArea::clicked);
         QSignalSpy activated(m_pastille, &TouchArea::activated);
-        drag(m_pastille, QPoint(110, 110), QPoint(40, 40));
+        dragWidget(m_pastille, QPoint(110, 110), QPoint(40, 40));
         QVERIFY(clicked.count() == 1 && activated.count() == 1);
         QCOMPARE(activated[0][1].toString(), "Element");
         QCOMPARE(m_pastille->geometry(), QRect(50, 50, 120, 120));

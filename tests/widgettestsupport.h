@@ -1,11 +1,26 @@
 #pragma once
 
+#include <QApplication>
 #include <QFrame>
 #include <QLayout>
+#include <QMouseEvent>
 #include <QStringList>
 #include <QWidget>
 
 #include <algorithm>
+
+// A drag with the left button, as plain events since Qt Test's mouseMove carries no buttons.
+inline void dragWidget(QWidget *widget, const QPoint &from, const QPoint &delta)
+{
+    const auto send = [widget](QEvent::Type type, const QPoint &global, Qt::MouseButtons buttons) {
+        QMouseEvent e(type, widget->mapFromGlobal(QPointF(global)), QPointF(global), Qt::LeftButton,
+                      buttons, Qt::NoModifier);
+        QApplication::sendEvent(widget, &e);
+    };
+    send(QEvent::MouseButtonPress, widget->mapToGlobal(from), Qt::LeftButton);
+    send(QEvent::MouseMove, widget->mapToGlobal(from) + delta, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, widget->mapToGlobal(from) + delta, Qt::NoButton);
+}
 
 // The widgets under `root` that no layout places (class and object name): they would sit in the
 // top-left corner over the others. The insides of Qt's own widgets are left out.
