@@ -43,6 +43,16 @@ private slots:
                  QStringList({"Axe 2|axis://2", "Bouton 0|btn://0", "Bouton 1|btn://1"}));
     }
 
+    // Binding a profile is a change only when its id or the name the card shows differs.
+    void boundProfile()
+    {
+        DeviceEntry entry({{"name", "Pad"}});
+        QVERIFY(entry.setActiveProfile("a", "Alpha") && !entry.setActiveProfile("a", "Alpha"));
+        QVERIFY(entry.setActiveProfile("a", "Renamed"));
+        QCOMPARE(entry.activeProfileName(), "Renamed");
+        QVERIFY(entry.setActiveProfile({}, {}) && entry.activeProfileId().isEmpty());
+    }
+
 private:
     QTemporaryDir m_home;
 };

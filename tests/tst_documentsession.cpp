@@ -176,8 +176,10 @@ private slots:
     void coalescedSaveWritesOnce()
     {
         Editor editor(m_folder, 40);
+        QSignalSpy states(&editor.session, &DocumentSession::stateChanged);
         editor.edit("{\"v\": 2}");
         editor.edit("{\"v\": 3}");
+        QCOMPARE(states.size(), 1); // the first edit makes it dirty, the next change nothing
         QTRY_COMPARE(editor.saves, 1);
         QCOMPARE(readBytes(editor.path), QByteArray("{\"v\": 3}"));
         editor.edit("{\"v\": 4}");

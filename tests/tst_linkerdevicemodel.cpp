@@ -64,6 +64,8 @@ private slots:
         QCOMPARE(model->usnForRow(1), QStringLiteral("gp:0"));
         QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Pad B"));
         QVERIFY(!model->isSelected("gp:0") && !deviceAt(0)->isPolling());
+        // A plugged controller would come straight back, an unknown one is not there: refused.
+        QVERIFY(!model->deleteDevice("gp:0") && !model->deleteDevice("gp:nobody"));
         QCOMPARE(storedKv("gp:45e-28e:Pad A").value("nameOverride"), QJsonValue("Pilote"));
         // Selected but away: the host gets its description and a stand-in that reports no link.
         QList<IComInterface *> out;
