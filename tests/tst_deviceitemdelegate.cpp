@@ -77,6 +77,11 @@ class TestDeviceItemDelegate : public QObject
     Q_OBJECT
 
 private slots:
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression("QPainter"));
+    } // e.g. a state not restored
+
     void leftRelease_data()
     {
         QTest::addColumn<QString>("card"); // a released left click on three profiles, unless named
