@@ -45,9 +45,10 @@ private slots:
     }
 
     // Name, product and model under the picture of a 300 x 240 card, inside its 12 px margins;
-    // the warning of a controller away in the top-right corner.
+    // the close button in the top-left corner, the warning of a controller away in the top-right.
     void textRows()
     {
+        QCOMPARE(cardCloseRect(QRect(0, 0, 300, 240)), QRect(12, 12, 24, 24));
         QCOMPARE(cardTextRows(QRect(0, 0, 300, 240)),
                  (QList<QRect>{QRect(18, 123, 264, 21), QRect(18, 144, 264, 17),
                                QRect(18, 161, 264, 17)}));

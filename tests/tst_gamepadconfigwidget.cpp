@@ -152,6 +152,8 @@ private slots:
             QVERIFY(std::any_of(layouts.begin(), layouts.end(),
                                 [card](QLayout *layout) { return layout->indexOf(card) >= 0; }));
         }
+        const QImage surface = axisCard(1)->grab().toImage(); // the cards' own surface
+        QCOMPARE(surface.pixelColor(3, surface.height() / 2), QColor(0x21, 0x2b, 0x37));
         m_joysticks->backend.setAxisPresent(0, 0, false); // no card for an axis it lacks
         m_pad->poll();
         QTRY_COMPARE(m_panel->findChildren<AxisCard *>().size(), 3);
