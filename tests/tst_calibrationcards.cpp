@@ -192,6 +192,37 @@ private slots:
         QVERIFY(details->isVisibleTo(&button));
         QCOMPARE(unplacedWidgets(&button) + unplacedWidgets(&card), QStringList());
     }
+
+    // The preview spans -100..100 over 200 px from x = 5: the dead zone is a band around the
+    // rest point, on both sides of a stick's rest and on the travel side of a trigger's.
+    void previewShowsTheDeadZone_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QString>("band"); // per column: x dead zone, t travel alone, . nothing
+        QTest::newRow("stick") << int(GamepadCalibration::AxisMode::Bidirectional) << ".xx.";
+        QTest::newRow("trigger") << int(GamepadCalibration::AxisMode::Trigger) << "..xt";
+    }
+    void previewShowsTheDeadZone()
+    {
+        QFETCH(int, mode);
+        AxisSettings settings;
+        settings.mode = GamepadCalibration::AxisMode(mode);
+        settings.restRaw = -40; // a trigger's travel goes up from there, to 100
+        settings.deadzoneRadius = 20;
+        AxisCalibrationPreviewWidget preview;
+        preview.resize(210, 18);
+        preview.setSettings(settings);
+        preview.setLiveRaw(90); // the live marker, away from the columns looked at
+        QImage image(preview.size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        preview.render(&image, {}, {}, QWidget::DrawChildren);
+        QString band;
+        for (const int raw : {-70, -50, -30, -10}) { // above the track, within a band's height
+            const int alpha = image.pixelColor(105 + raw, 5).alpha();
+            band += alpha == 0 ? '.' : alpha <= 45 ? 't' : 'x'; // travel alone is fainter
+        }
+        QTEST(band, "band");
+    }
 };
 
 QTEST_MAIN(TestCalibrationCards)

@@ -500,6 +500,7 @@ private slots:
         ScriptedDialogs dialogs;
         button("Mesurer…")->click(); // axis 0 rests at 54 and travels -70..100
         QPointer<CalibrationMeasureDialog> dialog = m_panel->measureDialog();
+        QCOMPARE(unplacedWidgets(dialog), QStringList());
         for (qint64 t = 0; t <= CalibrationMeasureDialog::kRestDurationMs; t += 100)
             dialog->addSample(t, {true, true}, {54.0, 0.0});
         for (double x : {-70.0, 100.0, 54.0})

@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QCheckBox>
 #include <QtTest>
 
 namespace {
@@ -218,6 +219,10 @@ private slots:
         QTest::keyClick(name, Qt::Key_Return);
         QCOMPARE(e->overlay.node(node).title.endsWith("Z"), editable);
         QTEST(e->slotTexts(), "slots");
+        if (auto *splitBox = e->inspector.findChild<QCheckBox *>(); splitBox && editable) {
+            splitBox->click();
+            QCOMPARE(e->overlay.node(node).split, !split);
+        }
     }
 
     // The publish mode is stored at once; Learn on a whole cross takes X, then another axis for Y.
