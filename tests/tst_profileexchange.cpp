@@ -122,6 +122,8 @@ private slots:
             {{"overlay", QJsonObject{{"type", "InteractiveOverlay"},
                                      {"pad", QString(kMaxJsonFileBytes, 'x')}}}},
             "Overlay trop volumineux (");
+        add("no picture", {{"imageBase64", QJsonValue()}});
+        add("picture as a number", {{"imageBase64", 5}}, "Image illisible dans le document.");
         add("invalid base64", {{"imageBase64", "AA=E"}}, "Image illisible dans le document.");
         add("image over 32 MiB",
             {{"imageBase64", QString((kMaxExchangeImageBytes + 2) / 3 * 4 + 4, 'A')}},
@@ -156,7 +158,8 @@ private slots:
             return;
         const QString name = tag == "no name" ? "Gamepad importé" : "Pad";
         QCOMPARE(QStringList({meta.name, meta.imageFile}), QStringList({name, "image.png"}));
-        QCOMPARE(readBytes(meta.imagePath()), QByteArray("\x00\x01\x02\x03", 4));
+        QCOMPARE(readBytes(meta.imagePath()),
+                 tag == "no picture" ? QByteArray() : QByteArray("\x00\x01\x02\x03", 4));
     }
 
     void parseRefusals_data()
