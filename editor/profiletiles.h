@@ -68,8 +68,7 @@ private:
     std::unique_ptr<Contents> m_contents; // outlives the workers
     QThreadPool m_pool;
     QHash<QString, QIcon> m_cache; // by file identity; a null icon for an unreadable file
-    QHash<QString, ContentDigest>
-        m_contentOf; // file identity -> its bytes' key, for m_cache's files
+    QHash<QString, ContentDigest> m_contentOf; // file identity -> its bytes, for m_cache's
     QHash<QString, QList<QPersistentModelIndex>> m_waiting; // tiles waiting for a decode
     QSet<QString> m_decoding;                               // asked for, under way or to start
     QList<std::pair<QString, QString>> m_toDecode;          // identity and path, not started yet
