@@ -327,7 +327,7 @@ private slots:
     }
 
     // A hidden panel builds the pastilles of the last profile it was given once it is shown, as a
-    // shown panel would have at once; until then the previous ones stay unbuilt and unsaved.
+    // shown panel would have at once; until then it holds the previous profile's.
     void hiddenPanelBuildsTheLastProfileWhenShown()
     {
         m_linker->hide();
