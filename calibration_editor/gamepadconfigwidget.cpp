@@ -264,6 +264,7 @@ void GamepadConfigWidget::watchDevice(ControlManette *device)
     connect(device, &ControlManette::connectedChanged, this,
             &GamepadConfigWidget::onConnectedChanged);
     connect(device, &QObject::destroyed, this, &GamepadConfigWidget::onDeviceGone);
+    watchWear();
 }
 
 ControlManette *GamepadConfigWidget::device() const

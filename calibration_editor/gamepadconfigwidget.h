@@ -5,6 +5,7 @@
 #include "gamepadaxiscalibrationwidget.h"
 #include "gamepadgatecalibrationwidget.h"
 #include "profilestore.h"
+#include "weardetection.h"
 
 #include <QElapsedTimer>
 #include <QList>
@@ -149,6 +150,8 @@ private:
     void addButtonCards(const GamepadCalibration &calibration, const QSet<int> &expanded);
     void addGateCards(const GamepadCalibration &calibration);
     quint32 layoutKey() const;
+    void watchWear();
+    void showWearReports();
 
     // The measurement (gamepadconfigmeasure.cpp).
     bool measurementMayApply();
@@ -172,6 +175,9 @@ private:
     QList<GamepadButtonCalibrationWidget *> m_buttonCards;
     QList<GamepadGateCalibrationWidget *> m_gateCards;
     QList<bool> m_gateInside;
+    // Bounces and drift seen in the controller's polls, shown on the cards.
+    ChatterDetector m_chatter;
+    DriftDetector m_drift;
     quint32 m_cardLayout = 0;
     bool m_cardsWaitForShow = false; // Cards::WhenShown, until the panel is first shown
 

@@ -265,6 +265,42 @@ private slots:
         QVERIFY(axisCard(0)->isExpanded() && !axisCard(1)->isExpanded());
     }
 
+    // A bouncing button and a drifting stick are told on their cards; their fixes are saved.
+    void wearIsFixedThroughTheSave()
+    {
+        m_panel->setProfile(GamepadProfileInfo()); // the base needs no profile
+        qint64 now = 0;
+        m_pad->setClockSource([&now] { return now; });
+        const auto pollAt = [&](qint64 t, int button, bool down) {
+            now = t;
+            m_joysticks->backend.setButton(0, button, down);
+            m_pad->poll();
+        };
+        for (qint64 t = 1000; t < 1900; t += 300) { // each press bounces once, 5 ms after
+            for (const auto &[dt, down] : {std::pair{0, true}, {1, false}, {6, true}, {150, false}})
+                pollAt(t + dt, 3, down);
+        }
+        m_joysticks->backend.setAxis(0, 0, 20.0);
+        for (qint64 t = 2000; t <= 2000 + wear::kDriftHoldMs; t += 10)
+            pollAt(t, 3, false);
+        m_panel->updateLiveValues();
+        const WearNotice &bounces = m_panel->findChildren<ButtonCard *>().at(3)->bounceNotice();
+        const WearNotice &drift = axisCard(0)->driftNotice();
+        QCOMPARE(bounces.label->text() + " | " + drift.label->text(),
+                 "Rebonds détectés : 3 | Dérive : repos à 20.0");
+        QVERIFY(!axisCard(1)->driftNotice().row->isVisibleTo(m_panel.get()));
+
+        QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
+        QTest::mouseClick(bounces.action, Qt::LeftButton);
+        QTest::mouseClick(drift.action, Qt::LeftButton);
+        QTRY_COMPARE(saved.count(), 1);
+        const GamepadCalibration fixed = onDisk(baseFile());
+        QCOMPARE(fixed.buttons[3].debounceMs, 12); // the bounces came 6 ms after their press
+        QCOMPARE(fixed.axes[0].restRaw, 20.0);
+        m_panel->updateLiveValues();
+        QVERIFY(!bounces.row->isVisibleTo(m_panel.get()) && !drift.row->isVisibleTo(m_panel.get()));
+    }
+
     // A switch saves first; the override is made from the base once, kept until deleted.
     void profileScope()
     {
