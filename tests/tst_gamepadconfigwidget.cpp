@@ -301,6 +301,49 @@ private slots:
         QVERIFY(!bounces.row->isVisibleTo(m_panel.get()) && !drift.row->isVisibleTo(m_panel.get()));
     }
 
+    // "Enregistrer…" records the panel's controller into the file asked for until pressed again;
+    // a full disk stops it with the reason and leaves whole lines.
+    void recording()
+    {
+        ScriptedDialogSeam dialogs;
+        setDialogSeam(&dialogs);
+        auto *record = m_panel->findChild<QPushButton *>("recordButton");
+        QCOMPARE(record->text(), "Enregistrer…");
+        dialogs.cancelNext();
+        QTest::mouseClick(record, Qt::LeftButton);
+        QVERIFY(!m_panel->isRecording() && !record->isChecked());
+
+        const QString path = m_home.filePath("session.jsonl");
+        const auto pressFor = [this](int polls) {
+            for (int i = 0; i < polls; ++i) {
+                m_joysticks->backend.setButton(0, 1, i % 2);
+                m_pad->poll();
+            }
+        };
+        dialogs.answerPath(path);
+        QTest::mouseClick(record, Qt::LeftButton);
+        QVERIFY(m_panel->isRecording() && record->isChecked());
+        pressFor(4);
+        QTest::mouseClick(record, Qt::LeftButton);
+        pressFor(4);
+        const QList<QByteArray> lines = readBytes(path).split('\n');
+        QCOMPARE(lines.size(), 5); // four polls, then the end of the last line
+        QVERIFY(lines[0].startsWith("{\"t\": ") && lines[0].contains("\"name\": \"Test Pad\""));
+        QVERIFY(lines[1].endsWith("\"buttons\": [1]}") && lines[4].isEmpty());
+
+        dialogs.answerPath(path);
+        QTest::mouseClick(record, Qt::LeftButton);
+        QVERIFY(runUnder(
+            FileFault::DiskFull, [&] { return pressFor(400), true; }, 16384));
+        QVERIFY(!m_panel->isRecording() && !record->isChecked());
+        QCOMPARE(dialogs.prompts().last().title, "Enregistrer");
+        QCOMPARE(dialogs.prompts().last().text,
+                 "Enregistrement arrêté, " + path +
+                     " garde ce qui a été écrit : " + QString::fromLocal8Bit(strerror(EFBIG)));
+        QVERIFY(readBytes(path).endsWith("}\n"));
+        setDialogSeam(nullptr);
+    }
+
     // A switch saves first; the override is made from the base once, kept until deleted.
     void profileScope()
     {
