@@ -317,6 +317,10 @@ std::optional<MonitorOptions> parseMonitorArguments(const QStringList &arguments
     options.recordPath = parser.value(QStringLiteral("record"));
     if (!readSlot(parser, &options, error))
         return std::nullopt;
+    if (!options.recordPath.isEmpty() && !options.replayPath.isEmpty()) {
+        *error = QStringLiteral("--record and --replay cannot be used together");
+        return std::nullopt;
+    }
     if (parser.isSet(QStringLiteral("duration"))) {
         const QString duration = parser.value(QStringLiteral("duration"));
         options.durationMs = durationMs(duration);

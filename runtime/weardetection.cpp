@@ -28,6 +28,8 @@ void ChatterDetector::feed(int button, bool pressed, qint64 nowMs)
     if (!validButton(button))
         return;
     ButtonTrace &trace = m_buttons[std::size_t(button)];
+    if (nowMs < trace.lastPressMs || nowMs < trace.lastReleaseMs) // the device's clock restarted
+        trace = ButtonTrace{trace.down, -1, -1, {}};
     if (pressed == trace.down)
         return;
     trace.down = pressed;
@@ -117,7 +119,7 @@ void DriftDetector::feed(const JoystickReadings &readings, const GamepadCalibrat
             std::fabs(raw - calibration.axes[axis].restRaw) > calibration.axes[axis].deadzoneRadius;
         if (moved[std::size_t(axis)] || !readings.axisPresent[std::size_t(axis)])
             trace.anchor = raw;
-        if (!trace.tracked || moved[std::size_t(axis)] || othersMoved)
+        if (!trace.tracked || moved[std::size_t(axis)] || othersMoved || nowMs < trace.sinceMs)
             restart(trace, nowMs);
         trace.sum += raw;
         ++trace.samples;

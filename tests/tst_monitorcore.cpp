@@ -99,6 +99,8 @@ private slots:
             << QStringList{"--record", "r.jsonl", "--slot", "7"} << 0 << "";
         QTest::newRow("slot 8") << QStringList{"--record", "r", "--slot", "8"} << -1
                                 << "--slot takes a controller index from 0 to 7, not \"8\"";
+        QTest::newRow("record a replay") << QStringList{"--record", "r", "--replay", "s"} << -1
+                                         << "--record and --replay cannot be used together";
         QTest::newRow("slot alone")
             << QStringList{"--slot", "0"} << -1 << "--slot chooses the controller of --record";
         QTest::newRow("empty calibration")

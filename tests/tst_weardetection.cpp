@@ -79,6 +79,9 @@ private slots:
         QTEST(detector.reportedBounces(3, debounceMs, end), "reported");
         QCOMPARE(detector.reportedBounces(2, 0, end), 0);
         QCOMPARE(detector.reportedBounces(3, 0, end + wear::kBounceMemoryMs), 0); // forgotten
+        ChatterDetector restarted = detector; // the device's clock starts again
+        restarted.feed(3, true, 10);
+        QCOMPARE(restarted.bouncesPassing(3, 0, 10), 0);
 
         const qint32 suggested = detector.suggestedDebounceMs(3, end);
         QCOMPARE(suggested == 0, detector.bouncesPassing(3, 0, end) == 0);
