@@ -6,6 +6,11 @@
 #include <QJsonDocument>
 #include <QLocale>
 
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 QByteArray jsonText(const QString &text)
@@ -30,6 +35,29 @@ QByteArray inputsText(const JoystickReadings &readings)
             buttons << QByteArray::number(button);
     }
     return "\"axes\": [" + axes.join(", ") + "], \"buttons\": [" + buttons.join(", ") + "]";
+}
+
+// The file asked for, opened empty for writing: never through a symbolic link, and never
+// anything but a regular file (a pipe or a device there is refused without blocking on it).
+int openRegularFileForWriting(const QString &path, int *osError)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        *osError = errno;
+        return -1;
+    }
+    struct stat info;
+    if (::fstat(fd, &info) != 0)
+        *osError = errno;
+    else if (!S_ISREG(info.st_mode))
+        *osError = EINVAL;
+    else if (::ftruncate(fd, 0) != 0 || ::fcntl(fd, F_SETFL, 0) != 0)
+        *osError = errno;
+    else
+        return fd;
+    ::close(fd);
+    return -1;
 }
 
 } // namespace
@@ -64,11 +92,20 @@ QByteArray InputRecorder::headerLine(qint64 timeMs, const JoystickReadings &read
 bool InputRecorder::start(ControlManette *device, const QString &path, QString *error)
 {
     stop();
-    m_file.setFileName(path);
-    if (!device ||
-        !m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
+    if (!device) {
         if (error)
-            *error = device ? m_file.errorString() : tr("no controller");
+            *error = tr("no controller");
+        return false;
+    }
+    int osError = 0;
+    const int fd = openRegularFileForWriting(path, &osError);
+    m_path = path;
+    if (fd < 0 || !m_file.open(fd, QIODevice::WriteOnly | QIODevice::Unbuffered,
+                               QFileDevice::AutoCloseHandle)) {
+        if (error)
+            *error = fd < 0 ? qt_error_string(osError) : m_file.errorString();
+        if (fd >= 0)
+            ::close(fd);
         return false;
     }
     m_device = device;

@@ -25,7 +25,7 @@ public:
     bool start(ControlManette *device, const QString &path, QString *error);
     void stop();
     bool isRecording() const { return m_file.isOpen(); }
-    QString path() const { return m_file.fileName(); }
+    QString path() const { return m_path; }
     int linesWritten() const { return m_lines; }
 
     // The replay lines, for one poll's readings at `timeMs`.
@@ -43,6 +43,7 @@ private:
 
     QPointer<ControlManette> m_device;
     QFile m_file;
+    QString m_path;
     QByteArray m_lastReadings; // the last line's inputs, to skip polls that change nothing
     qint64 m_size = 0;         // bytes of whole lines
     int m_lines = 0;

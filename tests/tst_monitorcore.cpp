@@ -216,6 +216,12 @@ private slots:
         const QStringList replayed = replay(kept);
         QCOMPARE(replayed.at(0), QString::number(kExitSuccess));
         QVERIFY(live.startsWith(replayed.at(1)) && replayed.at(1).size() > live.size() / 2);
+        // Only the file asked for is written: a link or a pipe standing there is refused.
+        const QString link = m_home.filePath("link.jsonl"), pipe = m_home.filePath("pipe.jsonl");
+        QVERIFY(QFile::link(path, link) && mkfifo(QFile::encodeName(pipe).constData(), 0644) == 0);
+        QCOMPARE(recordSession(link), QString::fromLocal8Bit(strerror(ELOOP)));
+        QCOMPARE(recordSession(pipe), QString::fromLocal8Bit(strerror(ENXIO))); // nobody reads it
+        QCOMPARE(readBytes(path), kept);
     }
 
 private:
