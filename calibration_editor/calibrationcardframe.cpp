@@ -2,6 +2,8 @@
 
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -46,4 +48,33 @@ CalibrationCardFrame buildCalibrationCardFrame(QWidget *owner, const QString &ca
         details->setVisible(expanded);
     });
     return frame;
+}
+
+WearNotice addWearNotice(const CalibrationCardFrame &frame, const QString &actionText,
+                         const QString &actionToolTip)
+{
+    WearNotice notice;
+    notice.row = new QWidget(frame.card);
+    notice.row->setObjectName(QStringLiteral("wearNotice"));
+    notice.row->setVisible(false);
+    auto *layout = new QHBoxLayout(notice.row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    notice.label = new QLabel(notice.row);
+    notice.label->setObjectName(QStringLiteral("wearLabel"));
+    notice.action = new QPushButton(actionText, notice.row);
+    notice.action->setObjectName(QStringLiteral("wearAction"));
+    notice.action->setToolTip(actionToolTip);
+    layout->addWidget(notice.label, 1);
+    layout->addWidget(notice.action);
+    // Between the header and the details.
+    static_cast<QVBoxLayout *>(frame.card->layout())->insertWidget(1, notice.row);
+    return notice;
+}
+
+void WearNotice::show(const QString &text) const
+{
+    if (label->text() != text)
+        label->setText(text);
+    if (row->isVisibleTo(row->parentWidget()) != !text.isEmpty())
+        row->setVisible(!text.isEmpty());
 }

@@ -4,6 +4,8 @@
 
 class QFrame;
 class QHBoxLayout;
+class QLabel;
+class QPushButton;
 class QToolButton;
 class QVBoxLayout;
 class QWidget;
@@ -24,3 +26,18 @@ struct CalibrationCardFrame
 CalibrationCardFrame buildCalibrationCardFrame(QWidget *owner, const QString &cardName,
                                                const QString &headerLayoutName,
                                                const QString &expandTooltip);
+
+// A line under a card's header telling of wear (bounces, drift) with the button that fixes it;
+// hidden until there is something to tell.
+struct WearNotice
+{
+    QWidget *row = nullptr;
+    QLabel *label = nullptr;
+    QPushButton *action = nullptr;
+
+    // Shows `text`, or hides the line for an empty text; touches nothing when unchanged.
+    void show(const QString &text) const;
+};
+
+WearNotice addWearNotice(const CalibrationCardFrame &frame, const QString &actionText,
+                         const QString &actionToolTip);

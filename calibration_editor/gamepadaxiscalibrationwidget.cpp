@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPixmap>
+#include <QPushButton>
 #include <QSignalBlocker>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -161,6 +162,12 @@ void GamepadAxisCalibrationWidget::buildUi(const QString &displayName)
     m_expandButton = frame.expandButton;
     m_details = frame.details;
     QVBoxLayout *detailsLayout = frame.detailsLayout;
+
+    m_driftNotice =
+        addWearNotice(frame, QStringLiteral("Recentrer"),
+                      QStringLiteral("Capturer la position actuelle comme repos de l'axe."));
+    connect(m_driftNotice.action, &QPushButton::clicked, this,
+            [this] { Q_EMIT captureRequested(CaptureTarget::Rest); });
 
     const QString title = displayName.isEmpty()
                               ? QStringLiteral("joy_%1").arg(m_axisIndex)
@@ -350,6 +357,12 @@ void GamepadAxisCalibrationWidget::edited()
 {
     m_preview->setSettings(m_settings);
     Q_EMIT settingsChanged(m_settings);
+}
+
+void GamepadAxisCalibrationWidget::setDriftReport(std::optional<double> rest)
+{
+    m_driftNotice.show(rest ? QStringLiteral("Dérive : repos à %1").arg(*rest, 0, 'f', 1)
+                            : QString());
 }
 
 void GamepadAxisCalibrationWidget::setLiveValues(double raw, double output)

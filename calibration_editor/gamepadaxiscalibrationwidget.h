@@ -1,8 +1,11 @@
 #pragma once
 
+#include "calibrationcardframe.h"
 #include "gamepadcalibration.h"
 
 #include <QWidget>
+
+#include <optional>
 
 class QCheckBox;
 class QComboBox;
@@ -55,6 +58,9 @@ public:
     void setSettings(const GamepadCalibration::AxisSettings &settings);
     // The live timer's entry: labels and preview change only when the values do.
     void setLiveValues(double raw, double output);
+    // "Dérive : repos à X" with "Recentrer", which asks for the rest capture; nothing without.
+    void setDriftReport(std::optional<double> rest);
+    const WearNotice &driftNotice() const { return m_driftNotice; }
 
     bool isExpanded() const;
     void setExpanded(bool expanded);
@@ -72,6 +78,7 @@ private:
     GamepadCalibration::AxisSettings m_settings;
     double m_liveRaw = 0.0;
     double m_liveOutput = 0.0;
+    WearNotice m_driftNotice;
 
     QToolButton *m_expandButton = nullptr;
     QLabel *m_rawLabel = nullptr;

@@ -7,6 +7,7 @@
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPushButton>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QStringList>
@@ -91,6 +92,15 @@ void GamepadButtonCalibrationWidget::buildUi()
     m_expandButton = frame.expandButton;
     m_details = frame.details;
     QVBoxLayout *detailsLayout = frame.detailsLayout;
+
+    m_bounceNotice =
+        addWearNotice(frame, QStringLiteral("Corriger"),
+                      QStringLiteral("Regler l'anti-rebond juste au-dessus des rebonds observes."));
+    connect(m_bounceNotice.action, &QPushButton::clicked, this, [this] {
+        m_settings.debounceMs = m_suggestedDebounceMs;
+        showSettings();
+        Q_EMIT settingsChanged(m_settings);
+    });
 
     auto *title = new QLabel(QStringLiteral("but_%1").arg(m_buttonIndex), header);
     title->setObjectName(QStringLiteral("buttonTitleLabel"));
@@ -207,6 +217,13 @@ void GamepadButtonCalibrationWidget::edited()
 {
     m_summaryLabel->setText(buttonSummaryText(m_settings));
     Q_EMIT settingsChanged(m_settings);
+}
+
+void GamepadButtonCalibrationWidget::setBounceReport(int bounces, qint32 suggestedDebounceMs)
+{
+    m_suggestedDebounceMs = suggestedDebounceMs;
+    m_bounceNotice.show(bounces > 0 ? QStringLiteral("Rebonds détectés : %1").arg(bounces)
+                                    : QString());
 }
 
 void GamepadButtonCalibrationWidget::setPressed(bool pressed)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calibrationcardframe.h"
 #include "gamepadcalibration.h"
 
 #include <QWidget>
@@ -31,6 +32,10 @@ public:
     void setPressed(bool pressed);
     bool isPressed() const { return m_pressed; }
 
+    // "Rebonds détectés : N" with "Corriger", which sets `suggestedDebounceMs`; nothing for 0.
+    void setBounceReport(int bounces, qint32 suggestedDebounceMs);
+    const WearNotice &bounceNotice() const { return m_bounceNotice; }
+
     bool isExpanded() const;
     void setExpanded(bool expanded);
 
@@ -45,6 +50,8 @@ private:
     int m_buttonIndex = 0;
     GamepadCalibration::ButtonSettings m_settings;
     bool m_pressed = false;
+    qint32 m_suggestedDebounceMs = 0;
+    WearNotice m_bounceNotice;
 
     QToolButton *m_expandButton = nullptr;
     QLabel *m_stateLabel = nullptr;

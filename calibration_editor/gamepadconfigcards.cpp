@@ -100,6 +100,8 @@ void GamepadConfigWidget::captureAxis(int axis, GamepadAxisCalibrationWidget::Ca
         if (card->axisIndex() == axis)
             card->setSettings(settings);
     }
+    if (target == Target::Rest)
+        m_drift.clear(axis);
     editDone();
 }
 
@@ -309,6 +311,35 @@ void GamepadConfigWidget::updateLiveValues()
             QPointF(outputs[size_t(settings.xAxis)], outputs[size_t(settings.yAxis)]),
             m_gateInside[gate]);
     }
+    showWearReports();
     if (m_measureDialog && m_device->isConnected())
         m_measureDialog->addSample(m_clock.elapsed(), state.axisPresent(), state.rawAxes());
+}
+
+// Every poll of the controller feeds the detectors with its raw readings on the device's clock.
+void GamepadConfigWidget::watchWear()
+{
+    m_chatter = ChatterDetector();
+    m_drift = DriftDetector();
+    connect(m_device, &ControlManette::polled, this, [this] {
+        const JoystickReadings &readings = m_device->lastReadings();
+        m_chatter.feed(readings.buttons, m_device->lastPollMs());
+        m_drift.feed(readings, editedCalibration(), m_device->lastPollMs());
+    });
+}
+
+// What the cards say is measured against the shown calibration: a debounce set there already
+// covers the bounces it removes.
+void GamepadConfigWidget::showWearReports()
+{
+    const qint64 now = m_device->lastPollMs();
+    const GamepadCalibration &calibration = editedCalibration();
+    for (GamepadButtonCalibrationWidget *card : std::as_const(m_buttonCards)) {
+        const int button = card->buttonIndex();
+        card->setBounceReport(
+            m_chatter.reportedBounces(button, calibration.buttons[button].debounceMs, now),
+            m_chatter.suggestedDebounceMs(button, now));
+    }
+    for (GamepadAxisCalibrationWidget *card : std::as_const(m_axisCards))
+        card->setDriftReport(m_drift.driftRest(card->axisIndex(), now));
 }

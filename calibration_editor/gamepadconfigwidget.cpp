@@ -176,6 +176,13 @@ void GamepadConfigWidget::buildActions(QVBoxLayout *root)
                                    QStringLiteral("Mesurer le repos, le bruit et les butees de "
                                                   "chaque axe, puis proposer une calibration."),
                                    this);
+    m_recordButton = actionButton(
+        QStringLiteral("Enregistrer…"),
+        QStringLiteral("Enregistrer ce que la manette envoie dans un fichier, jusqu'au prochain "
+                       "clic, pour le joindre a un rapport de bug."),
+        this);
+    m_recordButton->setObjectName(QStringLiteral("recordButton"));
+    m_recordButton->setCheckable(true);
     m_copyBaseButton =
         actionButton(QStringLiteral("Copier base vers profil"),
                      QStringLiteral("Copier la base manette vers un override du profil."), this);
@@ -194,13 +201,15 @@ void GamepadConfigWidget::buildActions(QVBoxLayout *root)
     connect(m_captureRestButton, &QPushButton::clicked, this,
             &GamepadConfigWidget::captureRestForAll);
     connect(m_measureButton, &QPushButton::clicked, this, &GamepadConfigWidget::openMeasurement);
+    connect(m_recordButton, &QPushButton::clicked, this, &GamepadConfigWidget::toggleRecording);
     connect(m_copyBaseButton, &QPushButton::clicked, this, &GamepadConfigWidget::copyBaseToProfile);
     connect(m_deleteOverrideButton, &QPushButton::clicked, this,
             &GamepadConfigWidget::deleteOverride);
     connect(m_resetButton, &QPushButton::clicked, this,
             &GamepadConfigWidget::resetCurrentCalibration);
     connect(m_startEmptyButton, &QPushButton::clicked, this, &GamepadConfigWidget::offerStartEmpty);
-    for (QPushButton *button : {m_captureRestButton, m_measureButton, m_copyBaseButton,
+    for (QPushButton *button : {m_captureRestButton, m_measureButton, m_recordButton,
+                                m_copyBaseButton,
                                 m_deleteOverrideButton, m_resetButton, m_startEmptyButton})
         actions->addWidget(button);
     actions->addStretch(1);
@@ -255,6 +264,7 @@ void GamepadConfigWidget::watchDevice(ControlManette *device)
 {
     if (m_device)
         disconnect(m_device, nullptr, this, nullptr);
+    stopRecording();
     m_device = device;
     if (!device)
         return;
@@ -264,6 +274,7 @@ void GamepadConfigWidget::watchDevice(ControlManette *device)
     connect(device, &ControlManette::connectedChanged, this,
             &GamepadConfigWidget::onConnectedChanged);
     connect(device, &QObject::destroyed, this, &GamepadConfigWidget::onDeviceGone);
+    watchWear();
 }
 
 ControlManette *GamepadConfigWidget::device() const
@@ -354,6 +365,7 @@ void GamepadConfigWidget::onDeviceGone()
     for (DocumentSession *session : m_sessions)
         session->flush();
     cancelMeasurement(QStringLiteral("La manette a été débranchée : mesure annulée."));
+    stopRecording();
     refreshHeader();
 }
 
@@ -420,6 +432,7 @@ void GamepadConfigWidget::refreshEditability()
     const bool canOverride = profileCanCarryOverride(m_profile);
     m_captureRestButton->setEnabled(connectedNow && editable);
     m_measureButton->setEnabled(connectedNow && editable);
+    m_recordButton->setEnabled(connectedNow || isRecording());
     m_resetButton->setEnabled(editable);
     m_addGateButton->setEnabled(editable);
     m_copyBaseButton->setEnabled(canOverride);

@@ -5,6 +5,7 @@
 #include "gamepadaxiscalibrationwidget.h"
 #include "gamepadgatecalibrationwidget.h"
 #include "profilestore.h"
+#include "weardetection.h"
 
 #include <QElapsedTimer>
 #include <QList>
@@ -18,6 +19,7 @@
 class CalibrationMeasureDialog;
 class ControlManette;
 class GamepadButtonCalibrationWidget;
+class InputRecorder;
 class QComboBox;
 class QGridLayout;
 class QLabel;
@@ -59,6 +61,7 @@ public:
     const GamepadCalibration &editedCalibration() const;
     const ResolvedCalibration &resolvedCalibration() const { return m_resolved; }
     bool isSavePending() const;
+    bool isRecording() const;
     // Edits of either scope that are not on disk (waiting for their save, or after a failure).
     bool hasUnsavedEdits() const;
     // The session that keeps the file of a scope.
@@ -90,6 +93,9 @@ public slots:
     void openMeasurement();
     // "Recommencer à vide" for the shown scope after its file could not be read.
     void offerStartEmpty();
+    // "Enregistrer…": records what the controller sends into a file asked for, until pressed
+    // again, for a bug report (replayed by gamepad-monitor --replay).
+    void toggleRecording();
 
 protected:
     bool event(QEvent *event) override;
@@ -149,6 +155,12 @@ private:
     void addButtonCards(const GamepadCalibration &calibration, const QSet<int> &expanded);
     void addGateCards(const GamepadCalibration &calibration);
     quint32 layoutKey() const;
+    void watchWear();
+    void showWearReports();
+
+    // The recording (gamepadconfigrecord.cpp).
+    void stopRecording();
+    void recordingFailed(const QString &reason);
 
     // The measurement (gamepadconfigmeasure.cpp).
     bool measurementMayApply();
@@ -172,6 +184,9 @@ private:
     QList<GamepadButtonCalibrationWidget *> m_buttonCards;
     QList<GamepadGateCalibrationWidget *> m_gateCards;
     QList<bool> m_gateInside;
+    // Bounces and drift seen in the controller's polls, shown on the cards.
+    ChatterDetector m_chatter;
+    DriftDetector m_drift;
     quint32 m_cardLayout = 0;
     bool m_cardsWaitForShow = false; // Cards::WhenShown, until the panel is first shown
 
@@ -180,6 +195,7 @@ private:
     // The measurement is bound to the controller, the profile and the scope it was started for:
     // it is cancelled when the first two change and applies to no other scope.
     QPointer<CalibrationMeasureDialog> m_measureDialog;
+    InputRecorder *m_recorder = nullptr;
     int m_measureScope = BaseScope;
 
     QLabel *m_deviceLabel = nullptr;
@@ -191,6 +207,7 @@ private:
     QPushButton *m_copyBaseButton = nullptr;
     QPushButton *m_deleteOverrideButton = nullptr;
     QPushButton *m_measureButton = nullptr;
+    QPushButton *m_recordButton = nullptr;
     QPushButton *m_resetButton = nullptr;
     QPushButton *m_startEmptyButton = nullptr;
     QPushButton *m_addGateButton = nullptr;

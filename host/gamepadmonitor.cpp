@@ -4,6 +4,7 @@
 #include "consolestreams.h"
 #include "gamepadmanager.h"
 #include "hostprocess.h"
+#include "inputrecorder.h"
 #include "monitorcore.h"
 
 #include <QCoreApplication>
@@ -16,9 +17,39 @@
 
 namespace {
 
-int runLive(QCoreApplication &app, bool demo, int durationMs,
+void quitWith(QCoreApplication &app, int code)
+{
+    QMetaObject::invokeMethod(
+        &app, [&app, code] { app.exit(code); }, Qt::QueuedConnection);
+}
+
+// Records the chosen controller; false when it is not the one to record, or the file fails.
+bool startRecording(QCoreApplication &app, InputRecorder &recorder, const MonitorOptions &options,
+                    ControlManette *device)
+{
+    if (recorder.isRecording() || (options.slot >= 0 && device->deviceId() != options.slot))
+        return false;
+    QString error;
+    if (!recorder.start(device, options.recordPath, &error)) {
+        err() << "--record: cannot write " << options.recordPath << ": " << error << Qt::endl;
+        quitWith(app, kExitWriteFailed);
+        return false;
+    }
+    QObject::connect(&recorder, &InputRecorder::failed, &app, [&app, &options](const QString &why) {
+        err() << "--record: " << options.recordPath << ": " << why << "; recording stopped"
+              << Qt::endl;
+        quitWith(app, kExitWriteFailed);
+    });
+    printBatchesOnDeviceClock(device, out());
+    return true;
+}
+
+int runLive(QCoreApplication &app, const MonitorOptions &options,
             const std::optional<GamepadCalibration> &calibration)
 {
+    const bool demo = options.addVirtual;
+    const int durationMs = options.durationMs;
+    InputRecorder recorder;
     std::optional<DemoJoystickBackend> demoBackend;
     if (demo) {
         demoBackend.emplace(joystickBackend());
@@ -35,19 +66,22 @@ int runLive(QCoreApplication &app, bool demo, int durationMs,
 
     GamepadManager *manager = GamepadManager::instance();
     auto attach = [&](ControlManette *device) {
+        if (!options.recordPath.isEmpty() && !startRecording(app, recorder, options, device))
+            return;
         err() << QStringLiteral("controller %1: \"%2\" vendor 0x%3 product 0x%4\n")
                      .arg(device->deviceId())
                      .arg(device->name())
                      .arg(device->vendorId(), 4, 16, QLatin1Char('0'))
                      .arg(device->productId(), 4, 16, QLatin1Char('0'))
               << Qt::flush;
-        QObject::connect(
-            device, qOverload<int, int, QStringList, QVariantList>(&IComInterface::dataChanged),
-            device,
-            [&, id = device->deviceId()](int, int, const QStringList &keys,
-                                         const QVariantList &values) {
-                out() << batchLine(clock.elapsed(), keys, values, id) << Qt::endl;
-            });
+        if (!recorder.isRecording())
+            QObject::connect(
+                device, qOverload<int, int, QStringList, QVariantList>(&IComInterface::dataChanged),
+                device,
+                [&, id = device->deviceId()](int, int, const QStringList &keys,
+                                             const QVariantList &values) {
+                    out() << batchLine(clock.elapsed(), keys, values, id) << Qt::endl;
+                });
         if (calibration)
             device->pinCalibration(*calibration);
         device->start();
@@ -66,6 +100,7 @@ int runLive(QCoreApplication &app, bool demo, int durationMs,
     if (durationMs > 0)
         QTimer::singleShot(durationMs, &app, &QCoreApplication::quit);
     const int code = app.exec();
+    recorder.stop();
     delete manager;
     setJoystickBackend(nullptr);
     return code;
@@ -117,5 +152,5 @@ int main(int argc, char *argv[])
     }
     if (!options->replayPath.isEmpty())
         return replay(options->replayPath, calibration);
-    return runLive(app, options->addVirtual, options->durationMs, calibration);
+    return runLive(app, *options, calibration);
 }

@@ -144,7 +144,14 @@ QList<QCommandLineOption> monitorOptions()
             {QStringLiteral("replay"),
              QStringLiteral(
                  "Drive one virtual controller from a recorded file (- for standard input)."),
-             QStringLiteral("file")}};
+             QStringLiteral("file")},
+            {QStringLiteral("record"),
+             QStringLiteral("Record what the controller sends into this file, for --replay."),
+             QStringLiteral("file")},
+            {QStringLiteral("slot"),
+             QStringLiteral("The controller to record, 0 to %1 (default: the first connected).")
+                 .arg(JoystickBackend::kMaxJoysticks - 1),
+             QStringLiteral("index")}};
 }
 
 void describeOptions(QCommandLineParser &parser)
@@ -165,7 +172,53 @@ int durationMs(const QString &text)
     return int(std::lround(seconds * 1000.0));
 }
 
+bool readSlot(const QCommandLineParser &parser, MonitorOptions *options, QString *error)
+{
+    if (!parser.isSet(QStringLiteral("slot")))
+        return true;
+    const QString text = parser.value(QStringLiteral("slot"));
+    bool ok = false;
+    options->slot = text.toInt(&ok);
+    if (ok && options->slot >= 0 && options->slot < JoystickBackend::kMaxJoysticks &&
+        !options->recordPath.isEmpty())
+        return true;
+    *error = options->recordPath.isEmpty()
+                 ? QStringLiteral("--slot chooses the controller of --record")
+                 : QStringLiteral("--slot takes a controller index from 0 to %1, not \"%2\"")
+                       .arg(JoystickBackend::kMaxJoysticks - 1)
+                       .arg(text);
+    return false;
+}
+
+// The calibration a recording carries on its first line; false with the reason when broken.
+bool embeddedCalibration(const QJsonObject &first, std::optional<GamepadCalibration> *out,
+                         QString *error)
+{
+    const QJsonValue value = first.value(QStringLiteral("calibration"));
+    if (value.isUndefined())
+        return true;
+    bool ok = false;
+    QString reason;
+    const GamepadCalibration parsed = parseCalibration(
+        value.toObject(), &ok, &reason, InputProcessor::kAxisCount, InputProcessor::kButtonCount);
+    if (!value.isObject() || !ok) {
+        *error = QStringLiteral("\"calibration\" is not a calibration (%1)").arg(reason);
+        return false;
+    }
+    *out = normalizeCalibration(parsed, InputProcessor::kAxisCount, InputProcessor::kButtonCount);
+    return true;
+}
+
 } // namespace
+
+void printBatchesOnDeviceClock(ControlManette *device, QTextStream &out)
+{
+    QObject::connect(
+        device, qOverload<int, int, QStringList, QVariantList>(&IComInterface::dataChanged), device,
+        [device, &out](int, int, const QStringList &keys, const QVariantList &values) {
+            out << batchLine(device->lastPollMs(), keys, values) << Qt::endl;
+        });
+}
 
 QString batchLine(qint64 timeMs, const QStringList &keys, const QVariantList &values, int device)
 {
@@ -204,11 +257,18 @@ int runReplay(QIODevice &input, QTextStream &out, QTextStream &err,
             result = kExitBadInput;
             break;
         }
+        std::optional<GamepadCalibration> embedded;
+        if (!device && !calibration && !embeddedCalibration(line.object, &embedded, &error)) {
+            err << "line " << lineNumber << ": " << error << "\n";
+            result = kExitBadInput;
+            break;
+        }
         if (!device) {
             pads.connectController(0, identityOf(line.object));
             device = std::make_unique<ControlManette>(0);
             device->setClockSource([&now] { return now; });
             device->pinCalibration(calibration ? *calibration
+                                   : embedded  ? *embedded
                                                : defaultCalibration(InputProcessor::kAxisCount,
                                                                     InputProcessor::kButtonCount));
             device->start();
@@ -242,7 +302,8 @@ std::optional<MonitorOptions> parseMonitorArguments(const QStringList &arguments
         *error = QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments()[0]);
         return std::nullopt;
     }
-    for (const QString &option : {QStringLiteral("calibration"), QStringLiteral("replay")}) {
+    for (const QString &option :
+         {QStringLiteral("calibration"), QStringLiteral("replay"), QStringLiteral("record")}) {
         if (parser.isSet(option) && parser.value(option).isEmpty()) {
             *error = QStringLiteral("--%1 needs a file name").arg(option);
             return std::nullopt;
@@ -253,6 +314,13 @@ std::optional<MonitorOptions> parseMonitorArguments(const QStringList &arguments
     options.addVirtual = parser.isSet(QStringLiteral("virtual"));
     options.calibrationPath = parser.value(QStringLiteral("calibration"));
     options.replayPath = parser.value(QStringLiteral("replay"));
+    options.recordPath = parser.value(QStringLiteral("record"));
+    if (!readSlot(parser, &options, error))
+        return std::nullopt;
+    if (!options.recordPath.isEmpty() && !options.replayPath.isEmpty()) {
+        *error = QStringLiteral("--record and --replay cannot be used together");
+        return std::nullopt;
+    }
     if (parser.isSet(QStringLiteral("duration"))) {
         const QString duration = parser.value(QStringLiteral("duration"));
         options.durationMs = durationMs(duration);

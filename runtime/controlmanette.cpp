@@ -261,8 +261,12 @@ void ControlManette::poll()
     }
 
     joysticks.readInputs(m_deviceId, m_readings.axisPresent, m_readings.axes, m_readings.buttons);
-    m_processor.process(m_readings, m_calibration, elapsedMs(), m_result);
+    m_lastPollMs = elapsedMs();
+    m_processor.process(m_readings, m_calibration, m_lastPollMs, m_result);
     publish(m_result);
+    static const QMetaMethod polledSignal = QMetaMethod::fromSignal(&ControlManette::polled);
+    if (isSignalConnected(polledSignal))
+        Q_EMIT polled(!m_result.publishesNothing());
 }
 
 // A moving pad streams eight axis events per poll, usually to nobody: the per-event signals are

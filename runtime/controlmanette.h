@@ -62,6 +62,9 @@ public:
     QHash<QString, bool> gateStates() const { return m_processor.gateInside(); }
     // The last poll's raw and output values, read in place by live views.
     const InputProcessor &inputState() const { return m_processor; }
+    // The raw readings of the last poll, and the device time it was processed at.
+    const JoystickReadings &lastReadings() const { return m_readings; }
+    qint64 lastPollMs() const { return m_lastPollMs; }
     // Buttons the controller reports (0 until it has been seen connected).
     int buttonCount() const { return m_buttonCount; }
 
@@ -97,6 +100,9 @@ signals:
     void axisChanged(int axis, double value);
     void buttonChanged(int button, bool pressed);
     void gateChanged(QString key, bool value);
+    // After every poll of a connected controller (lastReadings(), lastPollMs()); `published`
+    // tells whether it published a batch.
+    void polled(bool published);
     void axesChanged();
     void rawAxesChanged();
     void buttonsChanged();
@@ -131,6 +137,7 @@ private:
     InputProcessor m_processor;
     JoystickReadings m_readings;
     PollResult m_result;
+    qint64 m_lastPollMs = 0;
 
     GamepadCalibration m_calibration;
     GamepadCalibration m_loadedCalibration;

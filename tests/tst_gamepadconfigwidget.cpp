@@ -265,6 +265,85 @@ private slots:
         QVERIFY(axisCard(0)->isExpanded() && !axisCard(1)->isExpanded());
     }
 
+    // A bouncing button and a drifting stick are told on their cards; their fixes are saved.
+    void wearIsFixedThroughTheSave()
+    {
+        m_panel->setProfile(GamepadProfileInfo()); // the base needs no profile
+        qint64 now = 0;
+        m_pad->setClockSource([&now] { return now; });
+        const auto pollAt = [&](qint64 t, int button, bool down) {
+            now = t;
+            m_joysticks->backend.setButton(0, button, down);
+            m_pad->poll();
+        };
+        for (qint64 t = 1000; t < 1900; t += 300) { // each press bounces once, 5 ms after
+            for (const auto &[dt, down] : {std::pair{0, true}, {1, false}, {6, true}, {150, false}})
+                pollAt(t + dt, 3, down);
+        }
+        m_joysticks->backend.setAxis(0, 0, 20.0);
+        for (qint64 t = 2000; t <= 2000 + wear::kDriftHoldMs; t += 10)
+            pollAt(t, 3, false);
+        m_panel->updateLiveValues();
+        const WearNotice &bounces = m_panel->findChildren<ButtonCard *>().at(3)->bounceNotice();
+        const WearNotice &drift = axisCard(0)->driftNotice();
+        QCOMPARE(bounces.label->text() + " | " + drift.label->text(),
+                 "Rebonds détectés : 3 | Dérive : repos à 20.0");
+        QVERIFY(!axisCard(1)->driftNotice().row->isVisibleTo(m_panel.get()));
+
+        QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
+        QTest::mouseClick(bounces.action, Qt::LeftButton);
+        QTest::mouseClick(drift.action, Qt::LeftButton);
+        QTRY_COMPARE(saved.count(), 1);
+        const GamepadCalibration fixed = onDisk(baseFile());
+        QCOMPARE(fixed.buttons[3].debounceMs, 12); // the bounces came 6 ms after their press
+        QCOMPARE(fixed.axes[0].restRaw, 20.0);
+        m_panel->updateLiveValues();
+        QVERIFY(!bounces.row->isVisibleTo(m_panel.get()) && !drift.row->isVisibleTo(m_panel.get()));
+    }
+
+    // "Enregistrer…" records the panel's controller into the file asked for until pressed again;
+    // a full disk stops it with the reason and leaves whole lines.
+    void recording()
+    {
+        ScriptedDialogSeam dialogs;
+        setDialogSeam(&dialogs);
+        auto *record = m_panel->findChild<QPushButton *>("recordButton");
+        QCOMPARE(record->text(), "Enregistrer…");
+        dialogs.cancelNext();
+        QTest::mouseClick(record, Qt::LeftButton);
+        QVERIFY(!m_panel->isRecording() && !record->isChecked());
+
+        const QString path = m_home.filePath("session.jsonl");
+        const auto pressFor = [this](int polls) {
+            for (int i = 0; i < polls; ++i) {
+                m_joysticks->backend.setButton(0, 1, i % 2);
+                m_pad->poll();
+            }
+        };
+        dialogs.answerPath(path);
+        QTest::mouseClick(record, Qt::LeftButton);
+        QVERIFY(m_panel->isRecording() && record->isChecked());
+        pressFor(4);
+        QTest::mouseClick(record, Qt::LeftButton);
+        pressFor(4);
+        const QList<QByteArray> lines = readBytes(path).split('\n');
+        QCOMPARE(lines.size(), 5); // four polls, then the end of the last line
+        QVERIFY(lines[0].startsWith("{\"t\": ") && lines[0].contains("\"name\": \"Test Pad\""));
+        QVERIFY(lines[1].endsWith("\"buttons\": [1]}") && lines[4].isEmpty());
+
+        dialogs.answerPath(path);
+        QTest::mouseClick(record, Qt::LeftButton);
+        QVERIFY(runUnder(
+            FileFault::DiskFull, [&] { return pressFor(400), true; }, 16384));
+        QVERIFY(!m_panel->isRecording() && !record->isChecked());
+        QCOMPARE(dialogs.prompts().last().title, "Enregistrer");
+        QCOMPARE(dialogs.prompts().last().text,
+                 "Enregistrement arrêté, " + path +
+                     " garde ce qui a été écrit : " + QString::fromLocal8Bit(strerror(EFBIG)));
+        QVERIFY(readBytes(path).endsWith("}\n"));
+        setDialogSeam(nullptr);
+    }
+
     // A switch saves first; the override is made from the base once, kept until deleted.
     void profileScope()
     {

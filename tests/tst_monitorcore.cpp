@@ -1,5 +1,7 @@
 #include "calibrationsources.h"
+#include "controlmanette.h"
 #include "filetestsupport.h"
+#include "inputrecorder.h"
 #include "monitorcore.h"
 #include "runtimetestsupport.h"
 
@@ -16,6 +18,49 @@ static QStringList replay(QByteArray input, const GamepadCalibration *calibratio
     return {QString::number(code), out, err};
 }
 
+// A session with every kind of input: a stick through a gate, a trigger, an absent axis, a
+// bouncing button under debounce, a repeating one, a release that publishes, quiet polls.
+static GamepadCalibration sessionCalibration()
+{
+    GamepadCalibration calibration = defaultCalibration(8, 32);
+    calibration.axes[2].mode = GamepadCalibration::AxisMode::Trigger;
+    calibration.axes[2].restRaw = -100;
+    calibration.buttons[1].repeatOnPress = true;
+    calibration.buttons[2].debounceMs = 30;
+    calibration.buttons[3].emitOnRelease = true;
+    calibration.gates << defaultGateSettings(0);
+    return calibration;
+}
+
+static QString recordSession(const QString &path, qint64 upToMs = 2000)
+{
+    VirtualJoysticks pads;
+    pads.backend.connectController(0, padIdentity("Rec Pad"), 32, 0x7f); // axis 7 absent
+    qint64 now = 0;
+    ControlManette device(0);
+    device.setClockSource([&now] { return now; });
+    device.pinCalibration(sessionCalibration());
+    InputRecorder recorder;
+    QString live, reason;
+    QTextStream out(&live);
+    QObject::connect(&recorder, &InputRecorder::failed, [&](const QString &why) { reason = why; });
+    if (!recorder.start(&device, path, &reason))
+        return reason;
+    printBatchesOnDeviceClock(&device, out);
+    device.start();
+    for (now = 0; now <= upToMs; now += 10) {
+        const double phase = double(now % 700) / 700.0;
+        pads.backend.setAxis(0, 0, now < 1500 ? 90.0 * phase - 45.0 : 0.3);
+        pads.backend.setAxis(0, 1, now % 400 < 200 && now < 1500 ? 30.0 : 0.0);
+        pads.backend.setAxis(0, 2, now < 1000 ? -100.0 + now / 5.0 : -100.0);
+        pads.backend.setButton(0, 1, now >= 300 && now < 1200);
+        pads.backend.setButton(0, 2, (now >= 200 && now < 230) || (now >= 240 && now < 600));
+        pads.backend.setButton(0, 3, now % 300 < 150);
+        device.poll();
+    }
+    return reason.isEmpty() ? live : "failed: " + reason;
+}
+
 class TestMonitorCore : public QObject
 {
     Q_OBJECT
@@ -23,6 +68,7 @@ private slots:
     void initTestCase()
     {
         useThrowAwayHome(m_home);
+        std::signal(SIGXFSZ, SIG_IGN); // as the monitor does
         qApp->setProperty("kx.currentLogin", "tester");
     }
 
@@ -49,6 +95,14 @@ private slots:
         for (const char *bad : {"604800.01", "2200000", "inf", "nan", "0", "-1", "1e300", "soon"})
             QTest::newRow(bad) << QStringList{"--duration", bad} << -1 << badDuration.arg(bad);
         QTest::newRow("stray argument") << QStringList{"x.jsonl"} << -1 << "\"x.jsonl\"";
+        QTest::newRow("record slot 7")
+            << QStringList{"--record", "r.jsonl", "--slot", "7"} << 0 << "";
+        QTest::newRow("slot 8") << QStringList{"--record", "r", "--slot", "8"} << -1
+                                << "--slot takes a controller index from 0 to 7, not \"8\"";
+        QTest::newRow("record a replay") << QStringList{"--record", "r", "--replay", "s"} << -1
+                                         << "--record and --replay cannot be used together";
+        QTest::newRow("slot alone")
+            << QStringList{"--slot", "0"} << -1 << "--slot chooses the controller of --record";
         QTest::newRow("empty calibration")
             << QStringList{"--calibration", ""} << -1 << "--calibration needs a file name";
     }
@@ -127,8 +181,52 @@ private slots:
                               "line 2: " + error + "\n"}));
     }
 
+    // The replay of a recording prints what the live run printed, byte for byte; its first line
+    // names the controller and carries the calibration, so that no option is needed.
+    void recordThenReplay()
+    {
+        const QString path = m_home.filePath("session.jsonl");
+        const QString live = recordSession(path);
+        const QByteArray recorded = readBytes(path);
+        QVERIFY(recorded.startsWith("{\"t\": 0, \"name\": \"Rec Pad\", \"vendorId\": "
+                                    "\"0x045e\", \"productId\": \"0x028e\", \"axes\": "));
+        QVERIFY(live.count('\n') > 100 && recorded.count('\n') < 170); // quiet polls skipped
+        QCOMPARE(replay(recorded), QStringList({QString::number(kExitSuccess), live, ""}));
+        QVERIFY(replay(recorded, &m_defaults).at(1) != live); // the options' calibration wins
+    }
+
+    // A full disk stops the recording with the system's reason; the file keeps its whole lines.
+    void recordingStoppedByDiskFull()
+    {
+        const QString path = m_home.filePath("full.jsonl");
+        const QString live = recordSession(path);
+        const QByteArray whole = readBytes(path);
+        QString cut;
+        QVERIFY(runUnder(
+            FileFault::DiskFull,
+            [&] {
+                cut = recordSession(path);
+                return true;
+            },
+            rlim_t(whole.size() - 300)));
+        QCOMPARE(cut, "failed: " + QString::fromLocal8Bit(strerror(EFBIG)));
+        const QByteArray kept = readBytes(path);
+        QVERIFY(kept.endsWith('\n') && kept.size() < whole.size() - 300);
+        QCOMPARE(kept, whole.left(kept.size()));
+        const QStringList replayed = replay(kept);
+        QCOMPARE(replayed.at(0), QString::number(kExitSuccess));
+        QVERIFY(live.startsWith(replayed.at(1)) && replayed.at(1).size() > live.size() / 2);
+        // Only the file asked for is written: a link or a pipe standing there is refused.
+        const QString link = m_home.filePath("link.jsonl"), pipe = m_home.filePath("pipe.jsonl");
+        QVERIFY(QFile::link(path, link) && mkfifo(QFile::encodeName(pipe).constData(), 0644) == 0);
+        QCOMPARE(recordSession(link), QString::fromLocal8Bit(strerror(ELOOP)));
+        QCOMPARE(recordSession(pipe), QString::fromLocal8Bit(strerror(ENXIO))); // nobody reads it
+        QCOMPARE(readBytes(path), kept);
+    }
+
 private:
     QTemporaryDir m_home;
+    const GamepadCalibration m_defaults = defaultCalibration(8, 32);
 };
 
 QTEST_GUILESS_MAIN(TestMonitorCore)

@@ -1,0 +1,146 @@
+#include "weardetection.h"
+
+#include <QtTest>
+
+namespace {
+
+struct Edge
+{
+    qint64 t;
+    bool pressed;
+};
+
+// `presses` presses every `periodMs`, held `holdMs`; with `gapMs`, each press bounces once: a
+// release 1 ms after it, a new press `gapMs` later.
+QList<Edge> pressSession(int presses, qint64 periodMs, qint64 holdMs, qint64 gapMs)
+{
+    QList<Edge> edges;
+    for (int i = 0; i < presses; ++i) {
+        const qint64 t = i * periodMs;
+        edges << Edge{t, true};
+        if (gapMs > 0)
+            edges << Edge{t + 1, false} << Edge{t + 1 + gapMs, true};
+        edges << Edge{t + holdMs, false};
+    }
+    return edges;
+}
+
+int publishedPresses(const QList<Edge> &edges, qint32 debounceMs)
+{
+    GamepadCalibration::ButtonSettings settings;
+    settings.debounceMs = debounceMs;
+    ButtonState state;
+    int presses = 0;
+    for (const Edge &e : edges)
+        presses += stepButton(state, e.pressed, settings, e.t).publish && e.pressed ? 1 : 0;
+    return presses;
+}
+
+} // namespace
+
+class TestWearDetection : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void chatter_data()
+    {
+        QTest::addColumn<int>("presses");
+        QTest::addColumn<qint64>("periodMs");
+        QTest::addColumn<qint64>("holdMs");
+        QTest::addColumn<qint64>("gapMs");
+        QTest::addColumn<int>("debounceMs");
+        QTest::addColumn<int>("reported");
+
+        QTest::newRow("bounce 5 ms") << 5 << 300LL << 150LL << 5LL << 0 << 5;
+        QTest::newRow("bounce 20 ms") << 5 << 300LL << 150LL << 20LL << 0 << 5;
+        QTest::newRow("bounce 39 ms") << 5 << 300LL << 150LL << 39LL << 0 << 5;
+        QTest::newRow("gap 40 ms is a press") << 5 << 300LL << 150LL << 40LL << 0 << 0;
+        QTest::newRow("two bounces are not several") << 2 << 300LL << 150LL << 5LL << 0 << 0;
+        QTest::newRow("debounce already covers") << 5 << 300LL << 150LL << 20LL << 22 << 0;
+        QTest::newRow("debounce too short") << 5 << 300LL << 150LL << 20LL << 21 << 5;
+        QTest::newRow("fast player 80 ms") << 20 << 80LL << 60LL << 0LL << 0 << 0;
+        QTest::newRow("fast player 80 ms, 1 ms taps") << 20 << 80LL << 1LL << 0LL << 0 << 0;
+        QTest::newRow("player 120 ms") << 20 << 120LL << 100LL << 0LL << 0 << 0;
+    }
+
+    void chatter()
+    {
+        QFETCH(int, presses);
+        QFETCH(qint64, periodMs);
+        QFETCH(qint64, holdMs);
+        QFETCH(qint64, gapMs);
+        QFETCH(int, debounceMs);
+        const QList<Edge> edges = pressSession(presses, periodMs, holdMs, gapMs);
+        ChatterDetector detector;
+        for (const Edge &e : edges)
+            detector.feed(3, e.pressed, e.t);
+        const qint64 end = edges.last().t;
+        QTEST(detector.reportedBounces(3, debounceMs, end), "reported");
+        QCOMPARE(detector.reportedBounces(2, 0, end), 0);
+        QCOMPARE(detector.reportedBounces(3, 0, end + wear::kBounceMemoryMs), 0); // forgotten
+        ChatterDetector restarted = detector; // the device's clock starts again
+        restarted.feed(3, true, 10);
+        QCOMPARE(restarted.bouncesPassing(3, 0, 10), 0);
+
+        const qint32 suggested = detector.suggestedDebounceMs(3, end);
+        QCOMPARE(suggested == 0, detector.bouncesPassing(3, 0, end) == 0);
+        if (suggested > 0) {
+            QCOMPARE(publishedPresses(edges, 0), 2 * presses);
+            QCOMPARE(publishedPresses(edges, suggested), presses); // every bounce removed
+            QCOMPARE(detector.bouncesPassing(3, suggested, end), 0);
+            QVERIFY(suggested < wear::kDeliberateSpacingMs); // a fast player keeps his presses
+        }
+    }
+
+    void drift_data()
+    {
+        QTest::addColumn<double>("stick");   // raw position of axis 0, dead zone 8
+        QTest::addColumn<double>("noise");   // alternating ± around it
+        QTest::addColumn<qint64>("heldMs");  // polled every 10 ms
+        QTest::addColumn<bool>("buttons");   // button 0 tapped every 500 ms
+        QTest::addColumn<bool>("otherAxis"); // axis 1 sweeping
+        QTest::addColumn<bool>("found");
+
+        QTest::newRow("steady offset at rest") << 15.0 << 0.5 << 6000LL << false << false << true;
+        QTest::newRow("negative offset") << -30.0 << 0.0 << 5010LL << false << false << true;
+        QTest::newRow("held while buttons move") << 60.0 << 0.0 << 9000LL << true << false << false;
+        QTest::newRow("held while the other stick moves")
+            << 60.0 << 0.0 << 9000LL << false << true << false;
+        QTest::newRow("noise within the dead zone")
+            << 5.0 << 2.0 << 9000LL << false << false << false;
+        QTest::newRow("not long enough") << 15.0 << 0.5 << 4900LL << false << false << false;
+        QTest::newRow("too noisy to be at rest")
+            << 15.0 << 3.0 << 9000LL << false << false << false;
+    }
+
+    void drift()
+    {
+        QFETCH(double, stick);
+        QFETCH(double, noise);
+        QFETCH(qint64, heldMs);
+        QFETCH(bool, buttons);
+        QFETCH(bool, otherAxis);
+        const GamepadCalibration calibration =
+            defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
+        DriftDetector detector;
+        JoystickReadings readings;
+        readings.axisPresent.fill(true);
+        for (qint64 t = 0, poll = 0; t <= heldMs; t += 10, ++poll) {
+            readings.axes[0] = stick + (poll % 2 ? noise : -noise);
+            readings.axes[1] = otherAxis ? double(poll % 200) - 100.0 : 0.0;
+            readings.buttons[0] = buttons && t % 500 < 100;
+            detector.feed(readings, calibration, t);
+        }
+        const std::optional<double> rest = detector.driftRest(0, heldMs);
+        QTEST(rest.has_value(), "found");
+        if (rest)
+            QCOMPARE(qRound(*rest * 10), qRound(stick * 10));
+        QVERIFY(!detector.driftRest(1, heldMs)); // the centred stick beside it
+        detector.clear(0);
+        QVERIFY(!detector.driftRest(0, heldMs));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestWearDetection)
+#include "tst_weardetection.moc"
