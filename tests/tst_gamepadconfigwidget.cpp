@@ -1,3 +1,5 @@
+// Over 600 lines: the panel's scopes, faults, measure, wear notices and recording share one
+// fixture (a virtual pad, its base file and a profile), which splitting would repeat.
 #include "calibrationmeasuredialog.h"
 #include "controlmanette.h"
 #include "filetestsupport.h"
