@@ -198,10 +198,13 @@ bool embeddedCalibration(const QJsonObject &first, std::optional<GamepadCalibrat
     if (value.isUndefined())
         return true;
     bool ok = false;
-    QString reason;
-    const GamepadCalibration parsed = parseCalibration(
-        value.toObject(), &ok, &reason, InputProcessor::kAxisCount, InputProcessor::kButtonCount);
-    if (!value.isObject() || !ok) {
+    QString reason = QStringLiteral("not an object");
+    const GamepadCalibration parsed =
+        value.isObject()
+            ? parseCalibration(value.toObject(), &ok, &reason, InputProcessor::kAxisCount,
+                               InputProcessor::kButtonCount)
+            : GamepadCalibration();
+    if (!ok) {
         *error = QStringLiteral("\"calibration\" is not a calibration (%1)").arg(reason);
         return false;
     }

@@ -193,37 +193,6 @@ private slots:
         QCOMPARE(unplacedWidgets(&button) + unplacedWidgets(&card), QStringList());
     }
 
-    // Worn inputs: the notice says what was seen, its button fixes it through the card's signals.
-    void wearNotices()
-    {
-        GamepadButtonCalibrationWidget button(7, ButtonSettings());
-        const WearNotice &bounces = button.bounceNotice();
-        QSignalSpy edits(&button, &GamepadButtonCalibrationWidget::settingsChanged);
-        button.setBounceReport(4, 26);
-        QVERIFY(bounces.row->isVisibleTo(&button));
-        QCOMPARE(bounces.label->text() + " | " + bounces.action->text(),
-                 "Rebonds détectés : 4 | Corriger");
-        QTest::mouseClick(bounces.action, Qt::LeftButton);
-        QCOMPARE(edits.count(), 1);
-        QCOMPARE(edits.at(0).at(0).value<ButtonSettings>().debounceMs, 26);
-        QVERIFY(button.findChild<QLabel *>("summaryLabel")->text().contains("debounce 26 ms"));
-        button.setBounceReport(0, 26);
-        QVERIFY(!bounces.row->isVisibleTo(&button));
-
-        GamepadAxisCalibrationWidget axis(1, AxisSettings());
-        const WearNotice &drift = axis.driftNotice();
-        QSignalSpy captures(&axis, &GamepadAxisCalibrationWidget::captureRequested);
-        QVERIFY(!drift.row->isVisibleTo(&axis));
-        axis.setDriftReport(-12.34);
-        QCOMPARE(drift.label->text() + " | " + drift.action->text(),
-                 "Dérive : repos à -12.3 | Recentrer");
-        QTest::mouseClick(drift.action, Qt::LeftButton);
-        QCOMPARE(captures.count(), 1);
-        QCOMPARE(captures.at(0).at(0).value<CaptureTarget>(), CaptureTarget::Rest);
-        axis.setDriftReport(std::nullopt);
-        QVERIFY(!drift.row->isVisibleTo(&axis));
-    }
-
     // The preview spans -100..100 over 200 px from x = 5: the dead zone is a band around the
     // rest point, on both sides of a stick's rest and on the travel side of a trigger's.
     void previewShowsTheDeadZone_data()
