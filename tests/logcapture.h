@@ -1,8 +1,6 @@
 #pragma once
 
-#include <QString>
-#include <QStringList>
-#include <QtGlobal>
+#include <QtCore>
 
 // Collects what one logging category says while alive; the messages still reach the handler that
 // was there before (Qt Test's).

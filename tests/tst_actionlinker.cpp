@@ -11,10 +11,8 @@
 #include "scripteddialogseam.h"
 #include "widgettestsupport.h"
 
-#include <QFrame>
-#include <QLabel>
-#include <QListWidget>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <memory>
 #include <utility>

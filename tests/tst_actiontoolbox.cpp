@@ -1,10 +1,7 @@
 #include "actiontoolbox.h"
 
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QtTest>
+#include <QtWidgets>
 
 static QJsonObject object(const QString &json)
 {

@@ -9,10 +9,8 @@
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 
-#include <QClipboard>
-#include <QGuiApplication>
-#include <QListWidget>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <memory>
 

@@ -1,13 +1,8 @@
 #include "cardgeometry.h"
 #include "deviceitemdelegate.h"
 
-#include <QHelpEvent>
-#include <QListView>
-#include <QMenu>
-#include <QPainter>
-#include <QStandardItemModel>
-#include <QToolTip>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <memory>
 

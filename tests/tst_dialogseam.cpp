@@ -1,10 +1,7 @@
 #include "dialogseam.h"
 
-#include <QFileDialog>
-#include <QInputDialog>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <functional>
 

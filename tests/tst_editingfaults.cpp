@@ -14,10 +14,8 @@
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 
-#include <QLabel>
-#include <QListWidget>
-#include <QPushButton>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,9 +1,7 @@
 #include "flowlayout.h"
 
-#include <QProxyStyle>
-#include <QVBoxLayout>
-#include <QWidget>
 #include <QtTest>
+#include <QtWidgets>
 
 // Layout spacings no stock style uses, so that taking them from the style shows.
 class SpacingStyle : public QProxyStyle

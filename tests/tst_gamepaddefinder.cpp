@@ -17,11 +17,8 @@
 #include "tagselectionbar.h"
 #include "widgettestsupport.h"
 
-#include <QComboBox>
-#include <QListWidget>
-#include <QPushButton>
-#include <QShortcut>
 #include <QtTest>
+#include <QtWidgets>
 
 class TestGamepadDefinder : public QObject
 {

@@ -2,9 +2,8 @@
 #include "toucharea.h"
 #include "widgettestsupport.h"
 
-#include <QApplication>
-#include <QMenu>
 #include <QtTest>
+#include <QtWidgets>
 
 static QStringList menuTexts(QMenu *menu)
 {

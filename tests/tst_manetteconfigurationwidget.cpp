@@ -6,11 +6,8 @@
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
 
-#include <QFrame>
-#include <QLayout>
-#include <QListWidget>
-#include <QMainWindow>
 #include <QtTest>
+#include <QtWidgets>
 
 class TestManetteConfigurationWidget : public QObject
 {

@@ -1,10 +1,8 @@
 #include "jsonfile.h"
 #include "profiletiles.h"
 
-#include <QDir>
-#include <QListWidget>
-#include <QPainter>
 #include <QtTest>
+#include <QtWidgets>
 
 class TestProfileTiles : public QObject
 {

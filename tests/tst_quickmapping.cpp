@@ -4,14 +4,8 @@
 #include "quickmapping.h"
 #include "widgettestsupport.h"
 
-#include <QComboBox>
-#include <QLabel>
-#include <QLayout>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QPushButton>
-#include <QCheckBox>
 #include <QtTest>
+#include <QtWidgets>
 
 namespace {
 

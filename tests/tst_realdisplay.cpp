@@ -8,20 +8,8 @@
 #include "hostwindow.h"
 #include "screenshots.h"
 
-#include <QAbstractItemView>
-#include <QApplication>
-#include <QClipboard>
-#include <QCompleter>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListView>
-#include <QListWidget>
-#include <QMimeData>
-#include <QPlainTextEdit>
-#include <QPluginLoader>
-#include <QPushButton>
-#include <QScreen>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <memory>
 

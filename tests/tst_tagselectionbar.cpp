@@ -2,12 +2,8 @@
 #include "scripteddialogseam.h"
 #include "tagselectionbar.h"
 
-#include <QCompleter>
-#include <QFrame>
-#include <QLabel>
-#include <QLayout>
-#include <QLineEdit>
 #include <QtTest>
+#include <QtWidgets>
 
 using Kind = ScriptedDialogSeam::Kind;
 

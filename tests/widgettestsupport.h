@@ -1,11 +1,6 @@
 #pragma once
 
-#include <QApplication>
-#include <QFrame>
-#include <QLayout>
-#include <QMouseEvent>
-#include <QStringList>
-#include <QWidget>
+#include <QtWidgets>
 
 #include <algorithm>
 
