@@ -81,6 +81,11 @@ QList<QRect> cardTextRows(const QRect &item)
     return {name, product, product.translated(0, product.height())};
 }
 
+QString cardSecondLine(const QString &name, const QString &product, const QString &address)
+{
+    return product.isEmpty() || product == name ? address : product;
+}
+
 QSize cardSizeHint()
 {
     return QSize(300, 240);

@@ -30,6 +30,9 @@ QRect cardControlsStrip(const QRect &item);
 // The card's three lines of text under the picture, each as wide as the card less 12 on either
 // side: the name (21 high), the product (17) and the model (17).
 QList<QRect> cardTextRows(const QRect &item);
+// The card's second line: the product, or the address when there is none or it only repeats the
+// name.
+QString cardSecondLine(const QString &name, const QString &product, const QString &address);
 // Every card has this size.
 QSize cardSizeHint();
 

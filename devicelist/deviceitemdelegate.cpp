@@ -230,9 +230,8 @@ void DeviceItemDelegate::paintTexts(QPainter *p, const QRect &item, const QModel
                                     bool connected) const
 {
     const QString name = field(index, Name).toString();
-    QString product = field(index, Product).toString();
-    if (product.isEmpty() || product == name)
-        product = field(index, Ip).toString();
+    const QString product =
+        cardSecondLine(name, field(index, Product).toString(), field(index, Ip).toString());
     const QString model = field(index, ModelString).toString();
 
     struct Line

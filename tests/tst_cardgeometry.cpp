@@ -19,6 +19,7 @@ private slots:
         QTest::newRow("60 px") << strip60 << 5 << QList<int>{-9, 19, 47} << "+3";
         QTest::newRow("60 px, all fit") << strip60 << 2 << QList<int>{5, 33} << "e1";
         QTest::newRow("20 px") << QRect(0, 0, 20, 28) << 5 << QList<int>{} << "";
+        QTest::newRow("20 px, one entry") << QRect(0, 0, 20, 28) << 1 << QList<int>{-1} << "e0";
         QTest::newRow("19 px") << QRect(0, 0, 19, 28) << 5 << QList<int>{} << "";
         QList<int> card;
         for (int x = 13; x < 294 - 20; x += 28)
@@ -53,6 +54,9 @@ private slots:
                  (QList<QRect>{QRect(18, 123, 264, 21), QRect(18, 144, 264, 17),
                                QRect(18, 161, 264, 17)}));
         QCOMPARE(cardWarningRect(QRect(0, 0, 300, 240)), QRect(264, 12, 24, 24));
+        QCOMPARE(cardSecondLine("Pad", "Pad X", "ip") + cardSecondLine("Pad", "", "ip") +
+                     cardSecondLine("Pad", "Pad", "ip"),
+                 "Pad Xipip");
     }
 
     // A picture file's key carries its modification time, so an edited file is loaded again.
