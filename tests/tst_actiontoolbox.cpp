@@ -18,13 +18,6 @@ static QJsonArray catalog()
         .array();
 }
 
-static bool activate(QWidget *window)
-{
-    window->show();
-    QApplication::setActiveWindow(window);
-    return QTest::qWaitForWindowActive(window);
-}
-
 class TestActionToolBox : public QObject
 {
     Q_OBJECT
@@ -99,7 +92,8 @@ private slots:
         QFETCH(QString, args);
         const QJsonObject binding{{"ref", "zoom"}, {"args", object(args)}};
         m_box->setBinding(binding);
-        QVERIFY(activate(m_parent));
+        QApplication::setActiveWindow(m_parent); // shown by init()
+        QVERIFY(QTest::qWaitForWindowActive(m_parent));
         QSignalSpy durty(m_box, &ActionToolBox::durty);
         for (const char *name : {"speed", "gain", "mode", "on"}) {
             combo(QStringLiteral("actionToolBoxParam_") + name)->setFocus();
@@ -114,21 +108,20 @@ private slots:
     // press is left to the overlay beneath.
     void dragsByItsHeader_data()
     {
-        QTest::addColumn<int>("button");
+        QTest::addColumn<Qt::MouseButton>("button");
         QTest::addColumn<bool>("onHeader");
         QTest::addColumn<QPoint>("delta");
-        QTest::addColumn<QPoint>("expected"); // from (10, 20)
-        QTest::newRow("header") << int(Qt::LeftButton) << true << QPoint(50, 30) << QPoint(60, 50);
-        QTest::newRow("kept inside") << int(Qt::LeftButton) << true << QPoint(-900, 2000)
+        QTest::addColumn<QPoint>("expected");
+        const QPoint delta(50, 30), start(10, 20);
+        QTest::newRow("header") << Qt::LeftButton << true << delta << QPoint(60, 50);
+        QTest::newRow("kept inside") << Qt::LeftButton << true << QPoint(-900, 2000)
                                      << QPoint(0, 2000); // the bottom, in the test
-        QTest::newRow("right button")
-            << int(Qt::RightButton) << true << QPoint(50, 30) << QPoint(10, 20);
-        QTest::newRow("below the header")
-            << int(Qt::LeftButton) << false << QPoint(50, 30) << QPoint(10, 20);
+        QTest::newRow("right button") << Qt::RightButton << true << delta << start;
+        QTest::newRow("below the header") << Qt::LeftButton << false << delta << start;
     }
     void dragsByItsHeader()
     {
-        QFETCH(int, button);
+        QFETCH(Qt::MouseButton, button);
         QFETCH(bool, onHeader);
         QFETCH(QPoint, delta);
         QFETCH(QPoint, expected);
@@ -139,14 +132,13 @@ private slots:
         const QPoint at = onHeader ? header->geometry().center() : QPoint(5, m_box->height() - 5);
         const QPoint global = m_box->mapToGlobal(at);
         const auto send = [&](QEvent::Type type, const QPoint &to, Qt::MouseButtons held) {
-            QMouseEvent event(type, m_box->mapFromGlobal(to), to, Qt::MouseButton(button), held,
-                              Qt::NoModifier);
+            QMouseEvent event(type, m_box->mapFromGlobal(to), to, button, held, Qt::NoModifier);
             QApplication::sendEvent(m_box, &event);
             return event.isAccepted();
         };
-        QCOMPARE(send(QEvent::MouseButtonPress, global, Qt::MouseButton(button)),
+        QCOMPARE(send(QEvent::MouseButtonPress, global, button),
                  onHeader && button == Qt::LeftButton);
-        send(QEvent::MouseMove, global + delta, Qt::MouseButton(button));
+        send(QEvent::MouseMove, global + delta, button);
         send(QEvent::MouseButtonRelease, global + delta, Qt::NoButton);
         QCOMPARE(m_box->pos(), expected);
         QCOMPARE(moved.count(), m_box->pos() == QPoint(10, 20) ? 0 : 1);
@@ -158,7 +150,9 @@ private slots:
         auto *box = new ActionToolBox;
         box->setCatalog(catalog());
         box->setBinding(object(R"({"ref": "zoom"})"));
-        QVERIFY(activate(box));
+        box->show();
+        QApplication::setActiveWindow(box);
+        QVERIFY(QTest::qWaitForWindowActive(box));
         QLineEdit *speed = box->findChild<QComboBox *>("actionToolBoxParam_speed")->lineEdit();
         speed->setFocus();
         QTest::keyClicks(speed, "7");

@@ -18,6 +18,22 @@ template <typename T, typename F> static void editRow(const char *control, doubl
     QTest::newRow(control) << value << QVariant::fromValue(expected);
 }
 
+// The "name" or "name.class" entries of `expected` that no object under `card` carries.
+static QString styleNamesMissing(QObject *card, const QString &expected)
+{
+    QStringList found;
+    const QObjectList objects = card->findChildren<QObject *>() << card;
+    for (QObject *object : objects) {
+        const QString style = object->property("class").toString();
+        found << object->objectName() + (style.isEmpty() ? "" : "." + style);
+    }
+    QStringList missing;
+    for (const QString &name : expected.split(' '))
+        if (!found.contains(name))
+            missing << name;
+    return missing.join(' ');
+}
+
 class TestCalibrationCards : public QObject
 {
     Q_OBJECT
@@ -191,6 +207,19 @@ private slots:
         QTest::mouseClick(button.findChild<QToolButton *>("expandButton"), Qt::LeftButton);
         QVERIFY(details->isVisibleTo(&button));
         QCOMPARE(unplacedWidgets(&button) + unplacedWidgets(&card), QStringList());
+        // The names and classes a host's style sheet addresses.
+        QCOMPARE(styleNamesMissing(&card, "rootLayout axisCard cardLayout headerWidget titleLayout "
+                                          "expandButton axisTitleLabel.axisTitle previewHost "
+                                          "rawLabel.metricLabel outputLabel.metricLabel "
+                                          "detailsFrame detailsLayout processingGroup"),
+                 QString());
+        QCOMPARE(styleNamesMissing(&button,
+                                   "rootLayout buttonCard cardLayout headerWidget "
+                                   "headerLayout expandButton buttonTitleLabel.buttonTitle "
+                                   "stateLabel.buttonStateLabel summaryLabel.buttonSummaryLabel "
+                                   "detailsFrame detailsLayout buttonSignalGroup "
+                                   "signalLayout .buttonGroupTitleLabel"),
+                 QString());
     }
 
     // The preview spans -100..100 over 200 px from x = 5: the dead zone is a band around the

@@ -81,10 +81,8 @@ private slots:
     void publishesChangesOnlyWhileConnected()
     {
         ControlManette *pad = startedPad(4); // another index: batches still say device 0
-        QSignalSpy numbered(
-            pad, qOverload<int, int, QStringList, QVariantList>(&IComInterface::dataChanged));
-        QSignalSpy named(pad, qOverload<QString, QString, QStringList, QVariantList>(
-                                  &IComInterface::dataChanged));
+        QSignalSpy numbered(pad, SIGNAL(dataChanged(int, int, QStringList, QVariantList)));
+        QSignalSpy named(pad, SIGNAL(dataChanged(QString, QString, QStringList, QVariantList)));
         m_joysticks->backend.setAxis(4, 3, 100);
         m_joysticks->backend.setAxis(4, 0, -100);
         m_joysticks->backend.setButton(4, 7, true);

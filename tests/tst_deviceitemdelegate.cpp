@@ -13,7 +13,8 @@ const QByteArrayList kNames = QByteArray("usn name ip selected isConnected video
                                          "activeProfilePosition profileCount hasProfileCarousel")
                                   .split(' ');
 const int kSelectedRole = Qt::UserRole + 1 + 3;
-// Hand-worked spots of a card in (0, 0, 300, 240): the picture box is (101, 22, 96, 96).
+// Hand-worked spots of a card in kCard: the picture box is (101, 22, 96, 96).
+const QRect kCard(0, 0, 300, 240);
 const QPoint kClose(20, 20), kLeftArrow(82, 69), kRightArrow(215, 69), kBadge(148, 103),
     kLink(183, 35);
 
@@ -49,16 +50,16 @@ public:
 QStyleOptionViewItem optionFor(QWidget *widget = nullptr)
 {
     QStyleOptionViewItem option;
-    option.rect = QRect(0, 0, 300, 240);
+    option.rect = kCard;
     option.widget = widget;
     return option;
 }
 
-// A card of `fields` as the delegate paints it in (0, 0, 300, 240), over `background`.
+// A card of `fields` as the delegate paints it in kCard, over `background`.
 QImage paintedCard(const QVariantMap &fields, const QColor &background = Qt::transparent)
 {
     CardModel model;
-    QImage image(300, 240, QImage::Format_ARGB32);
+    QImage image(kCard.size(), QImage::Format_ARGB32);
     image.fill(background);
     QPainter painter(&image);
     DeviceItemDelegate().paint(&painter, optionFor(), model.addCard("gp:1", fields));
@@ -72,10 +73,8 @@ class TestDeviceItemDelegate : public QObject
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression("QPainter"));
-    } // e.g. a state not restored
+    // A QPainter warning fails the test: e.g. a state not restored.
+    void init() { QTest::failOnWarning(QRegularExpression("QPainter")); }
 
     void leftRelease_data()
     {
@@ -111,8 +110,7 @@ private slots:
         using Calls = QList<QList<QVariant>>;
         QCOMPARE(Calls(toggled), (outcome == "signal" ? Calls{{"gp:0", true}} : Calls{}));
         QCOMPARE(deleted.count(), outcome == "delete" ? 1 : 0);
-        const int delta = outcome.toInt();
-        QCOMPARE(Calls(cycled), (delta ? Calls{{"gp:0", delta}} : Calls{}));
+        QCOMPARE(Calls(cycled), (outcome.toInt() ? Calls{{"gp:0", outcome.toInt()}} : Calls{}));
     }
 
     void contextMenu()
@@ -130,10 +128,9 @@ private slots:
         // A right click opens it on the view; once closed it is freed.
         QWidget view;
         CardModel model;
-        const QModelIndex index = model.addCard("gp:6", {});
         QMouseEvent click(QEvent::MouseButtonRelease, kBadge, kBadge, Qt::RightButton, Qt::NoButton,
                           {});
-        QVERIFY(delegate.editorEvent(&click, &model, optionFor(&view), index));
+        QVERIFY(delegate.editorEvent(&click, &model, optionFor(&view), model.addCard("gp:6", {})));
         QPointer<QMenu> shown = view.findChild<QMenu *>();
         QVERIFY(shown && shown->isVisible());
         shown->close();
@@ -144,13 +141,11 @@ private slots:
     void tooltips_data()
     {
         QTest::addColumn<QPoint>("pos");
-        QTest::addColumn<bool>("selected");
-        QTest::addColumn<int>("linkState");
-        QTest::addColumn<int>("position"); // of the bound "Profil B"; 0 = no profile bound
+        QTest::addColumn<QVariantMap>("fields"); // over an unselected card, link 2, "Profil B" 2/3
         QTest::addColumn<QString>("expected");
         const auto row = [](const char *name, QPoint pos, const char *expected,
-                            bool selected = false, int linkState = 2, int position = 2) {
-            QTest::newRow(name) << pos << selected << linkState << position << QString(expected);
+                            const QVariantMap &fields = {}) {
+            QTest::newRow(name) << pos << fields << QString(expected);
         };
         // Nine chips and "+1" centred on the strip (18, 193, 264, 28): from x 13, 28 apart.
         row("axis chip", QPoint(23, 206), "Axe X: 0");
@@ -160,28 +155,24 @@ private slots:
         row("case sensitive", QPoint(163, 206), "X");
         row("overflow chip", QPoint(275, 206), "+1");
         row("badge", kBadge, "Profil B (2/3)");
-        row("badge, none bound", kBadge, "Aucun profil (–/3)", false, 2, 0);
-        row("link 2", kLink, "Interface: connecté", true);
-        row("link 7", kLink, "Interface: déconnecté", true, 7);
+        row("badge, none bound", kBadge, "Aucun profil (–/3)",
+            {{"activeProfileName", ""}, {"activeProfilePosition", 0}});
+        row("link 2", kLink, "Interface: connecté", {{"selected", true}});
+        row("link 7", kLink, "Interface: déconnecté", {{"selected", true}, {"linkState", 7}});
     }
     void tooltips()
     {
         QFETCH(QPoint, pos);
-        QFETCH(bool, selected);
-        QFETCH(int, linkState);
-        QFETCH(int, position);
-        CardModel model;
+        QFETCH(QVariantMap, fields);
         const QStringList chips{
             "Axe X|axis://0", "A|btn://12", "|btn://1", "Z|cmd://z|f", "axis://",
             "X|Axis://0",     "g",          "h",        "i",           "j"};
-        const QModelIndex index =
-            model.addCard("gp:7", {{"selected", selected},
-                                   {"linkState", linkState},
-                                   {"activeProfileName", position ? "Profil B" : ""},
-                                   {"activeProfilePosition", position},
-                                   {"profileCount", 3},
-                                   {"hasProfileCarousel", true},
-                                   {"videoInterfaces", chips}});
+        QVariantMap card{
+            {"linkState", 2},    {"activeProfileName", "Profil B"}, {"activeProfilePosition", 2},
+            {"profileCount", 3}, {"hasProfileCarousel", true},      {"videoInterfaces", chips}};
+        card.insert(fields);
+        CardModel model;
+        const QModelIndex index = model.addCard("gp:7", card);
         QListView view;
         view.setModel(&model);
         view.show();
@@ -199,21 +190,16 @@ private slots:
         for (int i = 0; i < 12; ++i)
             entries << QString("Bouton %1|btn://%1").arg(i);
         QImage image = paintedCard({{"videoInterfaces", entries}});
-        const QRect card = cardRect(optionFor().rect);
-        const ControlChip more =
-            layoutControlChips(cardControlsStrip(optionFor().rect), entries).last();
+        const ControlChip more = layoutControlChips(cardControlsStrip(kCard), entries).last();
         const int y = more.rect.center().y();
-        for (int x = card.right() + 1; x < image.width(); ++x)
+        for (int x = cardRect(kCard).right() + 1; x < image.width(); ++x)
             QCOMPARE(qAlpha(image.pixel(x, y)), 0);
         // The chip's cyan tint, against the card beside it.
         QVERIFY(qBlue(image.pixel(more.rect.left() + 2, y)) >
                 qBlue(image.pixel(more.rect.left() - 4, y)) + 10);
-        // Axis and button chips show their kind's icon, not their label.
-        entries[0] = "Axe|axis://0";
-        entries[1] = "A|btn://1"; // the same icon whatever the label
-        entries[2] = "Z|btn://2";
-        const QList<ControlChip> chips =
-            layoutControlChips(cardControlsStrip(optionFor().rect), entries);
+        // Chips show their kind's icon, not their label: buttons A and Z look alike.
+        entries = QStringList{"Axe|axis://0", "A|btn://1", "Z|btn://2"} + entries.mid(3);
+        const QList<ControlChip> chips = layoutControlChips(cardControlsStrip(kCard), entries);
         image = paintedCard({{"videoInterfaces", entries}});
         QVERIFY(image.copy(chips[0].rect) != image.copy(chips[1].rect));
         QCOMPARE(image.copy(chips[1].rect), image.copy(chips[2].rect));
@@ -224,10 +210,8 @@ private slots:
     {
         const QImage image =
             paintedCard({{"profileCount", 3}, {"hasProfileCarousel", true}}, Qt::black);
-        for (const QRect &arrow :
-             {cardLeftArrowRect(optionFor().rect), cardRightArrowRect(optionFor().rect)}) {
-            const QPoint c = arrow.center();
-            const int outward = arrow == cardLeftArrowRect(optionFor().rect) ? -3 : 3;
+        for (const int outward : {-3, 3}) {
+            const QPoint c = (outward < 0 ? cardLeftArrowRect : cardRightArrowRect)(kCard).center();
             // The arms start on the inner side, above and below the tip.
             for (int dy : {-6, 6})
                 QVERIFY(qGreen(image.pixel(c.x() - outward, c.y() + dy)) >
@@ -240,13 +224,13 @@ private slots:
     {
         QList<QImage> badges;
         for (int state = 0; state <= 2; ++state)
-            badges << paintedCard({{"linkState", state}}).copy(cardLinkStateRect(optionFor().rect));
+            badges << paintedCard({{"linkState", state}}).copy(cardLinkStateRect(kCard));
         QVERIFY(badges[0] != badges[1] && badges[1] != badges[2] && badges[0] != badges[2]);
 
         // The warning corner shows an icon while the controller is away, and only then.
         for (const bool connected : {false, true}) {
             const QImage corner =
-                paintedCard({{"isConnected", connected}}).copy(cardWarningRect(optionFor().rect));
+                paintedCard({{"isConnected", connected}}).copy(cardWarningRect(kCard));
             int farthest = 0; // from the corner's first pixel, in grey levels
             for (int y = 0; y < corner.height(); ++y)
                 for (int x = 0; x < corner.width(); ++x)

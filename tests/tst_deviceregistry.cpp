@@ -3,10 +3,8 @@
 
 #include <QtTest>
 
-namespace {
-
 // Entries "gp:<i>" seen at the given times; a negative time leaves "lastSeen" out.
-QList<DeviceRegistryEntry> seenAt(const QList<double> &times, bool selected = false)
+static QList<DeviceRegistryEntry> seenAt(const QList<double> &times, bool selected = false)
 {
     QList<DeviceRegistryEntry> entries;
     for (int i = 0; i < times.size(); ++i) {
@@ -17,8 +15,6 @@ QList<DeviceRegistryEntry> seenAt(const QList<double> &times, bool selected = fa
     }
     return entries;
 }
-
-} // namespace
 
 class TestDeviceRegistry : public QObject
 {

@@ -5,20 +5,14 @@
 
 #include <QtTest>
 
-#include <unistd.h>
-
-namespace {
-
 // Bumps a file's modification time the way a rewrite a moment later would.
-bool touchLater(const QString &path)
+static bool touchLater(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadWrite) &&
            file.setFileTime(file.fileTime(QFileDevice::FileModificationTime).addSecs(5),
                             QFileDevice::FileModificationTime);
 }
-
-} // namespace
 
 // A session over a folder with one document, loaded, whose saver writes what the "editor" holds.
 struct Editor
@@ -59,8 +53,7 @@ private slots:
     {
         m_folder = m_root.filePath("profile");
         removeScratchTree(m_folder);
-        QVERIFY(QDir().mkpath(m_folder));
-        QVERIFY(writeInPlace(m_folder + "/doc.json", "{\"v\": 1}"));
+        QVERIFY(QDir().mkpath(m_folder) && writeInPlace(m_folder + "/doc.json", "{\"v\": 1}"));
     }
 
     // What a save finds on disk over doc.json and new.json (not there yet), and what it names.
@@ -69,9 +62,8 @@ private slots:
         QTest::addColumn<QString>("change");
         QTest::addColumn<int>("kind");
         QTest::addColumn<QString>("culprit"); // in the folder; "." is the folder itself
-        const auto row = [](const char *name, const char *change, DiskCheck::Kind kind,
-                            const char *culprit) {
-            QTest::newRow(name) << QString(change) << int(kind) << QString(culprit);
+        const auto row = [](const char *name, const char *change, int kind, const char *culprit) {
+            QTest::newRow(name) << QString(change) << kind << QString(culprit);
         };
         row("touched, same bytes", "touch", DiskCheck::Unchanged, "");
         row("same size, other bytes", "rewrite", DiskCheck::Changed, "doc.json");
@@ -137,10 +129,8 @@ private slots:
     {
         Editor editor(m_folder);
         QSignalSpy changed(&editor.session, &DocumentSession::stateChanged);
-        for (int touch : {1, 2}) {
-            QVERIFY(editor.session.touched());
-            QVERIFY2(changed.count() == 1, qPrintable(QString::number(touch))); // at the first
-        }
+        for (const char *touch : {"first", "second"}) // dirty at the first
+            QVERIFY2(editor.session.touched() && changed.count() == 1, touch);
         editor.edit("x");
         QVERIFY(editor.session.isSavePending() && removeScratchTree(m_folder));
         editor.session.checkDisk();
@@ -165,8 +155,7 @@ private slots:
         QCOMPARE(timer->interval(), 5);
         QSignalSpy woke(timer, &QTimer::timeout);
         QTRY_VERIFY(woke.count() > 0); // the clock still says 15
-        QVERIFY(editor.session.isSavePending());
-        QCOMPARE(editor.saves, 0);
+        QVERIFY(editor.session.isSavePending() && editor.saves == 0);
         clock = 20;
         QTRY_COMPARE(editor.saves, 1);
         QCOMPARE(readBytes(editor.path), QByteArray("b"));
@@ -182,15 +171,13 @@ private slots:
         QCOMPARE(states.size(), 1); // the first edit makes it dirty, the next change nothing
         QTRY_COMPARE(editor.saves, 1);
         QCOMPARE(readBytes(editor.path), QByteArray("{\"v\": 3}"));
-        editor.edit("{\"v\": 4}");
         ScriptedDialogs dialogs;
-        QVERIFY(editor.session.requestLeave());
-        QVERIFY(dialogs.prompts().isEmpty());
-        QCOMPARE(readBytes(editor.path), QByteArray("{\"v\": 4}"));
-        editor.edit("{\"v\": 5}");
-        QVERIFY(editor.session.flushQuietly()); // a destructor's save
-        QCOMPARE(readBytes(editor.path), QByteArray("{\"v\": 5}"));
-        QVERIFY(!editor.session.hasUnsavedEdits());
+        for (const bool leave : {true, false}) { // leaving, then a destructor's save
+            editor.edit(leave ? "{\"v\": 4}" : "{\"v\": 5}");
+            QVERIFY(leave ? editor.session.requestLeave() : editor.session.flushQuietly());
+            QCOMPARE(readBytes(editor.path), editor.memory);
+        }
+        QVERIFY(dialogs.prompts().isEmpty() && !editor.session.hasUnsavedEdits());
     }
 
     // A declined overwrite holds the save: later edits wait for an explicit one, which asks again.
@@ -223,13 +210,10 @@ private slots:
     {
         QTest::addColumn<QString>("subject");
         QTest::addColumn<QString>("named");
-        const auto row = [](const char *name, const char *subject, const char *named) {
-            QTest::newRow(name) << QString(subject) << QString(named);
-        };
-        row("a name", "« Doc »", "de « Doc »");
-        row("feminine", "la calibration Base", "de la calibration Base");
-        row("masculine", "le mapping de « P »", "du mapping de « P »");
-        row("plural", "les réglages", "des réglages");
+        QTest::newRow("a name") << QString("« Doc »") << "de « Doc »";
+        QTest::newRow("feminine") << QString("la calibration Base") << "de la calibration Base";
+        QTest::newRow("masculine") << QString("le mapping de « P »") << "du mapping de « P »";
+        QTest::newRow("plural") << QString("les réglages") << "des réglages";
     }
 
     void leaveAsksUntilTheUserStays()
@@ -272,15 +256,13 @@ private slots:
     // Two sessions on one file: the one without edits hears of the other's save.
     void siblingsHearOfEachOthersSaves()
     {
-        Editor a(m_folder);
-        Editor b(m_folder);
+        Editor a(m_folder), b(m_folder);
         QSignalSpy bChanged(&b.session, &DocumentSession::changedElsewhere);
-        a.edit("from a");
-        QVERIFY(a.session.flush());
-        QTRY_COMPARE(bChanged.count(), 1);
-        a.edit("quietly"); // a destructor's save is heard too
-        QVERIFY(a.session.flushQuietly());
-        QTRY_COMPARE(bChanged.count(), 2);
+        for (const bool quietly : {false, true}) { // a destructor's save is heard too
+            a.edit(quietly ? "quietly" : "from a");
+            QVERIFY(quietly ? a.session.flushQuietly() : a.session.flush());
+            QTRY_COMPARE(bChanged.count(), quietly ? 2 : 1);
+        }
         // With edits of its own, the other's save is a conflict its own save asks about.
         b.edit("from b");
         a.edit("from a again");

@@ -114,16 +114,13 @@ private slots:
         const Cal cal = parsed({QJsonObject(), axis}, {button}, {gate}, 3, 5);
         QJsonObject doc = calibrationToJson(cal, {" Pad ", 0x45E, 0x28E}, " {1234} ");
         QVERIFY(doc["axes"].toArray().size() == 8 && doc["buttons"].toArray().size() == 32);
-        QCOMPARE(doc["axes"][1], QJsonValue(axis));
-        QCOMPARE(doc["buttons"][0], QJsonValue(button));
-        QCOMPARE(doc["gates"], QJsonValue(QJsonArray{gate}));
-        for (const char *list : {"axes", "buttons", "gates"})
-            doc.remove(list);
+        QCOMPARE(doc.take("axes")[1], QJsonValue(axis));
+        QCOMPARE(doc.take("buttons")[0], QJsonValue(button));
+        QCOMPARE(doc.take("gates"), QJsonValue(QJsonArray{gate}));
         QCOMPARE(doc, json(R"({"type": "GamepadCalibration", "version": 3, "deviceName": "Pad",
             "vendorId": "0x045e", "productId": "0x028e", "profileId": "{1234}"})"));
-        doc = calibrationToJson(cal, {"  ", 0, 0}, " ");
-        for (const char *key : {"deviceName", "vendorId", "productId", "profileId"})
-            QVERIFY2(!doc.contains(key), key);
+        QCOMPARE(calibrationToJson(cal, {"  ", 0, 0}, " ").keys(), // a blank identity writes none
+                 (QStringList{"axes", "buttons", "gates", "type", "version"}));
 
         QString error;
         const QTemporaryDir dir;

@@ -72,26 +72,24 @@ private slots:
         QTest::addColumn<int>("endMs");
         QTest::addColumn<int>("pauseEndMs"); // the poll after 0 comes no earlier than this
         QTest::addColumn<QString>("events");
-
+        const auto row = [](const char *name, const Button &settings, const QList<int> &toggles,
+                            int endMs, const char *events, int pauseEndMs = 0) {
+            QTest::newRow(name) << settings << toggles << endMs << pauseEndMs << QString(events);
+        };
         // Enabled, press, release, debounce, repeat on press, on release, delay, interval.
         const Button repeat{true, true, false, 0, true};
         const Button noDelay{true, true, false, 0, true, false, 0};
         const Button fastRepeat{true, true, false, 0, true, false, 0, 5};
         const Button debounce{true, true, true, 50}; // a suppressed release must not restart it
 
-        using L = QList<int>;
-        QTest::newRow("repeat schedule")
-            << repeat << L{0} << 1000 << 0 << "0+ 350+r 470+r 590+r 710+r 830+r 950+r";
-        QTest::newRow("release stops repeat") << repeat << L{0, 400} << 1000 << 0 << "0+ 350+r";
-        QTest::newRow("delay 0 uses interval")
-            << noDelay << L{0} << 400 << 0 << "0+ 120+r 240+r 360+r";
-        QTest::newRow("interval 5 as 10") << fastRepeat << L{0} << 30 << 0 << "0+ 10+r 20+r 30+r";
-        QTest::newRow("delay 1 kept") << Button{true, true, false, 0, true, false, 1} << L{0} << 250
-                                      << 0 << "0+ 5+r 125+r 245+r";
-        QTest::newRow("late poll skips missed")
-            << repeat << L{0} << 1200 << 1000 << "0+ 1000+r 1070+r 1190+r";
-        QTest::newRow("debounce loses press") << debounce << L{0, 10, 30} << 200 << 0 << "0+";
-        QTest::newRow("debounce exactly 50") << debounce << L{0, 10, 50} << 200 << 0 << "0+ 50+";
+        row("repeat schedule", repeat, {0}, 1000, "0+ 350+r 470+r 590+r 710+r 830+r 950+r");
+        row("release stops repeat", repeat, {0, 400}, 1000, "0+ 350+r");
+        row("delay 0 uses interval", noDelay, {0}, 400, "0+ 120+r 240+r 360+r");
+        row("interval 5 as 10", fastRepeat, {0}, 30, "0+ 10+r 20+r 30+r");
+        row("delay 1 kept", {true, true, false, 0, true, false, 1}, {0}, 250, "0+ 5+r 125+r 245+r");
+        row("late poll skips missed", repeat, {0}, 1200, "0+ 1000+r 1070+r 1190+r", 1000);
+        row("debounce loses press", debounce, {0, 10, 30}, 200, "0+");
+        row("debounce exactly 50", debounce, {0, 10, 50}, 200, "0+ 50+");
     }
 
     void button()

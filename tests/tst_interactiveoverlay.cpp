@@ -1,3 +1,4 @@
+#include "filetestsupport.h"
 #include "interactiveoverlay.h"
 #include "toucharea.h"
 #include "widgettestsupport.h"
@@ -5,12 +6,12 @@
 #include <QtTest>
 #include <QtWidgets>
 
-static QStringList menuTexts(QMenu *menu)
+static QString menuTexts(QMenu *menu)
 {
     QStringList texts;
     for (QAction *action : menu->actions())
         texts << (action->isSeparator() ? QStringLiteral("-") : action->text());
-    return texts;
+    return texts.join(',');
 }
 
 class TestInteractiveOverlay : public QObject
@@ -67,8 +68,7 @@ private slots:
     {
         QFETCH(QRect, original);
         QFETCH(QPoint, shift);
-        const int index = m_overlay->createNode(ElementKind::DualJoyCross, QStringLiteral("Joy 3"),
-                                                QPoint(300, 300));
+        const int index = m_overlay->createNode(ElementKind::DualJoyCross, "Joy 3", {300, 300});
         m_overlay->pastille(index)->setFixedSize(original.size());
         m_overlay->pastille(index)->move(original.topLeft());
         m_overlay->setNodeSource(index, QStringLiteral("Axe Y"), {true, "autre", 3, 2, "joy_1"});
@@ -89,11 +89,10 @@ private slots:
     {
         m_overlay->createNode(ElementKind::Button, QString(), QPoint(100, 100));
         std::unique_ptr<QMenu> empty(m_overlay->createContextMenu(QPoint(600, 500), nullptr));
-        const QStringList adds{"Ajouter un joy", "Ajouter un double joy X/Y", "Ajouter un bouton"};
+        const QString adds = "Ajouter un joy,Ajouter un double joy X/Y,Ajouter un bouton";
         QCOMPARE(menuTexts(empty.get()), adds);
         std::unique_ptr<QMenu> onPastille(m_overlay->createContextMenu(QPoint(100, 100), nullptr));
-        QCOMPARE(menuTexts(onPastille.get()),
-                 adds + QString("-,Renommer...,Dupliquer,Supprimer").split(','));
+        QCOMPARE(menuTexts(onPastille.get()), adds + ",-,Renommer...,Dupliquer,Supprimer");
         QSignalSpy dirty(m_overlay, &InteractiveOverlay::dirty);
         empty->actions().at(2)->trigger();
         QCOMPARE(m_overlay->pastille(1)->geometry().center(), QPoint(600, 500));
@@ -137,12 +136,9 @@ private slots:
     {
         QTemporaryDir folder;
         const QString large = folder.filePath("large.jpg"), broken = folder.filePath("broken.png");
-        QImage image(6000, 6000, QImage::Format_RGB32); // beyond what Qt decodes whole
-        image.fill(QColor(200, 40, 40));
-        QFile junk(broken);
-        QVERIFY(image.save(large) && junk.open(QIODevice::WriteOnly) && junk.write("PNG?") == 4);
-        junk.close();
-        image = QImage();
+        const QSize beyond(6000, 6000); // beyond what Qt decodes whole
+        QVERIFY(writeInPlace(large, encoded("jpeg", beyond, QColor(200, 40, 40))) &&
+                writeInPlace(broken, "PNG?"));
 
         m_overlay->setBackgroundPicture(broken);
         QCOMPARE(m_overlay->pictureMessage(), "Impossible d’afficher l’image " + broken);

@@ -91,30 +91,23 @@ private slots:
     }
 
     // What a save makes of the document already on disk (no nodes: empty bridges).
-    void saveKeepsHostSections_data()
-    {
-        QTest::addColumn<QByteArray>("existing");
-        QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("corrupt")
-            << QByteArray("{\"timers\": [")
-            << QByteArray(
-                   R"({"bridges":[],"onClose":[],"onStartup":[],"ref":[],"signals":[],"timers":[]})");
-        QTest::newRow("kept")
-            << QByteArray(R"({"timers": [{"every": 250, "run": ["a", {"x": 1.5}]}],
-            "signals": {"odd": true}, "x": 1, "refs": [1], "ref": [2], "bridges": [{"old": 1}]})")
-            << QByteArray(
-                   R"({"bridges":[],"onClose":[],"onStartup":[],"ref":[],)"
-                   R"("signals":{"odd":true},"timers":[{"every":250,"run":["a",{"x":1.5}]}],"x":1})");
-    }
-
     void saveKeepsHostSections()
     {
-        QFETCH(QByteArray, existing);
         QTemporaryDir dir;
         const QString path = dir.filePath("configActionGamepad.json");
-        QVERIFY(writeJsonFileAtomic(path, existing, nullptr));
-        QVERIFY(saveMappingDocument(dir.path(), {}, {}, {}));
-        QTEST(QJsonDocument::fromJson(readBytes(path)).toJson(QJsonDocument::Compact), "expected");
+        const QList<std::pair<QByteArray, QByteArray>> rows{
+            {"{\"timers\": [", // corrupt
+             R"({"bridges":[],"onClose":[],"onStartup":[],"ref":[],"signals":[],"timers":[]})"},
+            {R"({"timers": [{"every": 250, "run": ["a", {"x": 1.5}]}],
+            "signals": {"odd": true}, "x": 1, "refs": [1], "ref": [2], "bridges": [{"old": 1}]})",
+             R"({"bridges":[],"onClose":[],"onStartup":[],"ref":[],)"
+             R"("signals":{"odd":true},"timers":[{"every":250,"run":["a",{"x":1.5}]}],"x":1})"}};
+        for (const auto &[existing, expected] : rows) {
+            QVERIFY(writeJsonFileAtomic(path, existing, nullptr));
+            QVERIFY(saveMappingDocument(dir.path(), {}, {}, {}));
+            QCOMPARE(QJsonDocument::fromJson(readBytes(path)).toJson(QJsonDocument::Compact),
+                     expected);
+        }
     }
 
     // A profile folder deleted meanwhile is never made again by a save, which fails.
@@ -145,8 +138,7 @@ private slots:
                 error.startsWith("JSON invalide"));
         QCOMPARE(nodes, before);
 
-        QVERIFY(QFile::remove(path) &&
-                QFile::copy(QDir(GAMEPAD_TEST_DATA).filePath("mapping_legacy.json"), path));
+        QVERIFY(QFile::remove(path) && QFile::copy(GAMEPAD_TEST_DATA "/mapping_legacy.json", path));
         QVERIFY(loadMappingDocument(dir.path(), &nodes));
         QCOMPARE(nodes[0].sources[0].source, (OverlaySource{true, "gamepade", 2, 3, "joy_1"}));
         QCOMPARE(nodes[0].publishMode, PublishMode::Always);

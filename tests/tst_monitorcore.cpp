@@ -20,7 +20,7 @@ static QStringList replay(QByteArray input, const GamepadCalibration *calibratio
 
 // A session with every kind of input: a stick through a gate, a trigger, an absent axis, a
 // bouncing button under debounce, a repeating one, a release that publishes, quiet polls.
-static GamepadCalibration sessionCalibration()
+static QString recordSession(const QString &path)
 {
     GamepadCalibration calibration = defaultCalibration(8, 32);
     calibration.axes[2].mode = GamepadCalibration::AxisMode::Trigger;
@@ -29,17 +29,12 @@ static GamepadCalibration sessionCalibration()
     calibration.buttons[2].debounceMs = 30;
     calibration.buttons[3].emitOnRelease = true;
     calibration.gates << defaultGateSettings(0);
-    return calibration;
-}
-
-static QString recordSession(const QString &path, qint64 upToMs = 2000)
-{
     VirtualJoysticks pads;
     pads.backend.connectController(0, padIdentity("Rec Pad"), 32, 0x7f); // axis 7 absent
     qint64 now = 0;
     ControlManette device(0);
     device.setClockSource([&now] { return now; });
-    device.pinCalibration(sessionCalibration());
+    device.pinCalibration(calibration);
     InputRecorder recorder;
     QString live, reason;
     QTextStream out(&live);
@@ -48,7 +43,7 @@ static QString recordSession(const QString &path, qint64 upToMs = 2000)
         return reason;
     printBatchesOnDeviceClock(&device, out);
     device.start();
-    for (now = 0; now <= upToMs; now += 10) {
+    for (now = 0; now <= 2000; now += 10) {
         const double phase = double(now % 700) / 700.0;
         pads.backend.setAxis(0, 0, now < 1500 ? 90.0 * phase - 45.0 : 0.3);
         pads.backend.setAxis(0, 1, now % 400 < 200 && now < 1500 ? 30.0 : 0.0);
@@ -75,16 +70,15 @@ private slots:
     // Values rounded to two decimals without a negative zero; the device only when given.
     void batchLineFormat()
     {
-        QCOMPARE(
-            batchLine(120, {"joy_0", "but_0"}, {-0.001, true}, 3),
-            "{\"t\": 120, \"device\": 3, \"keys\": [\"joy_0\", \"but_0\"], \"values\": [0, true]}");
+        QCOMPARE(batchLine(120, {"joy_0", "but_0"}, {-0.001, true}, 3),
+                 R"({"t": 120, "device": 3, "keys": ["joy_0", "but_0"], "values": [0, true]})");
         QCOMPARE(batchLine(120, {"gate \"a\""}, {false}),
                  "{\"t\": 120, \"keys\": [\"gate \\\"a\\\"\"], \"values\": [false]}");
     }
 
     void arguments_data()
     {
-        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("args");
         QTest::addColumn<int>("durationMs"); // -1: rejected
         QTest::addColumn<QString>("error");  // a part of the message
 
@@ -95,25 +89,21 @@ private slots:
         for (const char *bad : {"604800.01", "2200000", "inf", "nan", "0", "-1", "1e300", "soon"})
             QTest::newRow(bad) << QStringList{"--duration", bad} << -1 << badDuration.arg(bad);
         QTest::newRow("stray argument") << QStringList{"x.jsonl"} << -1 << "\"x.jsonl\"";
-        QTest::newRow("record slot 7")
-            << QStringList{"--record", "r.jsonl", "--slot", "7"} << 0 << "";
-        QTest::newRow("slot 8") << QStringList{"--record", "r", "--slot", "8"} << -1
-                                << "--slot takes a controller index from 0 to 7, not \"8\"";
-        QTest::newRow("record a replay") << QStringList{"--record", "r", "--replay", "s"} << -1
-                                         << "--record and --replay cannot be used together";
-        QTest::newRow("slot alone")
-            << QStringList{"--slot", "0"} << -1 << "--slot chooses the controller of --record";
-        QTest::newRow("empty calibration")
-            << QStringList{"--calibration", ""} << -1 << "--calibration needs a file name";
+        QTest::newRow("record slot 7") << QStringList{"--record", "r", "--slot", "7"} << 0 << "";
+        // clang-format off
+        QTest::newRow("slot 8") << QStringList{"--record", "r", "--slot", "8"} << -1 << "--slot takes a controller index from 0 to 7, not \"8\"";
+        QTest::newRow("record a replay") << QStringList{"--record", "r", "--replay", "s"} << -1 << "--record and --replay cannot be used together";
+        QTest::newRow("slot alone") << QStringList{"--slot", "0"} << -1 << "--slot chooses the controller of --record";
+        QTest::newRow("empty calibration") << QStringList{"--calibration", ""} << -1 << "--calibration needs a file name";
+        // clang-format on
     }
 
     void arguments()
     {
-        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, args);
         QFETCH(QString, error);
         QString message;
-        const std::optional<MonitorOptions> options =
-            parseMonitorArguments(QStringList{"gamepad-monitor"} + arguments, &message);
+        const auto options = parseMonitorArguments(QStringList{"gamepad-monitor"} + args, &message);
         QTEST(options ? options->durationMs : -1, "durationMs");
         QVERIFY2(message.contains(error), qPrintable(message));
     }
@@ -183,7 +173,7 @@ private slots:
 
     // The replay of a recording prints what the live run printed, byte for byte; its first line
     // names the controller and carries the calibration, so that no option is needed.
-    void recordThenReplay()
+    void recordThenReplayAndStopWhenFull()
     {
         const QString path = m_home.filePath("session.jsonl");
         const QString live = recordSession(path);
@@ -193,26 +183,15 @@ private slots:
         QVERIFY(live.count('\n') > 100 && recorded.count('\n') < 170); // quiet polls skipped
         QCOMPARE(replay(recorded), QStringList({QString::number(kExitSuccess), live, ""}));
         QVERIFY(replay(recorded, &m_defaults).at(1) != live); // the options' calibration wins
-    }
 
-    // A full disk stops the recording with the system's reason; the file keeps its whole lines.
-    void recordingStoppedByDiskFull()
-    {
-        const QString path = m_home.filePath("full.jsonl");
-        const QString live = recordSession(path);
-        const QByteArray whole = readBytes(path);
+        // A full disk stops a recording with the system's reason; the file keeps its whole lines.
         QString cut;
-        QVERIFY(runUnder(
-            FileFault::DiskFull,
-            [&] {
-                cut = recordSession(path);
-                return true;
-            },
-            rlim_t(whole.size() - 300)));
+        const auto stopped = [&] { return !(cut = recordSession(path)).isEmpty(); };
+        QVERIFY(runUnder(FileFault::DiskFull, stopped, rlim_t(recorded.size() - 300)));
         QCOMPARE(cut, "failed: " + QString::fromLocal8Bit(strerror(EFBIG)));
         const QByteArray kept = readBytes(path);
-        QVERIFY(kept.endsWith('\n') && kept.size() < whole.size() - 300);
-        QCOMPARE(kept, whole.left(kept.size()));
+        QVERIFY(kept.endsWith('\n') && kept.size() < recorded.size() - 300);
+        QCOMPARE(kept, recorded.left(kept.size()));
         const QStringList replayed = replay(kept);
         QCOMPARE(replayed.at(0), QString::number(kExitSuccess));
         QVERIFY(live.startsWith(replayed.at(1)) && replayed.at(1).size() > live.size() / 2);

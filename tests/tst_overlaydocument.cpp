@@ -19,12 +19,10 @@ QStringList describe(const OverlayDocument &document)
         out << QString("%1/%2/%3/%4%5")
                    .arg(elementKindName(n.kind), n.title, publishModeName(n.publishMode),
                         n.split ? "s" : "", n.freeAspect ? "f" : "");
-        for (const OverlaySlot &slot : n.sources) {
-            const OverlaySource &s = slot.source;
+        for (const auto &[label, s, binding] : n.sources)
             out.last() += QString(" [%1 %2 %3 %4]")
                               .arg(s.stringKey, s.isJoy ? "j" : "b", QString::number(s.deviceId),
                                    QString::number(s.packetId));
-        }
     }
     return out;
 }

@@ -4,11 +4,9 @@
 #include <QPainter>
 #include <QtTest>
 
-namespace {
-
 // The drawing the snapshot stands for: a locked overlay widget at the stored size, with its
 // pastilles as widgets, rendered off screen.
-QImage widgetRendering(const QJsonObject &document, const QString &imagePath)
+static QImage widgetRendering(const QJsonObject &document, const QString &imagePath)
 {
     const QSize size(800, 450);
     InteractiveOverlay overlay;
@@ -24,8 +22,6 @@ QImage widgetRendering(const QJsonObject &document, const QString &imagePath)
     overlay.render(&painter, QPoint(), QRegion(), QWidget::DrawChildren);
     return image;
 }
-
-} // namespace
 
 class TestOverlayRender : public QObject
 {

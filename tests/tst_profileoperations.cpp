@@ -6,18 +6,16 @@
 #include <QImageReader>
 #include <QtTest>
 
-namespace {
-
 const QString kLong(6000, QLatin1Char('x')); // outgrows the disk-full limit
 const QJsonObject kOverlay{{"type", "InteractiveOverlay"}, {"version", 4}};
 
-QJsonObject readJson(const QString &path)
+static QJsonObject readJson(const QString &path)
 {
     return QJsonDocument::fromJson(readBytes(path)).object();
 }
 
 // A profile "Pad" whose "meta.json" outgrows a full disk; its override "calib.json" is not written.
-GamepadProfileMeta seed(const QString &root)
+static GamepadProfileMeta seed(const QString &root)
 {
     GamepadProfileMeta meta;
     meta.id = QUuid::createUuid();
@@ -35,15 +33,13 @@ GamepadProfileMeta seed(const QString &root)
 }
 
 // Every file of a folder with its bytes; temporaries left behind show up too.
-QMap<QString, QByteArray> snapshot(const QString &folder)
+static QMap<QString, QByteArray> snapshot(const QString &folder)
 {
     QMap<QString, QByteArray> files;
     for (const QString &name : QDir(folder).entryList(QDir::Files | QDir::Hidden))
         files.insert(name, readBytes(folder + '/' + name));
     return files;
 }
-
-} // namespace
 
 class TestProfileOperations : public QObject
 {

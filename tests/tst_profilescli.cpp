@@ -84,10 +84,8 @@ private slots:
         // The options hold for one command only: the store is back on its own (empty) roots.
         QCOMPARE(run({"list"}).out, QString());
         // Another host's profiles: its data location, from its names, holds the shared root.
-        const QString acme =
-            makeProfile(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-                            "/Acme/Host/GamepadProfiles",
-                        "Acme pad");
+        const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+        const QString acme = makeProfile(data + "/Acme/Host/GamepadProfiles", "Acme pad");
         QCOMPARE(run({"--organization=Acme", "--application", "Host", "list"}).out,
                  acme + "\tAcme pad\tshared\tunlinked\n");
         QCOMPARE(run({"--application", "Host", "list"}).out, QString());
@@ -126,14 +124,12 @@ private slots:
         QTest::addColumn<QString>("logname");
         QTest::addColumn<QString>("login"); // the folder under the host's data location
         QTest::addColumn<bool>("limited");  // under a file size limit (ulimit -f)
-        const auto row = [](const char *name, const char *user, const char *logname,
-                            const QString &login, bool limited) {
-            QTest::newRow(name) << QString(user) << QString(logname) << login << limited;
-        };
-        row("USER", "Bob", "carol", "bob", false);
-        row("LOGNAME", "", "carol", "carol", false);
-        row("account", "", "", QString::fromLocal8Bit(getpwuid(geteuid())->pw_name), false);
-        row("file size limit", "Bob", "", "bob", true);
+        // clang-format off
+        QTest::newRow("USER") << "Bob" << "carol" << "bob" << false;
+        QTest::newRow("LOGNAME") << "" << "carol" << "carol" << false;
+        QTest::newRow("account") << "" << "" << QString::fromLocal8Bit(getpwuid(geteuid())->pw_name) << false;
+        QTest::newRow("file size limit") << "Bob" << "" << "bob" << true;
+        // clang-format on
     }
     void program()
     {
@@ -146,19 +142,16 @@ private slots:
         QCOMPARE(run({"--user-root", source, "export", makeProfile(source, "Pad"), file}).code,
                  kProfilesExitSuccess);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char *name : {"USER", "LOGNAME", "QT_QPA_PLATFORM"})
-            env.remove(name);
         env.insert("DISPLAY", ":65000"); // no such display
         env.insert("XDG_DATA_HOME", dir.filePath("data"));
-        for (const auto &[name, value] : {std::pair{"USER", user}, {"LOGNAME", logname}})
-            value.isEmpty() ? void() : env.insert(name, value);
+        for (const auto &[name, value] :
+             {std::pair{"USER", user}, {"LOGNAME", logname}, {"QT_QPA_PLATFORM", QString()}})
+            value.isEmpty() ? env.remove(name) : env.insert(name, value);
         QProcess program;
         program.setProcessEnvironment(env);
+        const rlimit small{512, 512};
         if (limited)
-            program.setChildProcessModifier([] {
-                const rlimit small{512, 512};
-                setrlimit(RLIMIT_FSIZE, &small);
-            });
+            program.setChildProcessModifier([small] { setrlimit(RLIMIT_FSIZE, &small); });
         program.start(GAMEPAD_PROFILES_EXE, {"import", file});
         QVERIFY(program.waitForFinished(120000) && program.exitStatus() == QProcess::NormalExit);
         const QString out = program.readAllStandardOutput(), err = program.readAllStandardError();

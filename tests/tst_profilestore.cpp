@@ -6,19 +6,17 @@
 
 #include <QtTest>
 
-namespace {
-
 using Kind = GamepadProfileKind;
 
 // A path below the configuration root; an empty tail stands for "no path".
-QString inConfig(const QString &tail)
+static QString inConfig(const QString &tail)
 {
     return tail.isEmpty() ? QString() : configurationRoot() + "/" + tail;
 }
 
 const GamepadDeviceIdentity kPad{"Pad", 1, 2};
 
-QString padBaseFileIn(const QString &root)
+static QString padBaseFileIn(const QString &root)
 {
     return QDir::cleanPath(
         inConfig(root + "/GamepadProfiles/_deviceCalibration/0001_0002_pad.json"));
@@ -28,14 +26,12 @@ const QByteArray kMeta = R"({"type":"GamepadDefinderMeta","name":"  Arcade  ",
     "id":"8a1e4c2e-3b7d-4a60-9d5c-0f2b6a7c1d11","deviceNames":["A","B"],"image":" pic.jpg "})";
 
 // A profile folder outside the roots, with a file two levels down.
-QString makeProfile()
+static QString makeProfile()
 {
     const QString folder = inConfig("elsewhere/prof-1");
     writeBytes(folder + "/sub/deep/b.txt", "b");
     return writeBytes(folder + "/meta.json", kMeta) ? folder : QString();
 }
-
-} // namespace
 
 class TestProfileStore : public QObject
 {
@@ -240,35 +236,25 @@ private slots:
     }
 
     // Read from where the name says; written only inside the folder ("@": a real profile folder).
-    void overridePath_data()
+    void overridePath()
     {
-        QTest::addColumn<QString>("folder");
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("readPath");
-        QTest::addColumn<QString>("writePath");
-        const QString fallback = "/p/calibration.override.json";
+        const QString real = inConfig("p"), fallback = "/p/calibration.override.json";
+        QVERIFY(QDir().mkpath(real) && QFile::link(configurationRoot(), real + "/link"));
+        GamepadProfileInfo profile;
+        profile.id = QUuid::createUuid();
+        // folder | file | read path | write path
         for (const QStringList &row : {QStringList{"  ", "x.json", "", ""},
                                        {"/p", "  ", fallback, fallback},
                                        {"/p/", " sub/c.json ", "/p/sub/c.json", "/p/sub/c.json"},
                                        {"/p", "/else/c.json", "/else/c.json", ""},
                                        {"/p", "../q/c.json", "/q/c.json", ""},
-                                       {"@", "link/c.json", "@/link/c.json", "@/link/c.json"}})
-            QTest::addRow("%s|%s", qPrintable(row[0]), qPrintable(row[1]))
-                << row[0] << row[1] << row[2] << row[3];
-    }
-
-    void overridePath()
-    {
-        QFETCH(QString, folder);
-        QFETCH(QString, file);
-        const QString real = inConfig("p");
-        QVERIFY(QDir().mkpath(real) && QFile::link(configurationRoot(), real + "/link"));
-        GamepadProfileInfo profile;
-        profile.id = QUuid::createUuid();
-        profile.folder = folder.replace("@", real);
-        profile.calibrationOverrideFile = file;
-        QTEST(profileOverridePath(profile).replace(real, "@"), "readPath");
-        QTEST(profileOverrideWritePath(profile).replace(real, "@"), "writePath");
+                                       {"@", "link/c.json", "@/link/c.json", "@/link/c.json"}}) {
+            profile.folder = QString(row[0]).replace("@", real);
+            profile.calibrationOverrideFile = row[1];
+            const QStringList paths{profileOverridePath(profile),
+                                    profileOverrideWritePath(profile)};
+            QCOMPARE((row.mid(0, 2) + paths).join(" | ").replace(real, "@"), row.join(" | "));
+        }
     }
 
     void resolve_data()

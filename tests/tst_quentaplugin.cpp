@@ -22,10 +22,8 @@ class TestQuentaPlugin : public QObject
     // Destroys the plug-in object: the library's entry point must build a new one.
     IComInterfaceModelProvider *freshProvider()
     {
-        QPointer<QObject> old = m_loader.instance();
-        delete old;
-        IComInterfaceModelProvider *fresh = provider();
-        return old.isNull() && fresh ? fresh : nullptr;
+        delete m_loader.instance();
+        return provider();
     }
 
     // Two remembered controllers give the model rows without any hardware.
@@ -58,9 +56,10 @@ class TestQuentaPlugin : public QObject
         return model->index(row, 0).data(model->roleNames().key(role));
     }
 
-    static QWidget *editorOf(QWidget *window)
+    static QJsonObject editorServices(QWidget *window)
     {
-        return window ? window->findChild<QWidget *>("ManageGamepade") : nullptr;
+        QWidget *editor = window ? window->findChild<QWidget *>("ManageGamepade") : nullptr;
+        return editor ? editor->property("externalServices").toJsonObject() : QJsonObject();
     }
 
 private slots:
@@ -77,12 +76,10 @@ private slots:
     void metadataAndFixedAnswers()
     {
         const QJsonObject meta = m_loader.metaData();
-        QCOMPARE(meta.value("IID").toString(), QString(IComInterfaceModelProvider_iid));
-        QCOMPARE(meta.value("className").toString(), QString("QuentaPlugin"));
-
         IComInterfaceModelProvider *p = provider();
-        QCOMPARE(p->vendor(), QString("zelto"));
-        QCOMPARE(p->name(), QString("Gamepad"));
+        QCOMPARE((QStringList{meta.value("IID").toString(), meta.value("className").toString(),
+                              p->vendor(), p->name()}),
+                 (QStringList{IComInterfaceModelProvider_iid, "QuentaPlugin", "zelto", "Gamepad"}));
         // The family's icon: the console picture of the resources, at its own size.
         const QIcon icon = p->icon();
         QCOMPARE(icon.availableSizes(), QList<QSize>{QSize(64, 64)});
@@ -137,8 +134,7 @@ private slots:
         QJsonArray infos;
         p->selectedInterfaces(out, infos);
         // Remembered, not plugged in: described, and a stand-in gamepad device.
-        QCOMPARE(infos.size(), 1);
-        QCOMPARE(out.size(), 1);
+        QCOMPARE((QList<qsizetype>{infos.size(), out.size()}), (QList<qsizetype>{1, 1}));
         QCOMPARE(out.first()->deviceType(), IComInterface::gamepade);
 
         QVERIFY(QMetaObject::invokeMethod(delegate, "requestDelete", Q_ARG(QString, "gp:0")));
@@ -179,22 +175,21 @@ private slots:
         p->setServices(first);
         QPointer<QWidget> window = p->configurationWindow(nullptr);
         QCOMPARE(window->windowTitle(), QString("Gamepad"));
-        QCOMPARE(editorOf(window)->property("externalServices").toJsonObject(), first);
+        QCOMPARE(editorServices(window), first);
         QCOMPARE(p->configurationWindow(nullptr), window.data());
 
         p->setServices(last);
-        QCOMPARE(editorOf(window)->property("externalServices").toJsonObject(), last);
+        QCOMPARE(editorServices(window), last);
         // The notification hands over the stored object, not its own argument.
         emit p->servicesChanged(first);
-        QCOMPARE(editorOf(window)->property("externalServices").toJsonObject(), last);
+        QCOMPARE(editorServices(window), last);
 
         window->show();
         QVERIFY(window->close());
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(window.isNull());
         QWidget *again = p->configurationWindow(nullptr);
-        QVERIFY(again && editorOf(again));
-        QCOMPARE(editorOf(again)->property("externalServices").toJsonObject(), last);
+        QCOMPARE(editorServices(again), last);
         delete again;
     }
 

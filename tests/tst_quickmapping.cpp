@@ -82,15 +82,6 @@ private slots:
         e->panel.setCatalog(QJsonArray{QJsonObject{{"name", "pan"}}});
     }
 
-    // Every field of the inspector sits in a layout, with a pastille selected or none.
-    void inspectorLaysOutItsFields()
-    {
-        for (const int selected : {-1, e->addNode(ElementKind::DualJoyCross, "joy_0,joy_1")}) {
-            e->overlay.setSelectedNode(selected);
-            QCOMPARE(unplacedWidgets(&e->inspector), QStringList());
-        }
-    }
-
     void hintFollowsState_data()
     {
         QTest::addColumn<bool>("locked");
@@ -161,20 +152,6 @@ private slots:
                                           : message.arg(key, "pan"));
     }
 
-    // Each input during the wait is recorded: the last one is learned, once.
-    void learningRecordsEachInput()
-    {
-        const int pad = e->addNode(ElementKind::Button, "");
-        e->overlay.setSelectedNode(pad);
-        QSignalSpy changes(&e->mapping, &QuickMapping::overlayChanged);
-        e->mapping.onButtonChanged(4, true);
-        e->mapping.onButtonChanged(6, true);
-        QCOMPARE(e->mapping.learnedButton(), 6);
-        e->mapping.finishLearning(); // the window's end
-        QCOMPARE(changes.size(), 1);
-        QCOMPARE(e->overlay.sourceOf(pad, "Bouton").stringKey, "but_6");
-    }
-
     void inspectorShowsSelection_data()
     {
         QTest::addColumn<int>("kind"); // -1: a stick, not selected
@@ -213,6 +190,7 @@ private slots:
         QTest::keyClick(name, Qt::Key_Return);
         QCOMPARE(e->overlay.node(node).title.endsWith("Z"), editable);
         QTEST(e->slotTexts(), "slots");
+        QCOMPARE(unplacedWidgets(&e->inspector), QStringList()); // every field sits in a layout
         if (auto *splitBox = e->inspector.findChild<QCheckBox *>(); splitBox && editable) {
             splitBox->click();
             QCOMPARE(e->overlay.node(node).split, !split);
@@ -220,7 +198,7 @@ private slots:
     }
 
     // The publish mode is stored at once; Learn on a whole cross takes X, then another axis for Y.
-    void slotEditorEditsAndLearns()
+    void slotEditorEditsAndPastillesLearn()
     {
         const int cross = e->addNode(ElementKind::DualJoyCross, "joy_1,joy_2");
         e->overlay.setSelectedNode(cross);
@@ -237,6 +215,16 @@ private slots:
             e->feed(key, 80.0);
         QCOMPARE(e->slotTexts(), "Split X / Y,Toujours,Joy 3/4,Learn,Clear");
         QCOMPARE(changed.size(), 2);
+
+        // A selected pastille records each input of the wait, then learns the last one, once.
+        const int pad = e->addNode(ElementKind::Button, "");
+        e->overlay.setSelectedNode(pad);
+        e->mapping.onButtonChanged(4, true);
+        e->mapping.onButtonChanged(6, true);
+        QCOMPARE(e->mapping.learnedButton(), 6);
+        e->mapping.finishLearning(); // the window's end
+        QCOMPARE(changed.size(), 3);
+        QCOMPARE(e->overlay.sourceOf(pad, "Bouton").stringKey, "but_6");
     }
 };
 

@@ -13,15 +13,13 @@
 
 #include <memory>
 
-namespace {
-
 constexpr int kSkipped = 77; // the test's SKIP_RETURN_CODE in CTest
 constexpr int kDeviceWaitMs = 5000;
 
 const QString kPadName = QStringLiteral("Virtual Demo Pad"); // the simulated controller
 
 // The pastilles the overlay shows.
-int pastilleCount(QWidget *editor)
+static int pastilleCount(QWidget *editor)
 {
     int count = 0;
     const auto children = editor->findChild<QWidget *>("widgetOverlay")->findChildren<QWidget *>();
@@ -30,7 +28,7 @@ int pastilleCount(QWidget *editor)
     return count;
 }
 
-QStringList chipNames(QWidget *editor)
+static QStringList chipNames(QWidget *editor)
 {
     QStringList names;
     const auto labels = editor->findChildren<QLabel *>("tagSelectionChipLabel");
@@ -38,8 +36,6 @@ QStringList chipNames(QWidget *editor)
         names << label->text();
     return names;
 }
-
-} // namespace
 
 class TestRealDisplay : public QObject
 {

@@ -2,17 +2,13 @@
 
 // scripts/run.sh with stub tools and programs; a program prints its name, folder and arguments.
 
-namespace {
-
-bool writeScript(const QString &path, const QByteArray &body)
+static bool writeScript(const QString &path, const QByteArray &body)
 {
     QFile file(path);
     return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly) &&
            file.write("#!/bin/sh\n" + body) > 0 &&
            file.setPermissions(file.permissions() | QFileDevice::ExeOwner);
 }
-
-} // namespace
 
 class TestRunScript : public QObject
 {
