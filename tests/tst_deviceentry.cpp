@@ -22,7 +22,7 @@ private slots:
         QFETCH(bool, customImage);
         VirtualJoysticks joysticks;
         joysticks.backend.connectController(3, padIdentity());
-        DeviceEntry entry({{"name", "Old"}, {"deviceId", "7"}, {"imagePath", "/mine.png"}});
+        DeviceEntry entry({{"name", "Old"}, {"deviceId", "7"}, {"imagePath", "/old.png"}});
         QCOMPARE(entry.secondLine(), QStringLiteral("ID:7"));
         if (customImage)
             entry.setImage(QStringLiteral("/mine.png"));

@@ -20,8 +20,7 @@ class TestDialogSeam : public QObject
             auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
             if (!dialog)
                 return;
-            m_seen =
-                QStringList{dialog->metaObject()->className(), dialog->windowTitle()}.join(" | ");
+            m_seen = dialog->metaObject()->className() + (" | " + dialog->windowTitle());
             if (auto *box = qobject_cast<QMessageBox *>(dialog)) {
                 m_seen += QStringLiteral(" | %1 | icon %2").arg(box->text()).arg(box->icon());
                 for (QAbstractButton *button : box->buttons())
@@ -60,15 +59,15 @@ private slots:
         row("critical", "critical", "", box + "3", "");
         row("question, yes", "question", "Yes", box + "4", "true");
         row("question, no", "question", "No", box + "4", "false");
-        row("choice", "choose", "Partir", box + "4", "0");
-        row("choice closed", "choose", "", box + "4", "1"); // the default
-        row("choice by Enter", "choose", "Enter", box + "4", "1");
-        row("text", "getText", "abc", input, "abc true");
-        row("text cancelled", "getText", "", input, " false");
-        row("item", "getItem", "b", input, "b true");
-        row("open file", "getOpenFileName", "", files, "");
-        row("save file", "getSaveFileName", "", files, "");
-        row("folder", "getExistingDirectory", "", files, "");
+        row("choice", "choice", "Partir", box + "4", "0");
+        row("choice closed", "choice", "", box + "4", "1"); // the default
+        row("choice by Enter", "choice", "Enter", box + "4", "1");
+        row("text", "text", "abc", input, "abc true");
+        row("text cancelled", "text", "", input, " false");
+        row("item", "item", "b", input, "b true");
+        row("open file", "openFile", "", files, "");
+        row("save file", "saveFile", "", files, "");
+        row("folder", "folder", "", files, "");
     }
 
     void questionsOpenTheirWindow()
@@ -80,29 +79,24 @@ private slots:
         DialogSeam &seam = dialogSeam();
         const QString title = "Titre", text = "Texte", dir = QDir::tempPath();
         bool ok = false;
-        const auto withOk = [&ok](const QString &answer) {
-            return answer + (ok ? " true" : " false");
-        };
+        const auto withOk = [&ok](const QString &got) { return got + (ok ? " true" : " false"); };
         const QMap<QString, std::function<QString()>> asks{
             {"information", [&] { return seam.information(nullptr, title, text), QString(); }},
             {"warning", [&] { return seam.warning(nullptr, title, text), QString(); }},
             {"critical", [&] { return seam.critical(nullptr, title, text), QString(); }},
             {"question", [&] { return QVariant(seam.question(nullptr, title, text)).toString(); }},
-            {"choose",
+            {"choice",
              [&] {
                  return QString::number(seam.choose(nullptr, title, text, {"Partir", "Rester"}, 1));
              }},
-            {"getText", [&] { return withOk(seam.getText(nullptr, title, text, "x", &ok)); }},
-            {"getItem",
+            {"text", [&] { return withOk(seam.getText(nullptr, title, text, "x", &ok)); }},
+            {"item",
              [&] {
                  return withOk(seam.getItem(nullptr, title, text, {"a", "b"}, 0, false, &ok));
              }},
-            {"getOpenFileName",
-             [&] { return seam.getOpenFileName(nullptr, title, dir, "*.json"); }},
-            {"getSaveFileName",
-             [&] { return seam.getSaveFileName(nullptr, title, dir, "*.json"); }},
-            {"getExistingDirectory",
-             [&] { return seam.getExistingDirectory(nullptr, title, dir); }},
+            {"openFile", [&] { return seam.getOpenFileName(nullptr, title, dir, "*.json"); }},
+            {"saveFile", [&] { return seam.getSaveFileName(nullptr, title, dir, "*.json"); }},
+            {"folder", [&] { return seam.getExistingDirectory(nullptr, title, dir); }},
         };
         QTEST(asks[question](), "result");
         QTEST(m_seen, "seen");

@@ -79,10 +79,8 @@ private slots:
         registerCalibrationMetaTypes();
         m_joysticks = std::make_unique<VirtualJoysticks>();
         GamepadManager::instance()->setAutoDetectGamePad(false); // controllers come from the tests
-        QImage image(800, 480, QImage::Format_ARGB32);
-        image.fill(QColor(52, 74, 92));
         m_picture = m_home.filePath("pad.png");
-        QVERIFY(image.save(m_picture));
+        QVERIFY(writeBytes(m_picture, encoded("PNG", {800, 480}, QColor(52, 74, 92))));
     }
 
     void init()
@@ -149,9 +147,8 @@ private slots:
         QFETCH(bool, yes);
         const bool gone = yes && (!shared || right);
         GamepadProfileMeta meta = seed("Vieux");
-        const QString moved =
-            QDir(sharedProfilesRoot()).filePath(QFileInfo(meta.folder).fileName());
         if (shared) {
+            const QString moved = sharedProfilesRoot() + '/' + QFileInfo(meta.folder).fileName();
             QVERIFY(QDir().mkpath(sharedProfilesRoot()) && QDir().rename(meta.folder, moved));
             meta.folder = moved;
         }
@@ -351,6 +348,47 @@ private slots:
         QCOMPARE(places(), batched);
     }
 
+    void listMenu_data()
+    {
+        QTest::addColumn<bool>("onTile");
+        QTest::newRow("on a tile") << true;
+        QTest::newRow("beside the tiles") << false;
+    }
+
+    // The list's menu offers every entry, those acting on a profile only over its tile; one picked
+    // acts on the tile under the pointer ("-" marks an entry shown disabled).
+    void listMenu()
+    {
+        QFETCH(bool, onTile);
+        seed("Alpha");
+        seed("Beta");
+        ScriptedDialogs dialogs;
+        if (onTile)
+            dialogs.answerText("Gamma");
+        auto w = window();
+        w->show();
+        QListWidget *list = w->profileList();
+        const QRect tile = list->visualItemRect(list->item(rowOf(*w, "Alpha")));
+        QString shown;
+        QTimer::singleShot(0, this, [&] {
+            auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+            for (QAction *action : menu->actions()) {
+                if (action->isVisible() && !action->isSeparator())
+                    shown += action->text() + (action->isEnabled() ? ", " : "-, ");
+                if (action->text() == "Renommer…")
+                    action->trigger();
+            }
+            menu->close();
+        });
+        Q_EMIT list->customContextMenuRequested(onTile ? tile.center()
+                                                       : tile.bottomRight() + QPoint(0, 40));
+        const QString row = onTile ? ", " : "-, ";
+        QCOMPARE(shown, "Nouveau…, Importer…, Copier" + row + "Coller, Renommer…" + row +
+                            "Dupliquer" + row + "Changer l’image…" + row + "Exporter…" + row +
+                            "Supprimer" + row);
+        QCOMPARE(rowOf(*w, "Gamma") >= 0, onTile);
+    }
+
     // The folders read while this window deletes a profile: the reading that may have seen it is
     // done again rather than bring it back.
     void readingOlderThanADeleteIsNotShown()
@@ -470,8 +508,7 @@ private slots:
         QCOMPARE(w->attachedController(), &padB);
         GamepadProfileMeta onDisk;
         QVERIFY(readProfileMeta(w->entries().at(arcade).folder, &onDisk, nullptr));
-        QCOMPARE(onDisk.deviceNames, QStringList{"Pad B"});
-        QCOMPARE(onDisk.calibrationMode, "override");
+        QCOMPARE(onDisk.deviceNames.join(',') + ' ' + onDisk.calibrationMode, "Pad B override");
         QCOMPARE(onDisk.vendorId, 0x45eu);
         QSignalSpy current(w.get(), &GamepadDefinder::currentGamepadChanged);
         w->onListSelectionChanged(-1); // no profile: no pastille, the first controller plugged

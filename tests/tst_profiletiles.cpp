@@ -70,8 +70,7 @@ private slots:
         for (int row : {4, 6})
             QCOMPARE(tileImages(list).at(row), placeholder);
         for (int row : {0, 1, 5})
-            QCOMPARE(tileImages(list).at(row).convertToFormat(QImage::Format_RGB32),
-                     smoothTile(entries[row]));
+            QCOMPARE(tileImages(list).at(row), smoothTile(entries[row]));
 
         entries.removeAt(1);
         entries[1] = profile("c", Qt::yellow, {300, 200});
@@ -83,10 +82,8 @@ private slots:
         tiles.fill(entries);
         tiles.waitForThumbnails();
         QCOMPARE(tiles.decodeCount(), 6);
-        QCOMPARE(tileImages(list).at(1).pixelColor(70, 45), QColor(Qt::yellow));
-        QCOMPARE(tileImages(list).at(4).pixelColor(70, 35), QColor(Qt::magenta));
-        QCOMPARE(tileImages(list).at(0).convertToFormat(QImage::Format_RGB32),
-                 smoothTile(entries[0]));
+        for (int row : {0, 1, 4})
+            QCOMPARE(tileImages(list).at(row), smoothTile(entries[row]));
         QListWidget freshList;
         ProfileTiles fresh(&freshList);
         fresh.fill(entries);

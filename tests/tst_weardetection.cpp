@@ -105,13 +105,10 @@ private slots:
         QTest::newRow("steady offset at rest") << 15.0 << 0.5 << 6000LL << false << false << true;
         QTest::newRow("negative offset") << -30.0 << 0.0 << 5010LL << false << false << true;
         QTest::newRow("held while buttons move") << 60.0 << 0.0 << 9000LL << true << false << false;
-        QTest::newRow("held while the other stick moves")
-            << 60.0 << 0.0 << 9000LL << false << true << false;
-        QTest::newRow("noise within the dead zone")
-            << 5.0 << 2.0 << 9000LL << false << false << false;
+        QTest::newRow("held, other axis moving") << 60.0 << 0.0 << 9000LL << false << true << false;
+        QTest::newRow("noise in the dead zone") << 5.0 << 2.0 << 9000LL << false << false << false;
         QTest::newRow("not long enough") << 15.0 << 0.5 << 4900LL << false << false << false;
-        QTest::newRow("too noisy to be at rest")
-            << 15.0 << 3.0 << 9000LL << false << false << false;
+        QTest::newRow("too noisy for a rest") << 15.0 << 3.0 << 9000LL << false << false << false;
     }
 
     void drift()
@@ -121,8 +118,7 @@ private slots:
         QFETCH(qint64, heldMs);
         QFETCH(bool, buttons);
         QFETCH(bool, otherAxis);
-        const GamepadCalibration calibration =
-            defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
+        const auto calibration = defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
         DriftDetector detector;
         JoystickReadings readings;
         readings.axisPresent.fill(true);
