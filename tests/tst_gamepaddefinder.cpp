@@ -314,6 +314,8 @@ private slots:
         QVERIFY(removeScratchTree(open.folder));
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->item(0)->text(), "Ouvert (supprimé)", 5000);
         QVERIFY(w->bannerText().contains("a disparu"));
+        w->setMode(GamepadDefinder::EditMode); // shown as it was, never edited
+        QVERIFY(w->overlay()->isLocked());
         QCOMPARE(w->overlay()->node(0).title, "Garde");
 
         // Kept as a new profile (whose edits tst_editingfaults checks), with its picture.
