@@ -68,8 +68,7 @@ private slots:
     // Newest stay, in order (unstamped oldest, ties: the earlier); one selection or all allowed.
     void capsAndSingleSelection()
     {
-        const QList<DeviceRegistryEntry> four = seenAt({1, 5, -1, 3}),
-                                         ties = seenAt({-1, 2, -1, -1});
+        const auto four = seenAt({1, 5, -1, 3}), ties = seenAt({-1, 2, -1, -1});
         QCOMPARE(newestRegistryEntries(four, 2), (QList{four[1], four[3]}));
         QCOMPARE(newestRegistryEntries(ties, 3), ties.mid(0, 3));
         QVERIFY(newestRegistryEntries(seenAt({1, 2}), 0).isEmpty());

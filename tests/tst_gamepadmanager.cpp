@@ -39,17 +39,16 @@ private slots:
         m_joysticks->backend.connectController(3, padIdentity());
         discover();
         discover(); // no change, no signal
-        QCOMPARE(takeEvents(),
-                 QStringList({"changed", "added:3", "changed", "added:5", "changed"}));
+        QCOMPARE(takeEvents(), "changed added:3 changed added:5 changed");
         QPointer<ControlManette> first = m_manager->gamepads().value(0);
         m_joysticks->backend.disconnectController(3);
         discover();
-        QCOMPARE(takeEvents(), QStringList({"removed:3", "changed", "changed"}));
+        QCOMPARE(takeEvents(), "removed:3 changed changed");
         QVERIFY(first); // deleted later, not inside discovery
         // Plugged again while the old object still waits for deletion: a new object all the same.
         m_joysticks->backend.connectController(3, padIdentity("Another pad"));
         discover();
-        QCOMPARE(takeEvents(), QStringList({"changed", "added:3", "changed"}));
+        QCOMPARE(takeEvents(), "changed added:3 changed");
         QCOMPARE(m_manager->gamepads().value(1)->name(), QStringLiteral("Another pad"));
     }
 
@@ -97,7 +96,7 @@ private slots:
 
 private:
     void discover() { QMetaObject::invokeMethod(m_manager, "discoverDevices"); }
-    QStringList takeEvents() { return std::exchange(m_events, {}); }
+    QString takeEvents() { return std::exchange(m_events, {}).join(' '); }
 
     QTemporaryDir m_home;
     std::unique_ptr<VirtualJoysticks> m_joysticks;

@@ -5,10 +5,8 @@
 
 #include <cstring>
 
-namespace {
-
 // Itanium ABI: a virtual member pointer holds 1 + the offset of the table entry the host calls.
-template <typename F> qptrdiff vtableOffset(F member)
+template <typename F> static qptrdiff vtableOffset(F member)
 {
     static_assert(sizeof(F) == 2 * sizeof(qptrdiff));
     qptrdiff words[2];
@@ -22,15 +20,13 @@ struct QObjectProbe : QObject
 };
 
 // Our entries must follow QObject's own ones, one after the other, in the listed order.
-template <typename... F> void verifyFollowQObjectInOrder(F... members)
+template <typename... F> static void verifyFollowQObjectInOrder(F... members)
 {
     const QList<qptrdiff> offsets{vtableOffset(&QObjectProbe::disconnectNotify),
                                   vtableOffset(members)...};
     for (int i = 1; i < offsets.size(); ++i)
         QCOMPARE(offsets.at(i) - offsets.at(i - 1), qptrdiff(sizeof(void *)));
 }
-
-} // namespace
 
 class TestHostInterfaces : public QObject
 {

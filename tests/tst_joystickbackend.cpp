@@ -15,9 +15,8 @@ private slots:
     {
         SfmlJoystickBackend sfml;
         for (auto [bad, badButton] : {std::pair{-1, -1}, {8, 32}}) {
-            QVERIFY(!sfml.isConnected(bad) && sfml.buttonCount(bad) == 0);
-            QVERIFY(!sfml.hasAxis(bad, 0) && !sfml.hasAxis(0, bad) &&
-                    sfml.axisPosition(0, bad) == 0);
+            QVERIFY(!sfml.isConnected(bad) && sfml.buttonCount(bad) == 0 && !sfml.hasAxis(bad, 0));
+            QVERIFY(!sfml.hasAxis(0, bad) && sfml.axisPosition(0, bad) == 0);
             QVERIFY(!sfml.isButtonPressed(bad, 0) && !sfml.isButtonPressed(0, badButton));
         }
     }
@@ -29,11 +28,10 @@ private slots:
         QTest::addColumn<qint64>("timeMs");
         QTest::addColumn<QList<double>>("axes");
         QTest::addColumn<int>("pressed");
-        QTest::newRow("start") << qint64(0) << QList<double>{100, 0, 0, 60, 0, 0} << 0;
-        QTest::newRow("a quarter turn")
-            << qint64(1000) << QList<double>{0, 100, 50, -60, 0, 0} << 1;
+        QTest::newRow("start") << 0LL << QList<double>{100, 0, 0, 60, 0, 0} << 0;
+        QTest::newRow("a quarter turn") << 1000LL << QList<double>{0, 100, 50, -60, 0, 0} << 1;
         QTest::newRow("second lap, between presses")
-            << qint64(6300) << QList<double>{-89.1, -45.4, 94.55, 60, 0, 0} << -1;
+            << 6300LL << QList<double>{-89.1, -45.4, 94.55, 60, 0, 0} << -1;
     }
     void demoPadMoves()
     {

@@ -16,8 +16,7 @@ private slots:
         QTest::addColumn<QSize>("pressSize");
         QTest::addColumn<QSize>("proposed");
         QTest::addColumn<QSize>("expected");
-        const auto cross = ElementKind::DualJoyCross;
-        const auto stick = ElementKind::SingleJoy;
+        const auto cross = ElementKind::DualJoyCross, stick = ElementKind::SingleJoy;
         // clang-format off
         // A cross keeps its press ratio, whatever the drag direction.
         QTest::newRow("wide cross below minimum") << cross << false << QSize(120, 80) << QSize(20, 10) << QSize(135, 90);
@@ -40,20 +39,16 @@ private slots:
     // The title and subtitle stand one above the other, the pair centred in the pastille.
     void textRects_data()
     {
-        QTest::addColumn<QRectF>("inner");
-        QTest::addColumn<qreal>("subtitleHeight");
+        QTest::addColumn<qreal>("subtitleHeight"); // inside (4, 4, 92, 52), a title 14 high
         QTest::addColumn<QRectF>("title");
         QTest::addColumn<QRectF>("subtitle");
-        QTest::newRow("title alone")
-            << QRectF(4, 4, 92, 52) << 0.0 << QRectF(4, 23, 92, 14) << QRectF(4, 37, 92, 0);
-        QTest::newRow("with subtitle")
-            << QRectF(4, 4, 92, 52) << 10.0 << QRectF(4, 18, 92, 14) << QRectF(4, 32, 92, 10);
+        QTest::newRow("title alone") << 0.0 << QRectF(4, 23, 92, 14) << QRectF(4, 37, 92, 0);
+        QTest::newRow("with subtitle") << 10.0 << QRectF(4, 18, 92, 14) << QRectF(4, 32, 92, 10);
     }
     void textRects()
     {
-        QFETCH(QRectF, inner);
         QFETCH(qreal, subtitleHeight);
-        const PastilleTextRects rects = pastilleTextRects(inner, 14, subtitleHeight);
+        const PastilleTextRects rects = pastilleTextRects(QRectF(4, 4, 92, 52), 14, subtitleHeight);
         QTEST(rects.title, "title");
         QTEST(rects.subtitle, "subtitle");
     }

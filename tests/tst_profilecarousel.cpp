@@ -38,13 +38,12 @@ private slots:
         QFETCH(QString, name);
         QFETCH(uint, vendor);
         QFETCH(uint, product);
-        QFETCH(QStringList, expected);
         const ProfileCarousel carousel(m_catalog, name, vendor, product);
         QStringList names;
         for (const GamepadProfileInfo &profile : carousel.profiles())
             names << profile.name;
-        QCOMPARE(names, expected);
-        QCOMPARE(carousel.step(QUuid(), 1).isNull(), expected.isEmpty());
+        QTEST(names, "expected");
+        QCOMPARE(carousel.step(QUuid(), 1).isNull(), names.isEmpty());
     }
 
     void step_data()
@@ -67,12 +66,10 @@ private slots:
     {
         QFETCH(int, start);
         QFETCH(int, delta);
-        QFETCH(int, position);
         const ProfileCarousel carousel(m_catalog, "Test Pad", 0x45e, 0x28e);
-        const QUuid current = m_catalog.at(start > 0 ? start - 1 : 3).info.id;
-        QCOMPARE(carousel.position(start == 0 ? QUuid() : current), qMax(start, 0));
-        QCOMPARE(carousel.position(carousel.step(start == 0 ? QUuid() : current, delta).id),
-                 position);
+        const QUuid bound = start == 0 ? QUuid() : m_catalog.at(start < 0 ? 3 : start - 1).info.id;
+        QCOMPARE(carousel.position(bound), qMax(start, 0));
+        QTEST(carousel.position(carousel.step(bound, delta).id), "position");
     }
 };
 
