@@ -171,6 +171,26 @@ private slots:
         QCOMPARE(error, "Type de profil inconnu dans " + folder + "/meta.json");
     }
 
+    // A controller finds the profile of its model, else one linked to its name; a controller
+    // without a vendor id has no known model and is found by its name only.
+    void profileForDevice()
+    {
+        const QString root = inConfig("GamepadProfiles/");
+        const QByteArray type = R"({"type":"GamepadDefinderMeta",)";
+        QVERIFY(writeBytes(root + "m/meta.json",
+                           type + R"("name":"model","vendorId":"0x045e","productId":"0x028e"})") &&
+                writeBytes(root + "n/meta.json", type + R"("name":"named","vendorId":"0x0000",
+                    "productId":"0x028e","deviceNames":["Pad B"]})"));
+        QStringList found;
+        for (const GamepadDeviceIdentity &pad : {GamepadDeviceIdentity{"Pad A", 0x45e, 0x28e},
+                                                 {" pad b ", 0, 0x28e},
+                                                 {"Pad C", 0, 0x28e}}) {
+            GamepadProfileMeta meta;
+            found << (findProfileMetaForDevice(pad, &meta) ? meta.name : "-");
+        }
+        QCOMPARE(found, (QStringList{"model", "named", "-"}));
+    }
+
     // A root given on a command line takes the user's place, and the old "Gamepads" roots go.
     void overriddenRoots()
     {
