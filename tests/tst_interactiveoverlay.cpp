@@ -128,6 +128,10 @@ private slots:
         QCOMPARE(other.pastille(1)->geometry(), QRect(706, 466, 72, 72));
         m_overlay->resize(400, 600); // the picture is now (0, 200, 400, 200)
         QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(353, 383, 36, 36));
+        m_overlay->setNodeSource(1, slotLabels(ElementKind::Button).first(),
+                                 {false, "gamepade", 0, 1, "but_4"});
+        m_overlay->bindActionToInput("zoom", "but_4"); // the pastille names its action
+        QCOMPARE(m_overlay->pastille(1)->labels(), QStringList{"zoom"});
     }
 
     // A picture far larger than a screen is shown, decoded smaller, and pastilles follow it as
