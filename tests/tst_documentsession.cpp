@@ -116,6 +116,9 @@ private slots:
         QVERIFY(writeInPlace(editor.path, "{\"v\": 8}") && touchLater(editor.path));
         editor.session.noteOwnWrite();
         editor.session.checkDisk();
+        QVERIFY(writeInPlace(editor.path, "{\"v\": 9}") && touchLater(editor.path));
+        editor.session.noteOwnWrite(editor.path + "/."); // named as its writer names it
+        editor.session.checkDisk();
         QCOMPARE(reload.count(), 0);
         QVERIFY(writeInPlace(editor.path, "{\"v\": 10}")); // another size: at once, a change
         editor.session.retarget(m_folder, {editor.path});
