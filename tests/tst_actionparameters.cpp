@@ -2,19 +2,14 @@
 
 #include <QtTest>
 
-static QJsonValue parse(const QString &text)
+static QJsonArray jsonArray(const QString &text)
 {
-    return QJsonDocument::fromJson(text.toUtf8()).array().at(0); // Undefined for "[]"
+    return QJsonDocument::fromJson(text.toUtf8()).array(); // .at(0) is undefined for "[]"
 }
 
-static QVector<ActionDescription> catalog(const QByteArray &json)
+template <typename... Texts> static void row(const char *name, const Texts &...texts)
 {
-    return readActionCatalog(QJsonDocument::fromJson(json).array());
-}
-
-static void row(const char *name, const char *first, const char *second, const char *third)
-{
-    QTest::newRow(name) << QString(first) << QString(second) << QString(third);
+    (QTest::newRow(name) << ... << QString(texts));
 }
 
 class TestActionParameters : public QObject
@@ -47,9 +42,9 @@ private slots:
         QFETCH(QString, stored);
         const QByteArray tag = QTest::currentDataTag();
         if (!tag.startsWith("read"))
-            QCOMPARE(argumentToText(parse(stored), kind), text);
+            QCOMPARE(argumentToText(jsonArray(stored).at(0), kind), text);
         if (!tag.startsWith("shown"))
-            QCOMPARE(argumentFromText(text, kind), parse(stored));
+            QCOMPARE(argumentFromText(text, kind), jsonArray(stored).at(0));
     }
 
     // Types are normalised; "preferredType" wins over "preferedType"; a non-object is left out.
@@ -57,30 +52,27 @@ private slots:
     {
         QTest::addColumn<QString>("args");
         QTest::addColumn<QString>("line");
-        QTest::newRow("no values") << "{}"
-                                   << "zoom(int speed, double gain, string label, bool on)";
-        QTest::newRow("all values")
-            << R"({"speed": 3, "gain": 0.5, "label": "hi", "on": true})"
-            << R"(zoom(int speed = 3, double gain = 0.5, string label = "hi", bool on = true))";
-        QTest::newRow("empty string, expression")
-            << R"j({"speed": "state(x)", "label": ""})j"
-            << "zoom(int speed = state(x), double gain, string label = , bool on)";
+        row("no values", "{}", "zoom(int speed, double gain, string label, bool on)");
+        row("all values", R"({"speed": 3, "gain": 0.5, "label": "hi", "on": true})",
+            R"(zoom(int speed = 3, double gain = 0.5, string label = "hi", bool on = true))");
+        row("empty string, expression", R"j({"speed": "state(x)", "label": ""})j",
+            "zoom(int speed = state(x), double gain, string label = , bool on)");
     }
     void signature()
     {
         QFETCH(QString, args);
-        const auto actions = catalog(R"([{"name": "zoom", "params": [
+        const auto actions = readActionCatalog(jsonArray(R"([{"name": "zoom", "params": [
             {"name": "speed", "preferredType": " INT64 ", "preferedType": "bool"},
             {"name": "gain", "preferedType": "Number"}, {"name": "label"}, 5,
-            {"name": "on", "preferredType": "boolean"}]}])");
-        QTEST(actionSignature(actions.value(0), parse('[' + args + ']').toObject()), "line");
+            {"name": "on", "preferredType": "boolean"}]}])"));
+        QTEST(actionSignature(actions.value(0), jsonArray('[' + args + ']')[0].toObject()), "line");
     }
 
     void hiddenAndGroups()
     {
-        const auto actions = catalog(R"([
+        const auto actions = readActionCatalog(jsonArray(R"([
         {"name": "a", "label": "Alpha", "group": "Caméra"}, {"name": "h", "hidden": true}, 7,
-        {"name": "b", "hidden": false, "group": ""}, {"name": "c", "group": "  "}])");
+        {"name": "b", "hidden": false, "group": ""}, {"name": "c", "group": "  "}])"));
         QStringList seen;
         for (const ActionDescription &action : actions)
             seen << action.name + '/' + action.group;

@@ -6,6 +6,8 @@
 class TestDeviceEntry : public QObject
 {
     Q_OBJECT
+    QTemporaryDir m_home;
+
 private slots:
     void initTestCase() { useThrowAwayHome(m_home); }
 
@@ -52,9 +54,6 @@ private slots:
         QCOMPARE(entry.activeProfileName(), "Renamed");
         QVERIFY(entry.setActiveProfile({}, {}) && entry.activeProfileId().isEmpty());
     }
-
-private:
-    QTemporaryDir m_home;
 };
 
 QTEST_MAIN(TestDeviceEntry)

@@ -10,10 +10,8 @@ public:
     int pixelMetric(PixelMetric metric, const QStyleOption *option,
                     const QWidget *widget) const override
     {
-        if (metric == PM_LayoutHorizontalSpacing)
-            return 11;
-        if (metric == PM_LayoutVerticalSpacing)
-            return 7;
+        if (metric == PM_LayoutHorizontalSpacing || metric == PM_LayoutVerticalSpacing)
+            return metric == PM_LayoutHorizontalSpacing ? 11 : 7;
         return QProxyStyle::pixelMetric(metric, option, widget);
     }
 };
@@ -55,8 +53,7 @@ private slots:
         for (int i = 0; i < hints.size(); ++i) {
             const auto policy = i == expanding ? QSizePolicy::Expanding : QSizePolicy::Fixed;
             layout.addItem(new QSpacerItem(hints[i].width(), hints[i].height(), policy));
-            smallest = smallest.expandedTo(
-                QSize(i == expanding ? 0 : hints[i].width(), hints[i].height()));
+            smallest = smallest.expandedTo(i == expanding ? QSize(0, hints[i].height()) : hints[i]);
         }
         QCOMPARE(layout.minimumSize(), smallest + QSize(10, 8));
         QTEST(layout.heightForWidth(100), "height");

@@ -13,19 +13,15 @@
 
 #include <memory>
 
-constexpr int kSkipped = 77; // the test's SKIP_RETURN_CODE in CTest
-constexpr int kDeviceWaitMs = 5000;
-
 const QString kPadName = QStringLiteral("Virtual Demo Pad"); // the simulated controller
 
 // The pastilles the overlay shows.
 static int pastilleCount(QWidget *editor)
 {
-    int count = 0;
     const auto children = editor->findChild<QWidget *>("widgetOverlay")->findChildren<QWidget *>();
-    for (const QWidget *child : children)
-        count += child->inherits("TouchArea") && child->isVisible();
-    return count;
+    return int(std::count_if(children.begin(), children.end(), [](const QWidget *child) {
+        return child->inherits("TouchArea") && child->isVisible();
+    }));
 }
 
 static QStringList chipNames(QWidget *editor)
@@ -52,23 +48,14 @@ class TestRealDisplay : public QObject
         return m_configuration ? m_configuration->findChild<QWidget *>("ManageGamepade") : nullptr;
     }
 
-    // Shown, exposed and given the keyboard: the display has no window manager to do it.
-    static bool showActive(QWidget *window)
-    {
-        window->show();
-        window->activateWindow();
-        return QTest::qWaitForWindowExposed(window) && QTest::qWaitForWindowActive(window);
-    }
-
-    // The host's "Configure…" button, clicked; the window it opened and activated.
-    QWidget *clickConfigure()
+    // The host's "Configure…" button, clicked; whether the window it opened is exposed and active.
+    bool clickConfigure()
     {
         QTest::mouseClick(m_host->findChild<QPushButton *>("hostConfigure"), Qt::LeftButton);
         auto *central = m_host->findChild<QWidget *>("ManetteConfigurationWidget");
         m_configuration = central ? central->window() : nullptr;
-        const bool shown = m_configuration && QTest::qWaitForWindowExposed(m_configuration) &&
-                           QTest::qWaitForWindowActive(m_configuration);
-        return shown ? m_configuration.data() : nullptr;
+        return m_configuration && QTest::qWaitForWindowExposed(m_configuration) &&
+               QTest::qWaitForWindowActive(m_configuration);
     }
 
 private slots:
@@ -89,7 +76,11 @@ private slots:
         provider->setServices(*services);
         QVERIFY(QMetaObject::invokeMethod(provider, "addSimulatedController", Q_ARG(int, -1)));
         m_host = std::make_unique<HostWindow>(provider);
-        QVERIFY(showActive(m_host.get()));
+        // Shown, exposed and given the keyboard: the display has no window manager to do it.
+        m_host->show();
+        m_host->activateWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(m_host.get()));
+        QVERIFY(QTest::qWaitForWindowActive(m_host.get()));
     }
 
     void cleanup() { QVERIFY2(m_dialogs.isEmpty(), qPrintable(m_dialogs.join(", "))); }
@@ -101,17 +92,13 @@ private slots:
         delete m_loader.instance();
     }
 
-    void hostProgramOpensTheDisplay()
+    void hostProgramOpensTheDisplayAndTheWindowKeepsItsSize()
     {
         QProcess host;
         host.start(QStringLiteral(GAMEPAD_HOST_EXE), {"--check-display"});
         QVERIFY(host.waitForFinished(60000));
         QCOMPARE(host.exitCode(), kHostExitSuccess);
         QCOMPARE(host.readAllStandardError(), QByteArray());
-    }
-
-    void hostWindowKeepsItsSize()
-    {
         QCOMPARE(m_host->size(), QSize(1000, 640));
         QCOMPARE(m_host->windowHandle()->geometry().size(), QSize(1000, 640));
         QVERIFY(m_host->screen()->geometry().contains(m_host->frameGeometry()));
@@ -122,7 +109,7 @@ private slots:
     {
         auto *view = m_host->findChild<QListView *>("hostDevices");
         QAbstractItemModel *model = m_host->deviceModel();
-        QTRY_COMPARE_WITH_TIMEOUT(model->rowCount(), 1, kDeviceWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(model->rowCount(), 1, 5000);
         const QModelIndex card = model->index(0, 0);
         QCOMPARE(card.data(roleByName(model, "usn")).toString(), kSimulatedDeviceUsn);
         QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(card).center());
@@ -133,13 +120,12 @@ private slots:
 
     void configureOpensTheEditorOnTheScreen()
     {
-        QWidget *window = clickConfigure();
-        QVERIFY(window);
-        QCOMPARE(window->windowTitle(), QString("Gamepad"));
-        QCOMPARE(window->size(), kConfigurationShotSize);
-        QVERIFY(window->screen()->geometry().contains(window->frameGeometry()));
+        QVERIFY(clickConfigure());
+        QCOMPARE(m_configuration->windowTitle(), QString("Gamepad"));
+        QCOMPARE(m_configuration->size(), kConfigurationShotSize);
+        QVERIFY(m_configuration->screen()->geometry().contains(m_configuration->frameGeometry()));
         QWidget *focus = QApplication::focusWidget();
-        QVERIFY(focus && focus->window() == window);
+        QVERIFY(focus && focus->window() == m_configuration);
         QVERIFY(!QApplication::activePopupWidget());
     }
 
@@ -208,9 +194,8 @@ private slots:
         const int pastilles = pastilleCount(editor());
         QVERIFY(m_configuration->close());
         QTRY_VERIFY(m_configuration.isNull());
-        QWidget *window = clickConfigure();
-        QVERIFY(window);
-        QCOMPARE(window->size(), kConfigurationShotSize);
+        QVERIFY(clickConfigure());
+        QCOMPARE(m_configuration->size(), kConfigurationShotSize);
         auto *list = editor()->findChild<QListWidget *>("listWidget");
         QCOMPARE(list->count(), 1);
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
@@ -225,7 +210,7 @@ int main(int argc, char *argv[])
     const QByteArray display = qgetenv("GAMEPAD_TEST_DISPLAY");
     if (display.isEmpty()) {
         QTextStream(stdout) << "SKIP: GAMEPAD_TEST_DISPLAY names no X display" << Qt::endl;
-        return kSkipped;
+        return 77; // the test's SKIP_RETURN_CODE in CTest
     }
     qputenv("DISPLAY", display);
     qputenv("QT_QPA_PLATFORM", "xcb");
