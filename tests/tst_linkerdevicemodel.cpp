@@ -137,8 +137,10 @@ private slots:
                           {"productIdHex", "28e"},
                           {"name", "Twin"},
                           {"nameOverride", name}}});
+        rows.append({"", {{"name", "Ghost"}}}); // a file's entry without a key shows no card
         writeDeviceRegistry(m_context, rows);
         Model *model = makeModel();
+        QCOMPARE(model->count(), 2);
         plug(1, "Twin");
         QCOMPARE(value(model, "gp:1", Model::NameRole), QVariant("Right"));
     }
