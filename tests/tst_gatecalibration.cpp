@@ -11,11 +11,37 @@ using Gate = GamepadCalibration::GateSettings;
 static const QList<GateSourceOption> kSources = {{"pad_left", 0, 1}, {"pad_right", 3, 4}};
 static const QStringList kNames = {"Stick G X", "Stick G Y", "", "Stick D X"};
 
+// Counts the paints of the widget it watches.
+struct PaintCount : QObject
+{
+    int paints = 0;
+    bool eventFilter(QObject *, QEvent *e) override
+    {
+        return paints += e->type() == QEvent::Paint, false;
+    }
+};
+
 class TestGateCalibration : public QObject
 {
     Q_OBJECT
 
 private slots:
+    // The preview is painted again for a new gate or live point, and only then.
+    void previewRepaintsOnChange()
+    {
+        GatePreviewWidget preview;
+        preview.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&preview));
+        PaintCount count;
+        preview.installEventFilter(&count);
+        for (int i = 0; i < 4; ++i) { // each change twice
+            i < 2 ? preview.setGate({true, "gate_0", {}, 0, 1, 20.0})
+                  : preview.setLivePoint({5, 5}, true);
+            QCoreApplication::processEvents();
+        }
+        QCOMPARE(count.paints, 2);
+    }
+
     void nextKey_data()
     {
         QTest::addColumn<QStringList>("keys");

@@ -221,6 +221,15 @@ private slots:
                  fault == "outside" ? QStringList{"Pad : " + message} : QStringList());
     }
 
+    // A picture's suffix from a document: lower-case letters and digits, at most five.
+    void imageSuffixes()
+    {
+        QStringList kept;
+        for (const char *suffix : {"jp2", "a09", "webp5", "webp55", "Png", "p-g", "a:"})
+            kept << safeImageSuffix(suffix);
+        QCOMPARE(kept.join(' '), "jp2 a09 webp5 png png png png");
+    }
+
     // Names are never reused across exports; the live overlay replaces the stored one.
     void snapshots()
     {
