@@ -194,6 +194,8 @@ private slots:
     // A root given on a command line takes the user's place, and the old "Gamepads" roots go.
     void overriddenRoots()
     {
+        setHost("GamepadProfiles"); // a login named like the shared root: its own root wins
+        QCOMPARE(profileKindForFolder(userProfilesRoot() + "/p"), GamepadProfileKind::User);
         setHost("alice");
         const QString shared = sharedProfilesRoot(), user = m_home.filePath("u");
         QCOMPARE(candidateProfileRoots().size(), 4);
