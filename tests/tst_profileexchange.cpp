@@ -5,6 +5,7 @@
 
 #include <QtTest>
 
+const QByteArray kBig(kMaxExchangeImageBytes, 'p'); // a picture as large as accepted
 const QJsonObject kOverlay{{"type", "InteractiveOverlay"}, {"version", 4}, {"nodes", QJsonArray()}};
 const QString kLinked = "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
                         "autorisé que pour des profils non liés.";
@@ -123,6 +124,7 @@ private slots:
         add("image over 32 MiB",
             {{"imageBase64", QString((kMaxExchangeImageBytes + 2) / 3 * 4 + 4, 'A')}},
             "Image trop volumineuse (limite 32 Mo).");
+        add("image of 32 MiB", {{"imageBase64", QString(kBig.toBase64())}});
         // Past the file size limit below, so the write fails once the folder exists.
         add("image write fails", {{"imageBase64", QString(8000, 'A')}}, "Échec écriture image : ");
         add("overlay write fails", {{"overlay", overlayWithNodes(2000)}},
@@ -153,8 +155,10 @@ private slots:
             return;
         const QString name = tag == "no name" ? "Gamepad importé" : "Pad";
         QCOMPARE(QStringList({meta.name, meta.imageFile}), QStringList({name, "image.png"}));
-        QCOMPARE(readBytes(meta.imagePath()),
-                 tag == "no picture" ? QByteArray() : QByteArray("\x00\x01\x02\x03", 4));
+        QCOMPARE(readBytes(meta.imagePath()), tag == "no picture" ? QByteArray()
+                                              : tag == "image of 32 MiB"
+                                                  ? kBig
+                                                  : QByteArray("\x00\x01\x02\x03", 4));
     }
 
     void parseRefusals_data()
