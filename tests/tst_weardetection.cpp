@@ -112,6 +112,7 @@ private slots:
         QTest::newRow("noise in the dead zone") << 5.0 << 2.0 << 9000LL << false << false << false;
         QTest::newRow("not long enough") << 15.0 << 0.5 << 4900LL << false << false << false;
         QTest::newRow("too noisy for a rest") << 15.0 << 3.0 << 9000LL << false << false << false;
+        QTest::newRow("a trigger at rest") << 15.0 << 0.5 << 6000LL << false << false << false;
     }
 
     void drift()
@@ -121,7 +122,9 @@ private slots:
         QFETCH(qint64, heldMs);
         QFETCH(bool, buttons);
         QFETCH(bool, otherAxis);
-        const auto calibration = defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
+        auto calibration = defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
+        if (QTest::currentDataTag() == QLatin1String("a trigger at rest")) // rests anywhere
+            calibration.axes[0].mode = GamepadCalibration::AxisMode::Trigger;
         DriftDetector detector;
         JoystickReadings readings;
         readings.axisPresent.fill(true);
