@@ -27,10 +27,8 @@ static QString styleNamesMissing(QObject *card, const QString &expected)
         const QString style = object->property("class").toString();
         found << object->objectName() + (style.isEmpty() ? "" : "." + style);
     }
-    QStringList missing;
-    for (const QString &name : expected.split(' '))
-        if (!found.contains(name))
-            missing << name;
+    QStringList missing = expected.split(' ');
+    missing.removeIf([&found](const QString &name) { return found.contains(name); });
     return missing.join(' ');
 }
 
@@ -134,8 +132,7 @@ private slots:
         QSignalSpy buttonSpy(button, &GamepadButtonCalibrationWidget::settingsChanged);
         QWidget *edited = cards.findChild<QWidget *>(QTest::currentDataTag());
         // As the user would: a combo's index, a check box or a spin box through its setter.
-        const bool combo = qobject_cast<QComboBox *>(edited),
-                   check = qobject_cast<QCheckBox *>(edited);
+        const bool combo = edited->inherits("QComboBox"), check = edited->inherits("QCheckBox");
         const char *property = combo ? "currentIndex" : check ? "checked" : "value";
         QVERIFY(edited->setProperty(property, value));
         QCOMPARE(axisSpy.count() + buttonSpy.count(), 1);
@@ -177,9 +174,8 @@ private slots:
     // Titles, live values, pressed state, the details opening, and the capture buttons.
     void header()
     {
-        GamepadAxisCalibrationWidget named(2, AxisSettings(), "Left X");
+        GamepadAxisCalibrationWidget named(2, AxisSettings(), "Left X"), card(5, AxisSettings());
         QCOMPARE(named.findChild<QLabel *>("axisTitleLabel")->text(), "joy_2 (Left X)");
-        GamepadAxisCalibrationWidget card(5, AxisSettings());
         QCOMPARE(card.findChild<QLabel *>("axisTitleLabel")->text(), "joy_5");
         auto *raw = card.findChild<QLabel *>("rawLabel");
         auto *out = card.findChild<QLabel *>("outputLabel");
@@ -187,8 +183,7 @@ private slots:
         card.setLiveValues(12.34, -0.06);
         QCOMPARE(raw->text() + " " + out->text(), "raw: 12.3 out: -0.1");
         QSignalSpy spy(&card, &GamepadAxisCalibrationWidget::captureRequested);
-        for (const char *name :
-             {"restCapture", "negativeCapture", "positiveCapture", "activeCapture"})
+        for (auto *name : {"restCapture", "negativeCapture", "positiveCapture", "activeCapture"})
             QTest::mouseClick(card.findChild<QToolButton *>(name), Qt::LeftButton);
         QCOMPARE(spy.count(), 4);
         for (int i = 0; i < 4; ++i) // clicked in the order of the targets
@@ -234,13 +229,10 @@ private slots:
     void previewShowsTheDeadZone()
     {
         QFETCH(int, mode);
-        AxisSettings settings;
-        settings.mode = GamepadCalibration::AxisMode(mode);
-        settings.restRaw = -40; // a trigger's travel goes up from there, to 100
-        settings.deadzoneRadius = 20;
         AxisCalibrationPreviewWidget preview;
         preview.resize(210, 18);
-        preview.setSettings(settings);
+        // Rest at -40, where a trigger's travel starts (up to 100); a dead zone of 20.
+        preview.setSettings({true, GamepadCalibration::AxisMode(mode), -40, 20});
         preview.setLiveRaw(90); // the live marker, away from the columns looked at
         QImage image(preview.size(), QImage::Format_ARGB32_Premultiplied);
         image.fill(Qt::transparent);

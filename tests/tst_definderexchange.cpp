@@ -107,11 +107,10 @@ private slots:
     void refusals_data()
     {
         QTest::addColumn<QString>("action");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("box"); // its title, a line break, its text
         // Export, copy, import and paste meet a profile linked to controllers.
         const auto row = [](const char *action, const char *title, const char *text) {
-            QTest::newRow(action) << QString(action) << QString(title) << QString(text);
+            QTest::newRow(action) << QString(action) << QString(title) + '\n' + text;
         };
         row("Export", "Export",
             "Ce profil est associé à une ou plusieurs manettes. Le copier/coller n’est "
@@ -160,8 +159,7 @@ private slots:
             qApp->setProperty("kx.currentLogin", QString());
         QVERIFY(QMetaObject::invokeMethod(&w, qPrintable("action" + action.section(' ', 0, 0))));
 
-        QTEST(dialogs.prompts().last().title, "title");
-        QTEST(dialogs.prompts().last().text, "text");
+        QTEST(dialogs.prompts().last().title + '\n' + dialogs.prompts().last().text, "box");
         QVERIFY(!QFileInfo::exists(path("refused.zelto.json")));
         QCOMPARE(w.entries().size(), 1);
         if (action == "Copy")
@@ -214,8 +212,7 @@ private slots:
 
         // Drawn over the next turns of the event loop; a second request, or the window going,
         // completes the one before at once.
-        const QString second = path(QStringLiteral("second%1.png").arg(overlayLost));
-        const QString third = path(QStringLiteral("third%1.png").arg(overlayLost));
+        const QString second = folder + "/second.png", third = folder + "/third.png";
         for (const QString &file : {second, third})
             dialogs.answerPath(file), w->actionSnapshot();
         QCOMPARE(QImage(second).size(), QSize(500, 300));

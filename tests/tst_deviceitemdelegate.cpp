@@ -128,8 +128,7 @@ private slots:
         // A right click opens it on the view; once closed it is freed.
         QWidget view;
         CardModel model;
-        QMouseEvent click(QEvent::MouseButtonRelease, kBadge, kBadge, Qt::RightButton, Qt::NoButton,
-                          {});
+        QMouseEvent click(QEvent::MouseButtonRelease, kBadge, kBadge, Qt::RightButton, {}, {});
         QVERIFY(delegate.editorEvent(&click, &model, optionFor(&view), model.addCard("gp:6", {})));
         QPointer<QMenu> shown = view.findChild<QMenu *>();
         QVERIFY(shown && shown->isVisible());
@@ -229,8 +228,7 @@ private slots:
         QVERIFY(badges[0] != badges[1] && badges[1] != badges[2] && badges[0] != badges[2]);
         // The card's own surface, beside its picture: one colour per state, never see-through.
         QSet<QRgb> surfaces;
-        for (const QVariantMap &state :
-             {QVariantMap{{"selected", true}}, {{"isConnected", true}}, {}})
+        for (QVariantMap state : {QVariantMap{{"selected", true}}, {{"isConnected", true}}, {}})
             surfaces << paintedCard(state).pixel(kCard.left() + 40, kCard.top() + 60);
         QVERIFY(surfaces.size() == 3 && std::all_of(surfaces.begin(), surfaces.end(),
                                                     [](QRgb c) { return qAlpha(c) > 0; }));

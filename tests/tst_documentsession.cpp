@@ -83,14 +83,10 @@ private slots:
         if (change.startsWith("link"))
             QVERIFY(QFile::rename(doc, kept) && QFile::link(kept, doc));
         const DocumentSet set = DocumentSet::take(m_folder, {doc, m_folder + "/new.json"});
-        if (change.endsWith("rewrite"))
-            QVERIFY(writeInPlace(doc, "{\"v\": 2}"));
         if (change == "touch" || change.endsWith("rewrite"))
-            QVERIFY(touchLater(doc));
+            QVERIFY((change == "touch" || writeInPlace(doc, "{\"v\": 2}")) && touchLater(doc));
         if (change == "delete" || change == "mkdir")
-            QVERIFY(QFile::remove(doc));
-        if (change == "mkdir")
-            QVERIFY(QDir().mkdir(doc));
+            QVERIFY(QFile::remove(doc) && (change == "delete" || QDir().mkdir(doc)));
         if (change == "create" || change == "add")
             QVERIFY(writeInPlace(m_folder + (change == "add" ? "/other" : "/new.json"), "{}"));
         if (change == "remake") {
@@ -232,10 +228,9 @@ private slots:
         dialogs.answerChoice("Réessayer");
         dialogs.answerChoice("Réessayer");
         QVERIFY(!editor.session.requestLeave());
-        QCOMPARE(dialogs.prompts().size(), 3);
+        QCOMPARE((QList<int>{int(dialogs.prompts().size()), editor.saves}), (QList<int>{3, 3}));
         QCOMPARE(dialogs.prompts().last().text,
                  "Les modifications " + named + " ne sont pas enregistrées :\nfull");
-        QCOMPARE(editor.saves, 3);
         QCOMPARE(QList<QVariantList>(editor.announced), QList<QVariantList>{{"full"}});
     }
 

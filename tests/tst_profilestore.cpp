@@ -85,7 +85,6 @@ private slots:
     {
         QFETCH(QString, folder);
         QFETCH(QString, blocker);
-        QFETCH(QString, message);
         setHost("bob");
         const QString profile = makeProfile();
         QVERIFY(blocker.isEmpty() || writeBytes(inConfig(blocker), "file"));
@@ -94,7 +93,7 @@ private slots:
         info.folder = folder == "@" ? profile : folder == "~" ? inConfig("elsewhere/link") : folder;
         QString error;
         QCOMPARE(copyProfileToRoot(info, Kind::User, &error), QString());
-        QCOMPARE(error, message.replace("%1", configurationRoot()));
+        QTEST(error.replace(configurationRoot(), "%1"), "message");
     }
 
     // Links inside the profile are skipped: nothing outside it is copied.

@@ -84,8 +84,7 @@ private slots:
         const QIcon icon = p->icon();
         QCOMPARE(icon.availableSizes(), QList<QSize>{QSize(64, 64)});
         const auto premultiplied = QImage::Format_ARGB32_Premultiplied; // as pixmaps hold them
-        const QImage image = icon.pixmap(64, 64).toImage().convertToFormat(premultiplied);
-        QCOMPARE(image,
+        QCOMPARE(icon.pixmap(64, 64).toImage().convertToFormat(premultiplied),
                  QImage(":/icon/ressources/console-video.png").convertToFormat(premultiplied));
         p->setServices(QJsonObject{{"sharedActionCatalog", QJsonArray()}});
         QVERIFY(p->services().isEmpty());
@@ -151,7 +150,7 @@ private slots:
         QAbstractItemDelegate *delegate = p->itemDelegate(nullptr);
         QCOMPARE(cardValue(model, "gp:0", "profileCount"), QVariant(1));
         const QString second = makeProfileFor("Pad 0", "Carousel B");
-        QPointer<QWidget> window = p->configurationWindow(nullptr);
+        const std::unique_ptr<QWidget> window(p->configurationWindow(nullptr));
         QCOMPARE(cardValue(model, "gp:0", "profileCount"), QVariant(1));
         QVERIFY(QMetaObject::invokeMethod(
             window->findChild<QWidget *>("ManetteConfigurationWidget"), "profilesCatalogChanged"));
@@ -162,7 +161,6 @@ private slots:
         QVERIFY(QMetaObject::invokeMethod(delegate, "cycleProfile", Q_ARG(QString, "gp:0"),
                                           Q_ARG(int, 1)));
         QCOMPARE(cardValue(model, "gp:0", "activeProfileId").toString(), second);
-        delete window;
     }
 
     // Closing the window destroys it; the next one's editor holds the last services object.
@@ -188,9 +186,8 @@ private slots:
         QVERIFY(window->close());
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(window.isNull());
-        QWidget *again = p->configurationWindow(nullptr);
-        QCOMPARE(editorServices(again), last);
-        delete again;
+        const std::unique_ptr<QWidget> again(p->configurationWindow(nullptr));
+        QCOMPARE(editorServices(again.get()), last);
     }
 
     // The model's notices reach the host as posted. Last: the simulated controller stays plugged.
