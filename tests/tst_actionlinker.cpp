@@ -192,9 +192,8 @@ private slots:
     // "#" a bold inert header, "-" another inert row, "label=tooltip" an action.
     void listsActionsAndCancels()
     {
-        QCOMPARE(rows(), QString("#Caméra,Enregistrer=ID: record,Zoom=ID: zoom,#Tourelle,"
-                                 "pan=ID: pan,#Sans groupe,tilt=ID: tilt")
-                             .split(','));
+        QCOMPARE(rows().join(','), "#Caméra,Enregistrer=ID: record,Zoom=ID: zoom,#Tourelle,"
+                                   "pan=ID: pan,#Sans groupe,tilt=ID: tilt");
         choose("Zoom");
         QCOMPARE(hint(), QString("Appuyez sur un bouton pour mapper \"zoom\"."));
         QCOMPARE(m_linker->findChild<QLabel *>("mappingActionsTitle")->text(),

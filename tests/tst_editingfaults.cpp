@@ -150,9 +150,7 @@ private:
     bool select(const GamepadProfileMeta &meta)
     {
         QListWidget *list = m_window.profileList();
-        const auto row = [&] {
-            return list->row(list->findItems(meta.name, Qt::MatchExactly).value(0));
-        };
+        const auto row = [&] { return list->row(list->findItems(meta.name, {}).value(0)); };
         list->setCurrentRow(row()); // the list may change as it goes: its row is found again
         return m_window.currentRow() == row();
     }
@@ -291,8 +289,7 @@ class TestEditingFaults : public QObject
         scratch.setNodeSource(node, slotLabels(ElementKind::Button).first(),
                               {false, "gamepade", 0, 1, "but_0"});
         GamepadProfileMeta meta;
-        QString title, error;
-        createProfile({name, m_picture, {}, 0, 0, scratch.serialize()}, &meta, &title, &error);
+        createProfile({name, m_picture, {}, 0, 0, scratch.serialize()}, &meta, nullptr, nullptr);
         meta.calibrationMode = "override";
         writeProfileMeta(&meta, nullptr);
         saveCalibrationFile(QDir(meta.folder).filePath(kOverride),
@@ -411,26 +408,24 @@ private slots:
         const QString conflict = "choice:Fichier modifié ailleurs";
         const QString again = "question:Recommencer à vide";
         const auto row = [](const QString &editor, const QString &fault, const QString &way,
-                            const QStringList &prompts, const char *memory, const char *disk,
+                            const QStringList &prompts, const QString &memory, const QString &disk,
                             bool left) {
             QTest::addRow("%s, %s, %s", qPrintable(editor), qPrintable(fault), qPrintable(way))
-                << editor << fault << way << prompts.join(' ') << QString(memory) << QString(disk)
-                << left;
+                << editor << fault << way << prompts.join(' ') << memory << disk << left;
         };
         for (const QString editor : {"profile editor", "calibration panel", "action linker"}) {
             // Only the profile editor shows a failure in a box; the panels' first question settles.
             const bool boxes = editor == "profile editor";
             const QStringList failed = boxes ? QStringList{save, leave} : QStringList{leave};
-            for (const QString fault : {"readonly", "full"}) {
-                row(editor, fault, "Rester", failed, "edit", "original", false);
-                row(editor, fault, "Abandonner les modifications", failed, "edit", "original",
-                    true);
-                row(editor, fault, "Réessayer", failed, "edit", "edit", true);
+            for (const auto &[fault, disk] : {std::pair{"readonly", "original"},
+                                              {"full", "original"},
+                                              {"deleted", "missing"},
+                                              {"replaced", "folder"}}) {
+                row(editor, fault, "Rester", failed, "edit", disk, false);
+                row(editor, fault, "Abandonner les modifications", failed, "edit", disk, true);
             }
-            row(editor, "deleted", "Rester", failed, "edit", "missing", false);
-            row(editor, "deleted", "Abandonner les modifications", failed, "edit", "missing", true);
-            row(editor, "replaced", "Rester", failed, "edit", "folder", false);
-            row(editor, "replaced", "Abandonner les modifications", failed, "edit", "folder", true);
+            for (const QString fault : {"readonly", "full"}) // only these can be retried
+                row(editor, fault, "Réessayer", failed, "edit", "edit", true);
             row(editor, "changed", "Écraser", {conflict}, "edit", "edit", true);
             row(editor, "changed", "Recharger", {conflict}, "theirs", "theirs", true);
             row(editor, "changed", "Annuler", {conflict, leave}, "edit", "theirs", false);
@@ -486,9 +481,8 @@ private slots:
         const bool left =
             runUnder(way == "Réessayer" ? QString() : fault, [&] { return under->leave(); });
 
-        const QStringList kinds =
-            QString("text item open save folder information warning critical question choice")
-                .split(' ');
+        const QStringList kinds = {"text",        "item",    "open",     "save",     "folder",
+                                   "information", "warning", "critical", "question", "choice"};
         QStringList prompts;
         for (const ScriptedDialogSeam::Prompt &prompt : dialogs.prompts())
             prompts << kinds.value(int(prompt.kind)) + ":" + prompt.title;

@@ -1,5 +1,3 @@
-// Over 600 lines: the panel's scopes, faults, measure, wear notices and recording share one
-// fixture (a virtual pad, its base file and a profile), which splitting would repeat.
 #include "calibrationmeasuredialog.h"
 #include "controlmanette.h"
 #include "filetestsupport.h"
@@ -223,8 +221,7 @@ private slots:
             expected.axes[1].outputScale = 0.5;
         } else if (edit == "button") {
             expected.buttons[3].debounceMs = 40;
-            Q_EMIT m_panel->findChildren<ButtonCard *>().at(3)->settingsChanged(
-                expected.buttons[3]);
+            Q_EMIT m_panel->findChildren<ButtonCard *>()[3]->settingsChanged(expected.buttons[3]);
         } else if (edit == "gate removed") {
             Q_EMIT m_panel->findChild<GateCard *>()->deleteRequested();
             expected.gates.removeFirst();
@@ -369,30 +366,25 @@ private slots:
 
     void refused_data()
     {
-        QTest::addColumn<QString>("situation");
-        QTest::addColumn<QString>("action");
-        QTest::addColumn<QString>("said"); // %1 the override
-        const QList<QStringList> rows = {
-            {"no profile", "switch", "Profil requis pour override"},
-            {"no profile", "copy", "Aucun profil selectionne pour creer un override."},
-            {"no profile", "delete", "Aucun profil selectionne pour creer un override."},
-            {"read-only", "switch", "Impossible d'enregistrer %1 ("},
-            {"read-only", "copy", "Impossible d'enregistrer %1 ("},
-            {"read-only", "delete", "Impossible de supprimer %1"},
-            {"no login", "edit", "Aucun fichier de calibration cible."},
-            {"outside", "edit", "Impossible d'enregistrer %1 (hors du dossier du profil)"},
-            {"damaged", "copy", "Calibration illisible dans %1 ("},
-        };
-        for (const QStringList &row : rows)
-            QTest::addRow("%s, %s", qPrintable(row[0]), qPrintable(row[1]))
-                << row[0] << row[1] << row[2];
+        QTest::addColumn<QString>("said"); // %1 the override; a row is named "situation, action"
+        const char *noProfile = "Aucun profil selectionne pour creer un override.";
+        const char *unsaved = "Impossible d'enregistrer %1 (";
+        QTest::newRow("no profile, switch") << "Profil requis pour override";
+        QTest::newRow("no profile, copy") << noProfile;
+        QTest::newRow("no profile, delete") << noProfile;
+        QTest::newRow("read-only, switch") << unsaved;
+        QTest::newRow("read-only, copy") << unsaved;
+        QTest::newRow("read-only, delete") << "Impossible de supprimer %1";
+        QTest::newRow("no login, edit") << "Aucun fichier de calibration cible.";
+        QTest::newRow("outside, edit") << "Impossible d'enregistrer %1 (hors du dossier du profil)";
+        QTest::newRow("damaged, copy") << "Calibration illisible dans %1 (";
     }
 
     // The panel stays in its scope and says why; nothing is written, the profile is told nothing.
     void refused()
     {
-        QFETCH(QString, situation);
-        QFETCH(QString, action);
+        const QStringList row = QString(QTest::currentDataTag()).split(", ");
+        const QString situation = row[0], action = row[1];
         QFETCH(QString, said);
         const QString outside = QFileInfo(m_profile.folder + "/../outside.json").absoluteFilePath();
         const QString watched = situation == "no login"  ? baseFile()
@@ -535,25 +527,21 @@ private slots:
 
     void measurementIsBound_data()
     {
-        QTest::addColumn<QString>("change");
-        QTest::addColumn<QString>("message"); // %1 the base
-        const QList<QStringList> rows = {
-            {"unplugged", "La manette a été débranchée : mesure annulée."},
-            {"deleted", "La manette a été débranchée : mesure annulée."},
-            {"another controller", "La manette a changé : mesure annulée."},
-            {"another profile", "Le profil a changé : mesure annulée."},
-            {"another scope", "Cette mesure a été prise pour la calibration Base : repassez sur "
-                              "« Base » pour l'appliquer."},
-            {"unreadable", "Calibration illisible dans %1 ("},
-        };
-        for (const QStringList &row : rows)
-            QTest::newRow(qPrintable(row[0])) << row[0] << row[1];
+        QTest::addColumn<QString>("message"); // %1 the base; a row is named after the change
+        const char *unplugged = "La manette a été débranchée : mesure annulée.";
+        QTest::newRow("unplugged") << unplugged;
+        QTest::newRow("deleted") << unplugged;
+        QTest::newRow("another controller") << "La manette a changé : mesure annulée.";
+        QTest::newRow("another profile") << "Le profil a changé : mesure annulée.";
+        QTest::newRow("another scope") << "Cette mesure a été prise pour la calibration Base : "
+                                          "repassez sur « Base » pour l'appliquer.";
+        QTest::newRow("unreadable") << "Calibration illisible dans %1 (";
     }
 
     // Cancelled with its controller or profile, refused for another scope or an unreadable file.
     void measurementIsBound()
     {
-        QFETCH(QString, change);
+        const QString change = QTest::currentDataTag();
         QFETCH(QString, message);
         ScriptedDialogs dialogs;
         button("Mesurer…")->click(); // axis 0 rests at 54 and travels -70..100
