@@ -68,6 +68,7 @@ private slots:
         QTest::keyClicks(param("on"), "TRUE");
         QTest::keyClick(param("on"), Qt::Key_Return);
         QTest::keyClick(param("on"), Qt::Key_Return);
+        QCOMPARE(combo("actionToolBoxParam_on")->count(), 3); // typed text adds no choice
         QCOMPARE(m_box->binding().value("args").toObject(),
                  object(R"({"speed": 3, "gain": 0.25, "on": true})"));
         for (const char *name : {"speed", "gain", "on"}) {
