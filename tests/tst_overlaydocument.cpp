@@ -126,6 +126,10 @@ private slots:
                 QFile::link(outside, profile + "/linked"));
         QString error;
         QVERIFY2(writeOverlayFile(profile, "overlay.json", document, &error), qPrintable(error));
+        QJsonObject written = json(readBytes(profile + "/overlay.json"));
+        QCOMPARE(QJsonValue(written.take("nodes")).toArray().size(), 1);
+        QCOMPARE(written, json(R"({"type": "InteractiveOverlay", "version": 4, "bgMode": "Cover",
+            "coordSpace": "background", "overlaySize": {"w": 1111, "h": 333}})"));
         OverlayDocument read;
         QVERIFY(overlayDocumentFromJson(json(readBytes(profile + "/overlay.json")), {}, &read));
         QCOMPARE(read.overlaySize, document.overlaySize);
