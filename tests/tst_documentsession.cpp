@@ -132,9 +132,10 @@ private slots:
             QVERIFY2(editor.session.touched() && changed.count() == 1, touch);
         editor.edit("x");
         QVERIFY(editor.session.isSavePending() && removeScratchTree(m_folder));
+        QSignalSpy told(&editor.session, &DocumentSession::failureAnnounced);
         editor.session.checkDisk();
         QCOMPARE(editor.session.state(), EditSession::State::Gone);
-        QVERIFY(!editor.session.isSavePending());
+        QVERIFY(!editor.session.isSavePending() && told.count() == 1); // the edits are at risk
         ScriptedDialogs dialogs; // leaving drops the edits: nothing is left to save
         dialogs.answerChoice("Abandonner les modifications");
         QVERIFY(editor.session.requestLeave() && !editor.session.hasUnsavedEdits());
