@@ -60,6 +60,15 @@ private slots:
         QCOMPARE(m_pastille->geometry(), QRect(50, 50, 120, 120));
     }
 
+    // The subtitle (the source) is painted under the title: another source, another picture.
+    void subtitleIsPainted()
+    {
+        m_pastille->setSubtitle("but_4");
+        const QImage first = m_pastille->grab().toImage();
+        m_pastille->setSubtitle("joy_1");
+        QVERIFY(m_pastille->grab().toImage() != first);
+    }
+
     // "Renommer..." asks through the dialog seam, offering the title; a cancel keeps it.
     void renameAsksTheSeam()
     {
