@@ -53,6 +53,13 @@ private slots:
         QVERIFY(entry.setActiveProfile("a", "Renamed"));
         QCOMPARE(entry.activeProfileName(), "Renamed");
         QVERIFY(entry.setActiveProfile({}, {}) && entry.activeProfileId().isEmpty());
+        GamepadProfileInfo first; // a profile of its carousel is named as the catalogue names it
+        first.id = QUuid::createUuid();
+        first.name = "Now";
+        first.deviceNames = {"Pad"};
+        entry.refreshCarousel({{first, 0, 0}});
+        entry.setActiveProfile(first.id.toString(), "Then");
+        QCOMPARE(entry.activeProfileName(), "Now");
     }
 };
 
