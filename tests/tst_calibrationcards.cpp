@@ -202,6 +202,10 @@ private slots:
         QTest::mouseClick(button.findChild<QToolButton *>("expandButton"), Qt::LeftButton);
         QVERIFY(details->isVisibleTo(&button));
         QCOMPARE(unplacedWidgets(&button) + unplacedWidgets(&card), QStringList());
+        QVERIFY(!card.driftNotice().row->isVisibleTo(&card) &&
+                !button.bounceNotice().row->isVisibleTo(&button));    // until there is news
+        for (const QWidget *field : card.findChildren<QComboBox *>()) // each says what it sets
+            QVERIFY2(!field->toolTip().isEmpty(), qPrintable(field->objectName()));
         // The names and classes a host's style sheet addresses.
         QCOMPARE(styleNamesMissing(&card, "rootLayout axisCard cardLayout headerWidget titleLayout "
                                           "expandButton axisTitleLabel.axisTitle previewHost "

@@ -226,6 +226,8 @@ private slots:
         for (int state = 0; state <= 2; ++state)
             badges << paintedCard({{"linkState", state}}).copy(cardLinkStateRect(kCard));
         QVERIFY(badges[0] != badges[1] && badges[1] != badges[2] && badges[0] != badges[2]);
+        const QRect name = cardTextRows(kCard).first(); // each card shows its own name
+        QVERIFY(paintedCard({{"name", "A"}}).copy(name) != paintedCard({{"name", "B"}}).copy(name));
         // The card's own surface, beside its picture: one colour per state, never see-through.
         QSet<QRgb> surfaces;
         for (QVariantMap state : {QVariantMap{{"selected", true}}, {{"isConnected", true}}, {}})

@@ -325,30 +325,6 @@ private slots:
         QCOMPARE(w->profileList()->currentItem()->text(), "Ouvert (récupéré)");
     }
 
-    // A long catalogue is laid out a batch per turn of the event loop, each tile where a single
-    // pass puts it.
-    void longCatalogueLaidOutInBatches()
-    {
-        auto w = window();
-        QList<GamepadProfileMeta> many(250);
-        for (int i = 0; i < many.size(); ++i)
-            many[i].name = QString::number(i);
-        w->findChild<ProfileTiles *>()->fill(many);
-        w->show();
-        QListWidget *list = w->profileList();
-        const auto places = [list] {
-            QList<QRect> rects;
-            for (int row = 0; row < list->count(); ++row)
-                rects << list->visualItemRect(list->item(row));
-            return rects;
-        };
-        QTRY_VERIFY(list->visualItemRect(list->item(249)).isValid());
-        const QList<QRect> batched = places();
-        list->setLayoutMode(QListView::SinglePass);
-        list->doItemsLayout();
-        QCOMPARE(places(), batched);
-    }
-
     void listMenu_data()
     {
         QTest::addColumn<bool>("onTile");

@@ -150,6 +150,7 @@ private slots:
         dialog.finishMotion();
         dialog.addSample(4000, present, {-100, 0, 0}); // ignored once reviewing
         QVERIFY(apply->isEnabled() && !review->isHidden());
+        QCOMPARE(review->selectionMode(), QAbstractItemView::NoSelection); // read, not picked
         QStringList rows(review->rowCount()); // each row's cells joined by '|'
         for (int row = 0; row < review->rowCount(); ++row)
             for (int column = 0; column < review->columnCount(); ++column)
