@@ -219,6 +219,9 @@ private slots:
         // A selected pastille records each input of the wait, then learns the last one, once.
         const int pad = e->addNode(ElementKind::Button, "");
         e->overlay.setSelectedNode(pad);
+        e->button("Learn")->click();
+        e->button("Learn")->click(); // pressed again: no longer listening
+        QCOMPARE(e->overlay.listeningNode(), -1);
         e->mapping.onButtonChanged(4, true);
         e->mapping.onButtonChanged(6, true);
         QCOMPARE(e->mapping.learnedButton(), 6);
