@@ -173,6 +173,19 @@ private slots:
         QCOMPARE(snapshot(target), files);
     }
 
+    // Folders more than 63 deep below the profile are not walked: its deletion stops there.
+    void deletionDepth()
+    {
+        for (const int depth : {63, 64}) {
+            const GamepadProfileMeta entry = seed(userProfilesRoot());
+            QString error;
+            QVERIFY(QDir().mkpath(entry.folder + QString("/d").repeated(depth)));
+            QCOMPARE(deleteProfileFolder(entry, &error), depth == 63);
+            QVERIFY2(depth == 63 || error.endsWith("(Too many levels of symbolic links)"),
+                     qPrintable(error));
+        }
+    }
+
     // A failing step leaves every file it did not write byte for byte.
     void failures_data()
     {
