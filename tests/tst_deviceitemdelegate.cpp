@@ -140,7 +140,7 @@ private slots:
     void tooltips_data()
     {
         QTest::addColumn<QPoint>("pos");
-        QTest::addColumn<QVariantMap>("fields"); // over an unselected card, link 2, "Profil B" 2/3
+        QTest::addColumn<QVariantMap>("fields"); // over an unselected card, link 2, "Profil B" 1/3
         QTest::addColumn<QString>("expected");
         const auto row = [](const char *name, QPoint pos, const char *expected,
                             const QVariantMap &fields = {}) {
@@ -153,7 +153,7 @@ private slots:
         row("no label, no value", QPoint(135, 206), "Axe: axis://");
         row("case sensitive", QPoint(163, 206), "X");
         row("overflow chip", QPoint(275, 206), "+1");
-        row("badge", kBadge, "Profil B (2/3)");
+        row("badge", kBadge, "Profil B (1/3)");
         row("badge, none bound", kBadge, "Aucun profil (–/3)",
             {{"activeProfileName", ""}, {"activeProfilePosition", 0}});
         row("link 2", kLink, "Interface: connecté", {{"selected", true}});
@@ -168,7 +168,7 @@ private slots:
             "Axe X|axis://0", "A|btn://12", "|btn://1", "Z|cmd://z|f", "axis://",
             "X|Axis://0",     "g",          "h",        "i",           "j"};
         QVariantMap card{
-            {"linkState", 2},    {"activeProfileName", "Profil B"}, {"activeProfilePosition", 2},
+            {"linkState", 2},    {"activeProfileName", "Profil B"}, {"activeProfilePosition", 1},
             {"profileCount", 3}, {"hasProfileCarousel", true},      {"videoInterfaces", chips}};
         card.insert(fields);
         CardModel model;
