@@ -99,11 +99,10 @@ private slots:
         QTest::addColumn<QVariant>("expected");
         using A = AxisSettings;
         using B = ButtonSettings;
-        using P = GamepadCalibration::AxisPublishMode;
-        editRow<A>("modeCombo", 1, [](A &s) { s.mode = GamepadCalibration::AxisMode::Trigger; });
-        editRow<A>("publishCombo", 2, [](A &s) { s.publishMode = P::Always; });
-        editRow<A>("curveCombo", 1,
-                   [](A &s) { s.curvePreset = GamepadCalibration::CurvePreset::Soft; });
+        using C = GamepadCalibration;
+        editRow<A>("modeCombo", 1, [](A &s) { s.mode = C::AxisMode::Trigger; });
+        editRow<A>("publishCombo", 2, [](A &s) { s.publishMode = C::AxisPublishMode::Always; });
+        editRow<A>("curveCombo", 1, [](A &s) { s.curvePreset = C::CurvePreset::Soft; });
         editRow<A>("deadzoneSpin", 12.5, [](A &s) { s.deadzoneRadius = 12.5; });
         editRow<A>("gammaSpin", 2.25, [](A &s) { s.gamma = 2.25; });
         editRow<A>("restSpin", 3.5, [](A &s) { s.restRaw = 3.5; });

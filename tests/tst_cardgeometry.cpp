@@ -21,6 +21,7 @@ private slots:
         QTest::newRow("20 px") << QRect(0, 0, 20, 28) << 5 << QList<int>{} << "";
         QTest::newRow("20 px, one entry") << QRect(0, 0, 20, 28) << 1 << QList<int>{-1} << "e0";
         QTest::newRow("19 px") << QRect(0, 0, 19, 28) << 5 << QList<int>{} << "";
+        QTest::newRow("19 px, one entry") << QRect(0, 0, 19, 28) << 1 << QList<int>{} << "";
         QList<int> card;
         for (int x = 13; x < 294 - 20; x += 28)
             card << x;

@@ -6,8 +6,6 @@
 
 #include <memory>
 
-namespace {
-
 const QByteArrayList kNames = QByteArray("usn name ip selected isConnected videoInterfaces product "
                                          "image modelString linkState activeProfileName "
                                          "activeProfilePosition profileCount hasProfileCarousel")
@@ -47,7 +45,7 @@ public:
     bool refuse = false;
 };
 
-QStyleOptionViewItem optionFor(QWidget *widget = nullptr)
+static QStyleOptionViewItem optionFor(QWidget *widget = nullptr)
 {
     QStyleOptionViewItem option;
     option.rect = kCard;
@@ -56,7 +54,7 @@ QStyleOptionViewItem optionFor(QWidget *widget = nullptr)
 }
 
 // A card of `fields` as the delegate paints it in kCard, over `background`.
-QImage paintedCard(const QVariantMap &fields, const QColor &background = Qt::transparent)
+static QImage paintedCard(const QVariantMap &fields, const QColor &background = Qt::transparent)
 {
     CardModel model;
     QImage image(kCard.size(), QImage::Format_ARGB32);
@@ -65,8 +63,6 @@ QImage paintedCard(const QVariantMap &fields, const QColor &background = Qt::tra
     DeviceItemDelegate().paint(&painter, optionFor(), model.addCard("gp:1", fields));
     return image;
 }
-
-} // namespace
 
 class TestDeviceItemDelegate : public QObject
 {

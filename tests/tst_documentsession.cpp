@@ -122,8 +122,7 @@ private slots:
         QCOMPARE(reload.count(), 1);
     }
 
-    // The editor hears when a touch makes its documents dirty; once their folder is gone,
-    // nothing waits to be saved into it.
+    // A touch makes the documents dirty, heard once; with their folder gone nothing waits to save.
     void touchedThenGone()
     {
         Editor editor(m_folder);
@@ -132,10 +131,9 @@ private slots:
             QVERIFY2(editor.session.touched() && changed.count() == 1, touch);
         editor.edit("x");
         QVERIFY(editor.session.isSavePending() && removeScratchTree(m_folder));
-        QSignalSpy told(&editor.session, &DocumentSession::failureAnnounced);
         editor.session.checkDisk();
         QCOMPARE(editor.session.state(), EditSession::State::Gone);
-        QVERIFY(!editor.session.isSavePending() && told.count() == 1); // the edits are at risk
+        QVERIFY(!editor.session.isSavePending() && editor.announced.count() == 1); // edits at risk
         ScriptedDialogs dialogs; // leaving drops the edits: nothing is left to save
         dialogs.answerChoice("Abandonner les modifications");
         QVERIFY(editor.session.requestLeave() && !editor.session.hasUnsavedEdits());
@@ -204,8 +202,7 @@ private slots:
         QVERIFY(editor.announced.isEmpty()); // the user answered: nothing more to tell
     }
 
-    // A failed save is told once; leaving then asks, in French (de, du, des), again after each
-    // failed retry.
+    // A failed save is told once; leaving asks, in French (de, du, des), after each failed retry.
     void leaveAsksUntilTheUserStays_data()
     {
         QTest::addColumn<QString>("subject");
@@ -239,8 +236,7 @@ private slots:
     void loadFailed()
     {
         Editor editor(m_folder);
-        editor.session.loadFailed(m_folder, {editor.path}, editor.path,
-                                  "Format de configuration non reconnu.");
+        editor.session.loadFailed(m_folder, {editor.path}, editor.path, "Format non reconnu.");
         QSignalSpy changed(&editor.session, &DocumentSession::changedElsewhere);
         QVERIFY(writeInPlace(editor.path, "{\"fixed\": true}"));
         editor.session.checkDisk();

@@ -23,13 +23,12 @@
 // What a misbehaving disk, folder or colleague does to the three editors that keep documents. Each
 // row edits, meets one fault, takes one way out: the questions, the edit, the disk, where it went.
 
-namespace {
-
 const QJsonArray kCatalog = {QJsonObject{{"name", "zoom"}}, QJsonObject{{"name", "tilt"}}};
 const QString kOverride = "calibration.override.json";
 
 // What a document holds: "missing", "folder", "damaged", or what `tag` says of its content.
-QString diskState(const QString &path, const std::function<QString(const QJsonObject &)> &tag)
+static QString diskState(const QString &path,
+                         const std::function<QString(const QJsonObject &)> &tag)
 {
     const QFileInfo info(path);
     const QJsonDocument json = QJsonDocument::fromJson(readBytes(path));
@@ -39,13 +38,13 @@ QString diskState(const QString &path, const std::function<QString(const QJsonOb
                              : "damaged";
 }
 
-QJsonObject overlayOf(const GamepadProfileMeta &meta)
+static QJsonObject overlayOf(const GamepadProfileMeta &meta)
 {
     return QJsonDocument::fromJson(readBytes(meta.overlayPath())).object();
 }
 
 // The profile editor's overlay by the titles of its pastilles.
-QString titlesTag(const QJsonObject &overlay)
+static QString titlesTag(const QJsonObject &overlay)
 {
     QStringList titles;
     for (const QJsonValue &node : overlay["nodes"].toArray())
@@ -56,13 +55,13 @@ QString titlesTag(const QJsonObject &overlay)
                                       : "empty";
 }
 
-GamepadDeviceIdentity identity(const ControlManette *pad)
+static GamepadDeviceIdentity identity(const ControlManette *pad)
 {
     return {pad->name(), pad->vendorId(), pad->productId()};
 }
 
 // Runs `step` as nobody in a read-only folder, or under a size limit no document fits in.
-bool runUnder(const QString &fault, const std::function<bool()> &step)
+static bool runUnder(const QString &fault, const std::function<bool()> &step)
 {
     const FileFault kind = fault == "full"       ? FileFault::DiskFull
                            : fault == "readonly" ? FileFault::ReadOnlyFolder
@@ -76,8 +75,6 @@ struct
     ControlManette *pad = nullptr;
     GamepadProfileMeta un, deux;
 } fixture;
-
-} // namespace
 
 // One editor as the table drives it: it edits profile "Un" and leaves for profile "Deux".
 class Subject

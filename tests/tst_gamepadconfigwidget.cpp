@@ -51,13 +51,12 @@ static GamepadCalibration onDisk(const QString &path)
     return calibration;
 }
 
-// Runs the operation with the folder read-only, as nobody since root writes anywhere; "": no fault.
-static void readOnly(const QString &folder, const std::function<void()> &operation)
+// Runs the action with the folder read-only, as nobody since root writes anywhere; "": no fault.
+static void readOnly(const QString &folder, const std::function<void()> &action)
 {
     const QByteArray dir = QFile::encodeName(folder);
     const bool locked = !folder.isEmpty() && chmod(dir.constData(), 0555) == 0;
-    runUnder(locked ? FileFault::ReadOnlyFolder : FileFault::None,
-             [&] { return operation(), true; });
+    runUnder(locked ? FileFault::ReadOnlyFolder : FileFault::None, [&] { return action(), true; });
     if (locked)
         chmod(dir.constData(), 0755);
 }
@@ -249,8 +248,7 @@ private slots:
             return;
         }
         QTRY_COMPARE(saved.count(), 1);
-        QCOMPARE(onDisk(baseFile()), expected);
-        QCOMPARE(m_pad->calibration(), expected);
+        QCOMPARE(QList({onDisk(baseFile()), m_pad->calibration()}), QList({expected, expected}));
         QCOMPARE(axisCard(0)->settings(), expected.axes[0]);
         QCOMPARE(m_panel->findChildren<GateCard *>().first()->settings(), expected.gates.first());
         QVERIFY(axisCard(0)->isExpanded() && !axisCard(1)->isExpanded());
@@ -367,13 +365,11 @@ private slots:
     void refused_data()
     {
         QTest::addColumn<QString>("said"); // %1 the override; a row is named "situation, action"
-        const char *noProfile = "Aucun profil selectionne pour creer un override.";
-        const char *unsaved = "Impossible d'enregistrer %1 (";
         QTest::newRow("no profile, switch") << "Profil requis pour override";
-        QTest::newRow("no profile, copy") << noProfile;
-        QTest::newRow("no profile, delete") << noProfile;
-        QTest::newRow("read-only, switch") << unsaved;
-        QTest::newRow("read-only, copy") << unsaved;
+        QTest::newRow("no profile, copy") << "Aucun profil selectionne pour creer un override.";
+        QTest::newRow("no profile, delete") << "Aucun profil selectionne pour creer un override.";
+        QTest::newRow("read-only, switch") << "Impossible d'enregistrer %1 (";
+        QTest::newRow("read-only, copy") << "Impossible d'enregistrer %1 (";
         QTest::newRow("read-only, delete") << "Impossible de supprimer %1";
         QTest::newRow("no login, edit") << "Aucun fichier de calibration cible.";
         QTest::newRow("outside, edit") << "Impossible d'enregistrer %1 (hors du dossier du profil)";
@@ -415,8 +411,7 @@ private slots:
         QVERIFY2(status().startsWith(said.replace("%1", watched)), qPrintable(status()));
         QCOMPARE(shownGamma() == 2.5, action == "edit");
         QCOMPARE(readBytes(watched), bytes);
-        QCOMPARE(meta.count(), 0);
-        QVERIFY(dialogs.prompts().isEmpty());
+        QVERIFY(meta.isEmpty() && dialogs.prompts().isEmpty());
     }
 
     void leavingAfterAFailedSave_data()
@@ -467,11 +462,10 @@ private slots:
             return;
         }
         QCOMPARE(dialogs.prompts().size(), 1);
-        const auto prompt = dialogs.prompts().first();
-        QCOMPARE(prompt.title, "Modifications non enregistrées");
-        QCOMPARE(prompt.text, "Les modifications de la calibration Base de « Test Pad » ne sont "
-                              "pas enregistrées :\n" +
-                                  failure);
+        QCOMPARE(dialogs.prompts()[0].title + ": " + dialogs.prompts()[0].text,
+                 QString("Modifications non enregistrées: Les modifications de la calibration Base "
+                         "de « Test Pad » ne sont pas enregistrées :\n") +
+                     failure);
         QCOMPARE(left, answer != "Rester");
         QCOMPARE(gammaOnDisk(baseFile()), answer == "Réessayer" ? 2.5 : 1.5);
         QCOMPARE(status(), left ? "Pret" : failure);
@@ -510,8 +504,7 @@ private slots:
         QCOMPARE(status(), "Pret");
         QCOMPARE(shownGamma(), 1.0); // the defaults; the file goes at the first edit
         QCOMPARE(readBytes(baseFile()), damage);
-        editGamma(2.5);
-        m_panel->flushSave();
+        editGamma(2.5), m_panel->flushSave();
         QCOMPARE(gammaOnDisk(baseFile()), 2.5);
 
         // An unreadable override started again empty is a copy of the base, shown on the cards.
@@ -528,9 +521,8 @@ private slots:
     void measurementIsBound_data()
     {
         QTest::addColumn<QString>("message"); // %1 the base; a row is named after the change
-        const char *unplugged = "La manette a été débranchée : mesure annulée.";
-        QTest::newRow("unplugged") << unplugged;
-        QTest::newRow("deleted") << unplugged;
+        QTest::newRow("unplugged") << "La manette a été débranchée : mesure annulée.";
+        QTest::newRow("deleted") << "La manette a été débranchée : mesure annulée.";
         QTest::newRow("another controller") << "La manette a changé : mesure annulée.";
         QTest::newRow("another profile") << "Le profil a changé : mesure annulée.";
         QTest::newRow("another scope") << "Cette mesure a été prise pour la calibration Base : "

@@ -1,5 +1,6 @@
 #include "calibrationmeasuredialog.h"
 #include "gamepadgatecalibrationwidget.h"
+#include "widgettestsupport.h"
 
 #include <QTableWidget>
 #include <QtTest>
@@ -10,16 +11,6 @@ using Gate = GamepadCalibration::GateSettings;
 
 static const QList<GateSourceOption> kSources = {{"pad_left", 0, 1}, {"pad_right", 3, 4}};
 static const QStringList kNames = {"Stick G X", "Stick G Y", "", "Stick D X"};
-
-// Counts the paints of the widget it watches.
-struct PaintCount : QObject
-{
-    int paints = 0;
-    bool eventFilter(QObject *, QEvent *e) override
-    {
-        return paints += e->type() == QEvent::Paint, false;
-    }
-};
 
 class TestGateCalibration : public QObject
 {

@@ -111,6 +111,16 @@ private slots:
         QTEST(emitted.join(' '), "events");
     }
 
+    // A calibration reload that turns the repeat off stops a repeat armed before it.
+    void repeatTurnedOffWhileHeld()
+    {
+        ButtonState state;
+        Button settings{true, true, false, 0, true};
+        QVERIFY(stepButton(state, true, settings, 0).publish);
+        settings.repeatOnPress = false;
+        QVERIFY(!stepButton(state, true, settings, 400).publish);
+    }
+
     // Radius 50, hysteresis 3: entered at 50, kept up to 53, left beyond.
     void gateHysteresisAndAbsentAxis()
     {

@@ -59,8 +59,13 @@ private slots:
         QVERIFY(model->setActiveProfile("gp:0", m_profiles.at(2).toString()));
         unplug(0);
 
+        QSignalSpy changed(model, &Model::dataChanged); // the absent row, renamed, says so
         plug(0, "Pad B");
         QCOMPARE(model->usnForRow(0) + ' ' + model->usnForRow(1), "gp:45e-28e:Pad A gp:0");
+        QVERIFY(std::any_of(changed.begin(), changed.end(), [](const QList<QVariant> &args) {
+            return args[0].toModelIndex().row() == 0 &&
+                   args[2].value<QList<int>>().contains(Model::UsnRole);
+        }));
         QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Pad B"));
         QVERIFY(!model->isSelected("gp:0") && !deviceAt(0)->isPolling());
         // A plugged controller would come straight back, an unknown one is not there: refused.

@@ -7,15 +7,13 @@
 
 #include <pwd.h>
 
-namespace {
-
 struct Run
 {
     int code;
     QString out, err;
 };
 
-Run run(const QStringList &arguments)
+static Run run(const QStringList &arguments)
 {
     QString out, err;
     QTextStream outStream(&out), errStream(&err);
@@ -23,13 +21,14 @@ Run run(const QStringList &arguments)
     return {code, out, err};
 }
 
-QJsonObject overlayDocument()
+static QJsonObject overlayDocument()
 {
     return QJsonDocument::fromJson(readBytes(GAMEPAD_TEST_DATA "/overlay_v4.json")).object();
 }
 
 // A profile made by the editor's own operation under `userRoot`; its id without braces.
-QString makeProfile(const QString &userRoot, const QString &name, const QString &linkedName = {})
+static QString makeProfile(const QString &userRoot, const QString &name,
+                           const QString &linkedName = {})
 {
     const QString picture = userRoot + "/../" + name + ".png";
     GamepadProfileMeta created;
@@ -40,8 +39,6 @@ QString makeProfile(const QString &userRoot, const QString &name, const QString 
     setProfileRootsOverride(QString(), QString());
     return made ? created.id.toString(QUuid::WithoutBraces) : QString();
 }
-
-} // namespace
 
 class TestProfilesCli : public QObject
 {
@@ -111,10 +108,9 @@ private slots:
         QCOMPARE(cli({"export", id, dir.path()}).out, dir.path() + "/Two lines and.zelto.json\n");
         QCOMPARE(cli({"snapshot", id, shots}).out, shots + "/Two lines and.png\n");
         QVERIFY(QFile::remove(root + '/' + id + "/overlay.json"));
-        const QString failed = cli({"snapshot", id, shots}).err;
-        QVERIFY2(failed.startsWith("gamepad-profiles: Two lines and  : ") &&
-                     failed.count('\n') == 1,
-                 qPrintable(failed));
+        const QString err = cli({"snapshot", id, shots}).err;
+        QVERIFY2(err.startsWith("gamepad-profiles: Two lines and  : ") && err.count('\n') == 1,
+                 qPrintable(err));
     }
 
     // The program as an administrator runs it: no $USER, no display, under a file size limit.

@@ -200,8 +200,10 @@ private slots:
         QCOMPARE(candidateProfileRoots().size(), 4);
         setProfileRootsOverride(user, QString());
         const QStringList roots = candidateProfileRoots();
+        setProfileRootsOverride(shared, QString()); // one folder named twice is one root
+        const QStringList same = candidateProfileRoots();
         setProfileRootsOverride(QString(), QString());
-        QCOMPARE(roots, (QStringList{user, shared}));
+        QCOMPARE(roots + same, (QStringList{user, shared, shared}));
     }
 
     // USB ids written as hex text or as whole numbers in range; anything else reads as none.

@@ -7,8 +7,6 @@
 #include <QtTest>
 #include <QtWidgets>
 
-namespace {
-
 const QString kAccented = QStringLiteral("Aucune pastille n'est liée à \"%1\" pour \"%2\".");
 const QString kUnaccented = QStringLiteral("Aucune pastille n'est liee a \"%1\" pour \"%2\".");
 
@@ -66,8 +64,6 @@ struct Editor
         return texts.join(',');
     }
 };
-
-} // namespace
 
 class TestQuickMapping : public QObject
 {

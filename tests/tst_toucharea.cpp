@@ -69,6 +69,20 @@ private slots:
         QVERIFY(m_pastille->grab().toImage() != first);
     }
 
+    // The pointer entering and leaving the pastille repaints its hover look, each time.
+    void hoverRepaints()
+    {
+        m_parent->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_parent));
+        PaintCount count;
+        m_pastille->installEventFilter(&count);
+        QEnterEvent enter({5, 5}, {55, 55}, {55, 55});
+        QEvent leave(QEvent::Leave);
+        for (QEvent *event : QList<QEvent *>{&enter, &leave})
+            QApplication::sendEvent(m_pastille, event), QCoreApplication::processEvents();
+        QCOMPARE(count.paints, 2);
+    }
+
     // "Renommer..." asks through the dialog seam, offering the title; a cancel keeps it.
     void renameAsksTheSeam()
     {

@@ -4,6 +4,16 @@
 
 #include <algorithm>
 
+// Counts the paints of the widget it watches.
+struct PaintCount : QObject
+{
+    int paints = 0;
+    bool eventFilter(QObject *, QEvent *e) override
+    {
+        return paints += e->type() == QEvent::Paint, false;
+    }
+};
+
 // A drag with the left button, as plain events since Qt Test's mouseMove carries no buttons.
 inline void dragWidget(QWidget *widget, const QPoint &from, const QPoint &delta)
 {
