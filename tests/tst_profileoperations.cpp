@@ -126,20 +126,26 @@ private slots:
     }
 
     // A shared profile: without the right it is copied to the user first and the shared one kept.
+    void rename_data()
+    {
+        QTest::addColumn<bool>("right");
+        QTest::newRow("no right") << false;
+        QTest::newRow("right") << true;
+    }
+
     void rename()
     {
-        for (const bool right : {false, true}) {
-            setHost("tester", right);
-            GamepadProfileMeta entry = seed(sharedProfilesRoot());
-            const QString folder = entry.folder, meta = folder + "/meta.json";
-            const QByteArray before = readBytes(meta);
-            QString error;
-            QVERIFY2(renameProfile(&entry, "  Neo ", &error), qPrintable(error));
-            QCOMPARE(readBytes(meta) == before, !right);
-            QCOMPARE(entry.folder,
-                     right ? folder : userProfilesRoot() + '/' + QFileInfo(folder).fileName());
-            QCOMPARE(readJson(entry.folder + "/meta.json")["name"].toString(), QString("Neo"));
-        }
+        QFETCH(bool, right);
+        setHost("tester", right);
+        GamepadProfileMeta entry = seed(sharedProfilesRoot());
+        const QString folder = entry.folder, meta = folder + "/meta.json";
+        const QByteArray before = readBytes(meta);
+        QString error;
+        QVERIFY2(renameProfile(&entry, "  Neo ", &error), qPrintable(error));
+        QCOMPARE(readBytes(meta) == before, !right);
+        QCOMPARE(entry.folder,
+                 right ? folder : userProfilesRoot() + '/' + QFileInfo(folder).fileName());
+        QCOMPARE(readJson(entry.folder + "/meta.json")["name"].toString(), QString("Neo"));
     }
 
     // A profile removed, or refused, by the profile editor is its own test.
