@@ -49,8 +49,7 @@ private slots:
         QCOMPARE(log, QStringList({"connected", "status:3", "connected", "status:0", "finished"}));
         QCOMPARE(axes.count(), 1);
         const QVariantList zeros(8, 0.0);
-        QVERIFY(pad.axes() == zeros && pad.rawAxes() == zeros);
-        QVERIFY(!pad.buttons().contains(true));
+        QVERIFY(pad.axes() == zeros && pad.rawAxes() == zeros && !pad.buttons().contains(true));
     }
 
     void pollingInterval_data()

@@ -134,8 +134,11 @@ private slots:
         editor.session.checkDisk();
         QCOMPARE(editor.session.state(), EditSession::State::Gone);
         QVERIFY(!editor.session.isSavePending() && editor.announced.count() == 1); // edits at risk
-        ScriptedDialogs dialogs; // leaving drops the edits: nothing is left to save
+        ScriptedDialogs dialogs; // a failed rescue stays; leaving drops the edits
+        editor.session.setSaveAsNew([] { return false; });
+        dialogs.answerChoice("Enregistrer comme nouveau profil");
         dialogs.answerChoice("Abandonner les modifications");
+        QVERIFY(!editor.session.requestLeave() && editor.session.hasUnsavedEdits());
         QVERIFY(editor.session.requestLeave() && !editor.session.hasUnsavedEdits());
     }
 

@@ -31,6 +31,10 @@ private slots:
             QCoreApplication::processEvents();
         }
         QCOMPARE(count.paints, 2);
+        // A gate wider than the axes' ±100 is drawn whole: the plane's corner stays outside it.
+        const QRgb corner = preview.grab().toImage().pixel(6, 6);
+        preview.setGate({true, "gate_0", {}, 0, 1, 0, 0, 150.0});
+        QCOMPARE(preview.grab().toImage().pixel(6, 6), corner);
     }
 
     void nextKey_data()

@@ -16,8 +16,7 @@ private slots:
     void init()
     {
         removeScratchTree(m_home.filePath("roots"));
-        QVERIFY(QDir().mkpath(m_profile));
-        QVERIFY(writeInPlace(m_profile + "/overlay.json", "{}"));
+        QVERIFY(QDir().mkpath(m_profile) && writeInPlace(m_profile + "/overlay.json", "{}"));
     }
 
     void changes_data()
