@@ -105,18 +105,16 @@ private slots:
         QCOMPARE(durty.count(), 0);
     }
 
-    // The box is dragged by its header with the left button, kept inside its parent; any other
-    // press is left to the overlay beneath.
+    // Dragged by its header with the left button, kept inside its parent; other presses go beneath.
     void dragsByItsHeader_data()
     {
         QTest::addColumn<Qt::MouseButton>("button");
         QTest::addColumn<bool>("onHeader");
         QTest::addColumn<QPoint>("delta");
         QTest::addColumn<QPoint>("expected");
-        const QPoint delta(50, 30), start(10, 20);
+        const QPoint delta(50, 30), start(10, 20), far(-900, 2000);
         QTest::newRow("header") << Qt::LeftButton << true << delta << QPoint(60, 50);
-        QTest::newRow("kept inside") << Qt::LeftButton << true << QPoint(-900, 2000)
-                                     << QPoint(0, 2000); // the bottom, in the test
+        QTest::newRow("kept inside") << Qt::LeftButton << true << far << QPoint(0, 2000);
         QTest::newRow("right button") << Qt::RightButton << true << delta << start;
         QTest::newRow("below the header") << Qt::LeftButton << false << delta << start;
     }
@@ -126,7 +124,7 @@ private slots:
         QFETCH(bool, onHeader);
         QFETCH(QPoint, delta);
         QFETCH(QPoint, expected);
-        expected.ry() = qMin(expected.y(), m_parent->height() - m_box->height());
+        expected.ry() = qMin(expected.y(), m_parent->height() - m_box->height()); // or the bottom
         m_box->move(10, 20);
         QSignalSpy moved(m_box, &ActionToolBox::moved);
         const QLabel *header = m_box->findChild<QLabel *>();

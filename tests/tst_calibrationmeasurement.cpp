@@ -109,25 +109,19 @@ private slots:
         const Axis measuredAs{
             true, AxisMode::Trigger,  12, 4, false, Curve::Linear, 1, 1, 0, -80, 85,
             90,   Publish::ActiveOnly};
-        AxisProposal proposal{1, !taken.isEmpty(), 0, measuredAs};
-        proposal.trigger = measured.contains('T');
-        proposal.negativeMeasured = measured.contains('-');
-        proposal.positiveMeasured = measured.contains('+');
+        const auto has = [&](char end) { return measured.contains(end); };
+        AxisProposal proposal{1, !taken.isEmpty(), 0, measuredAs, has('T'), has('-'), has('+')};
         GamepadCalibration current = defaultCalibration(2, 0);
         current.axes[1] = now;
         GamepadCalibration expected = current;
         Axis &merged = expected.axes[1];
-        const std::pair<const char *, double Axis::*> fields[] = {{"rest", &Axis::restRaw},
-                                                                  {"dz", &Axis::deadzoneRadius},
-                                                                  {"neg", &Axis::negativeRaw},
-                                                                  {"pos", &Axis::positiveRaw},
-                                                                  {"active", &Axis::activeRaw}};
-        for (const auto &[name, field] : fields) {
+        const auto take = [&](const char *name, auto Axis::*field) {
             if (taken.contains(name))
                 merged.*field = measuredAs.*field;
-        }
-        if (taken.contains("mode"))
-            merged.mode = AxisMode::Trigger;
+        };
+        take("rest", &Axis::restRaw), take("dz", &Axis::deadzoneRadius);
+        take("neg", &Axis::negativeRaw), take("pos", &Axis::positiveRaw);
+        take("active", &Axis::activeRaw), take("mode", &Axis::mode);
         QCOMPARE(applyAxisProposals(current, {proposal, {2, true, 0, measuredAs}}), expected);
     }
 };

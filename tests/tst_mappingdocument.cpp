@@ -38,48 +38,42 @@ private slots:
     // Each bridge's "src" is shown as its stringKey; the learned-key test checks the full object.
     void materializeNode_data()
     {
-        QTest::addColumn<int>("kind");
-        QTest::addColumn<QStringList>("keys");
-        QTest::addColumn<QStringList>("bindings");
+        QTest::addColumn<OverlayNode>("n");
         QTest::addColumn<QString>("expected");
-        const int stick = int(ElementKind::SingleJoy), cross = int(ElementKind::DualJoyCross),
-                  button = int(ElementKind::Button);
+        const auto stick = ElementKind::SingleJoy, cross = ElementKind::DualJoyCross,
+                   button = ElementKind::Button;
         const QString pan = R"({"ref": "pan"})", none = R"({"ref": "None"})";
         QTest::newRow("stick, default mode")
-            << stick << QStringList{" joy_0 "} << QStringList{R"({"ref": " moveGimbal "})"}
+            << node(stick, {" joy_0 "}, {R"({"ref": " moveGimbal "})"})
             << R"([{"action":"moveGimbal","publishMode":"onChange","src":"joy_0"}])";
         QTest::newRow("button, no mode")
-            << button << QStringList{"but_3"} << QStringList{R"({"ref":"rec","action":"rec"})"}
+            << node(button, {"but_3"}, {R"({"ref":"rec","action":"rec"})"})
             << R"([{"action":"rec","src":"but_3"}])";
         QTest::newRow("object action")
-            << stick << QStringList{"joy_2"}
-            << QStringList{R"({"ref": "zoom", "action": {"kind": "macro"}, "args": {"k": 1}})"}
+            << node(stick, {"joy_2"},
+                    {R"({"ref": "zoom", "action": {"kind": "macro"}, "args": {"k": 1}})"})
             << R"([{"args":{"k":1},"dst":[{"action":{"kind":"macro"},"args":{"k":1},"ref":"zoom"}],"publishMode":"onChange","src":"joy_2"}])";
         QTest::newRow("arg_0 placeholder")
-            << stick << QStringList{"joy_1"}
-            << QStringList{R"({"ref": "movegimbal", "args": {"axis": " ARG_0 ", "speed": "arg_0"}})"}
+            << node(stick, {"joy_1"},
+                    {R"({"ref": "movegimbal", "args": {"axis": " ARG_0 ", "speed": "arg_0"}})"})
             << R"([{"action":"movegimbal","args":{"axis":"param:joy_0","speed":"arg_0"},"publishMode":"onChange","src":"joy_1"}])";
         QTest::newRow("own axis kept")
-            << stick << QStringList{"joy_1"}
-            << QStringList{R"({"ref": "movegimbal", "args": {"axis": "param:joy_3"}})"}
+            << node(stick, {"joy_1"}, {R"({"ref": "movegimbal", "args": {"axis": "param:joy_3"}})"})
             << R"([{"action":"movegimbal","args":{"axis":"param:joy_3"},"publishMode":"onChange","src":"joy_1"}])";
         QTest::newRow("unsplit cross")
-            << cross << QStringList{"joy_0", "joy_1"} << QStringList{none, pan}
+            << node(cross, {"joy_0", "joy_1"}, {none, pan})
             << R"([{"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_0"},)"
                R"({"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_1"}])";
         QTest::newRow("unsplit cross, all none")
-            << cross << QStringList{"joy_0", "joy_1"} << QStringList{none, none} << "[]";
+            << node(cross, {"joy_0", "joy_1"}, {none, none}) << "[]";
         QTest::newRow("split cross")
-            << cross << QStringList{"joy_0", "joy_1"} << QStringList{pan, R"({"action": "tilt"})"}
+            << node(cross, {"joy_0", "joy_1"}, {pan, R"({"action": "tilt"})"})
             << R"([{"action":"pan","publishMode":"onChange","src":"joy_0"},{"action":"tilt","publishMode":"onChange","src":"joy_1"}])";
     }
 
     void materializeNode()
     {
-        QFETCH(int, kind);
-        QFETCH(QStringList, keys);
-        QFETCH(QStringList, bindings);
-        OverlayNode n = node(ElementKind(kind), keys, bindings);
+        QFETCH(OverlayNode, n);
         n.split = QTest::currentDataTag() == QLatin1String("split cross");
         QJsonArray bridges = materializeMapping({n}, {}, kCatalog).value("bridges").toArray();
         for (int i = 0; i < bridges.size(); ++i) {
@@ -105,8 +99,7 @@ private slots:
         for (const auto &[existing, expected] : rows) {
             QVERIFY(writeJsonFileAtomic(path, existing, nullptr));
             QVERIFY(saveMappingDocument(dir.path(), {}, {}, {}));
-            QCOMPARE(QJsonDocument::fromJson(readBytes(path)).toJson(QJsonDocument::Compact),
-                     expected);
+            QCOMPARE(compact(QJsonDocument::fromJson(readBytes(path))), expected);
         }
     }
 

@@ -87,13 +87,13 @@ private slots:
         QTest::addColumn<QStringList>("nodes");
         QTest::addColumn<QRect>("placed0"); // in the background of the stored size and mode
         QTest::newRow("v1 overlay fractions")
-            << "overlay_v1.json"
+            << GAMEPAD_TEST_DATA "/overlay_v1.json"
             << QStringList{"button/Tir/onChange/ [but_4 b 1 1]",
                            "singleJoy/Joy 2/onChange/ [joy_3 j 2 3]",
                            "button/Bouton 3/onChange/ [but_7 b 0 1]"}
             << QRect(400, 150, 80, 60);
         QTest::newRow("v2 legacy keys")
-            << "overlay_v2.json"
+            << GAMEPAD_TEST_DATA "/overlay_v2.json"
             << QStringList{"dualJoyCross/Gauche/activeOnly/s [joy_0 j 1 2] [ j 0 1]",
                            "button/Bouton 2/onChange/f [gate_2 b 0 1]"}
             << QRect(205, 230, 154, 154);
@@ -101,13 +101,11 @@ private slots:
     void samples()
     {
         QFETCH(QString, file);
-        OverlayDocument document;
-        QVERIFY(overlayDocumentFromJson(json(readBytes(GAMEPAD_TEST_DATA "/" + file)), kContext,
-                                        &document));
-        QTEST(describe(document), "nodes");
-        const QRect bg =
-            ::backgroundRect(document.overlaySize, kContext.pictureSize, document.bgMode);
-        QTEST(placeFractions(document.nodes[0].geometry, bg), "placed0");
+        OverlayDocument doc;
+        QVERIFY(overlayDocumentFromJson(json(readBytes(file)), kContext, &doc));
+        QTEST(describe(doc), "nodes");
+        const QRect bg = ::backgroundRect(doc.overlaySize, kContext.pictureSize, doc.bgMode);
+        QTEST(placeFractions(doc.nodes[0].geometry, bg), "placed0");
     }
 
     // Written and read back field for field; nothing is ever written outside the profile folder.

@@ -18,8 +18,7 @@ const GamepadDeviceIdentity kPad{"Pad", 1, 2};
 
 static QString padBaseFileIn(const QString &root)
 {
-    return QDir::cleanPath(
-        inConfig(root + "/GamepadProfiles/_deviceCalibration/0001_0002_pad.json"));
+    return inConfig(root + "GamepadProfiles/_deviceCalibration/0001_0002_pad.json");
 }
 
 const QByteArray kMeta = R"({"type":"GamepadDefinderMeta","name":"  Arcade  ",
@@ -123,7 +122,7 @@ private slots:
     {
         setHost("alice");
         const QString kept = inConfig("dotfiles"), folder = userProfilesRoot() + "/p1";
-        const QString base = padBaseFileIn("alice");
+        const QString base = padBaseFileIn("alice/");
         QVERIFY(writeBytes(kept + "/meta.json", kMeta) && writeBytes(kept + "/pic.jpg", "x") &&
                 writeBytes(kept + "/base.json",
                            R"({"type":"GamepadCalibration","axes":[{"restRaw":33}]})") &&
@@ -181,12 +180,11 @@ private slots:
                 writeBytes(root + "n/meta.json", type + R"("name":"named","vendorId":"0x0000",
                     "productId":"0x028e","deviceNames":["Pad B"]})"));
         QStringList found;
+        GamepadProfileMeta meta;
         for (const GamepadDeviceIdentity &pad : {GamepadDeviceIdentity{"Pad A", 0x45e, 0x28e},
                                                  {" pad b ", 0, 0x28e},
-                                                 {"Pad C", 0, 0x28e}}) {
-            GamepadProfileMeta meta;
+                                                 {"Pad C", 0, 0x28e}})
             found << (findProfileMetaForDevice(pad, &meta) ? meta.name : "-");
-        }
         QCOMPARE(found, (QStringList{"model", "named", "-"}));
     }
 
@@ -246,12 +244,12 @@ private slots:
     void baseFileLocations()
     {
         setHost("alice");
-        QVERIFY(writeBytes(padBaseFileIn("."), "{}") && writeBytes(padBaseFileIn("alice"), "{}"));
-        QCOMPARE(findBaseCalibrationFile(kPad), padBaseFileIn("alice"));
+        QVERIFY(writeBytes(padBaseFileIn(""), "{}") && writeBytes(padBaseFileIn("alice/"), "{}"));
+        QCOMPARE(findBaseCalibrationFile(kPad), padBaseFileIn("alice/"));
         QVERIFY(findBaseCalibrationFile({}).isEmpty());
-        QCOMPARE(baseCalibrationWritePath(kPad), padBaseFileIn("alice"));
+        QCOMPARE(baseCalibrationWritePath(kPad), padBaseFileIn("alice/"));
         setHost("", true);
-        QCOMPARE(baseCalibrationWritePath(kPad), padBaseFileIn("."));
+        QCOMPARE(baseCalibrationWritePath(kPad), padBaseFileIn(""));
         setHost("");
         QVERIFY(baseCalibrationWritePath(kPad).isEmpty());
         setHost("../Alice"); // a login that would lead elsewhere counts as none
@@ -300,7 +298,7 @@ private slots:
         QFETCH(bool, nullId);
         QFETCH(int, source);
         setHost("alice");
-        const QString basePath = padBaseFileIn("alice"), overridePath = inConfig("p1/o.json");
+        const QString basePath = padBaseFileIn("alice/"), overridePath = inConfig("p1/o.json");
         QVERIFY(writeBytes(basePath, R"({"type":"GamepadCalibration","axes":[{"restRaw":11}]})") &&
                 writeBytes(overridePath, overrideFile));
         GamepadProfileInfo profile;

@@ -22,8 +22,7 @@ struct Editor
     int addNode(ElementKind kind, const QString &keys)
     {
         const int index = overlay.createNode(kind, QString(), QPoint(100, 100));
-        const QStringList labels = slotLabels(kind);
-        const QStringList split = keys.split(',');
+        const QStringList labels = slotLabels(kind), split = keys.split(',');
         for (int i = 0; i < split.size(); ++i) {
             OverlaySource source = overlay.sourceOf(index, labels[i]);
             source.stringKey = split[i];

@@ -144,10 +144,9 @@ private slots:
         const QString none = "Aucune manette connectée n'est disponible.\nVous pouvez créer un "
                              "profil sans liaison et l’associer plus tard.";
         const QString label = "Choisir la manette à lier :";
-        const QStringList two{"Pad 1", "Pad 2"}, noItems;
+        const QStringList two{"Pad 1", "Pad 2"}, twice{"Pad 1", "pad 1 ", "Pad 2"}, noItems;
         QTest::newRow("no controller") << QStringList{" ", ""} << true << "" << none << noItems;
-        QTest::newRow("chosen") << QStringList{"Pad 1", "pad 1 ", "Pad 2"} << true << "Pad 2"
-                                << label << two;
+        QTest::newRow("chosen") << twice << true << "Pad 2" << label << two;
         QTest::newRow("cancelled") << two << false << "" << label << two;
     }
     void associationDialog()

@@ -2,8 +2,6 @@
 
 #include <QtTest>
 
-namespace {
-
 struct Edge
 {
     qint64 t;
@@ -12,7 +10,7 @@ struct Edge
 
 // `presses` presses every `periodMs`, held `holdMs`; with `gapMs`, each press bounces once: a
 // release 1 ms after it, a new press `gapMs` later.
-QList<Edge> pressSession(int presses, qint64 periodMs, qint64 holdMs, qint64 gapMs)
+static QList<Edge> pressSession(int presses, qint64 periodMs, qint64 holdMs, qint64 gapMs)
 {
     QList<Edge> edges;
     for (int i = 0; i < presses; ++i) {
@@ -25,7 +23,7 @@ QList<Edge> pressSession(int presses, qint64 periodMs, qint64 holdMs, qint64 gap
     return edges;
 }
 
-int publishedPresses(const QList<Edge> &edges, qint32 debounceMs)
+static int publishedPresses(const QList<Edge> &edges, qint32 debounceMs)
 {
     GamepadCalibration::ButtonSettings settings;
     settings.debounceMs = debounceMs;
@@ -35,8 +33,6 @@ int publishedPresses(const QList<Edge> &edges, qint32 debounceMs)
         presses += stepButton(state, e.pressed, settings, e.t).publish && e.pressed ? 1 : 0;
     return presses;
 }
-
-} // namespace
 
 class TestWearDetection : public QObject
 {
@@ -101,18 +97,17 @@ private slots:
         QTest::addColumn<double>("stick");   // raw position of axis 0, dead zone 8
         QTest::addColumn<double>("noise");   // alternating ± around it
         QTest::addColumn<qint64>("heldMs");  // polled every 10 ms
-        QTest::addColumn<bool>("buttons");   // button 0 tapped every 500 ms
-        QTest::addColumn<bool>("otherAxis"); // axis 1 sweeping
+        QTest::addColumn<QString>("moving"); // "button 0" tapped every 500 ms or "axis 1" sweeping
         QTest::addColumn<bool>("found");
 
-        QTest::newRow("steady offset at rest") << 15.0 << 0.5 << 6000LL << false << false << true;
-        QTest::newRow("negative offset") << -30.0 << 0.0 << 5010LL << false << false << true;
-        QTest::newRow("held while buttons move") << 60.0 << 0.0 << 9000LL << true << false << false;
-        QTest::newRow("held, other axis moving") << 60.0 << 0.0 << 9000LL << false << true << false;
-        QTest::newRow("noise in the dead zone") << 5.0 << 2.0 << 9000LL << false << false << false;
-        QTest::newRow("not long enough") << 15.0 << 0.5 << 4900LL << false << false << false;
-        QTest::newRow("too noisy for a rest") << 15.0 << 3.0 << 9000LL << false << false << false;
-        QTest::newRow("a trigger at rest") << 15.0 << 0.5 << 6000LL << false << false << false;
+        QTest::newRow("steady offset at rest") << 15.0 << 0.5 << 6000LL << "" << true;
+        QTest::newRow("negative offset") << -30.0 << 0.0 << 5010LL << "" << true;
+        QTest::newRow("held while buttons move") << 60.0 << 0.0 << 9000LL << "button 0" << false;
+        QTest::newRow("held, other axis moving") << 60.0 << 0.0 << 9000LL << "axis 1" << false;
+        QTest::newRow("noise in the dead zone") << 5.0 << 2.0 << 9000LL << "" << false;
+        QTest::newRow("not long enough") << 15.0 << 0.5 << 4900LL << "" << false;
+        QTest::newRow("too noisy for a rest") << 15.0 << 3.0 << 9000LL << "" << false;
+        QTest::newRow("a trigger at rest") << 15.0 << 0.5 << 6000LL << "" << false;
     }
 
     void drift()
@@ -120,8 +115,7 @@ private slots:
         QFETCH(double, stick);
         QFETCH(double, noise);
         QFETCH(qint64, heldMs);
-        QFETCH(bool, buttons);
-        QFETCH(bool, otherAxis);
+        QFETCH(QString, moving);
         auto calibration = defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
         if (QTest::currentDataTag() == QLatin1String("a trigger at rest")) // rests anywhere
             calibration.axes[0].mode = GamepadCalibration::AxisMode::Trigger;
@@ -130,8 +124,8 @@ private slots:
         readings.axisPresent.fill(true);
         for (qint64 t = 0, poll = 0; t <= heldMs; t += 10, ++poll) {
             readings.axes[0] = stick + (poll % 2 ? noise : -noise);
-            readings.axes[1] = otherAxis ? double(poll % 200) - 100.0 : 0.0;
-            readings.buttons[0] = buttons && t % 500 < 100;
+            readings.axes[1] = moving == "axis 1" ? double(poll % 200) - 100.0 : 0.0;
+            readings.buttons[0] = moving == "button 0" && t % 500 < 100;
             detector.feed(readings, calibration, t);
         }
         const std::optional<double> rest = detector.driftRest(0, heldMs);
