@@ -117,6 +117,7 @@ private slots:
         QTest::newRow("kept inside") << Qt::LeftButton << true << far << QPoint(0, 2000);
         QTest::newRow("right button") << Qt::RightButton << true << delta << start;
         QTest::newRow("below the header") << Qt::LeftButton << false << delta << start;
+        QTest::newRow("parent too short") << Qt::LeftButton << true << delta << QPoint(60, 0);
     }
     void dragsByItsHeader()
     {
@@ -124,6 +125,8 @@ private slots:
         QFETCH(bool, onHeader);
         QFETCH(QPoint, delta);
         QFETCH(QPoint, expected);
+        if (QByteArray(QTest::currentDataTag()) == "parent too short") // it keeps to the top
+            m_parent->resize(600, m_box->height());
         expected.ry() = qMin(expected.y(), m_parent->height() - m_box->height()); // or the bottom
         m_box->move(10, 20);
         QSignalSpy moved(m_box, &ActionToolBox::moved);

@@ -104,7 +104,8 @@ private slots:
 
         card.setSettings({true, "gate_1", "pad_left"}); // a known pastille: no historical item
         QCOMPARE(combo->count(), 2);
-        QCOMPARE(combo->currentIndex(), 0);
+        const auto *front = card.findChild<QComboBox *>("gateFront"); // both edges again
+        QCOMPARE(QList({combo->currentIndex(), front->currentIndex()}), QList({0, 0}));
         QCOMPARE(card.findChild<QLabel *>("gateTitle")->text(), "gate_1");
     }
 
