@@ -199,6 +199,11 @@ private slots:
         image = paintedCard({{"videoInterfaces", entries}});
         QVERIFY(image.copy(chips[0].rect) != image.copy(chips[1].rect));
         QCOMPARE(image.copy(chips[1].rect), image.copy(chips[2].rect));
+        const auto tint = [&](int i) { // blue over red at the chip's centre
+            return qBlue(image.pixel(chips[i].rect.center())) -
+                   qRed(image.pixel(chips[i].rect.center()));
+        };
+        QVERIFY2(tint(0) > 100 && tint(1) < -100, "a cyan axis icon, an orange button icon");
     }
 
     // The carousel's chevrons point outwards: "<" on the left arrow, ">" on the right one.
