@@ -2,6 +2,8 @@
 
 #include <QtTest/qtestcase.h>
 
+#include <utility>
+
 using Kind = ScriptedDialogSeam::Kind;
 using Prompt = ScriptedDialogSeam::Prompt;
 
@@ -73,6 +75,8 @@ void ScriptedDialogSeam::misused(const QString &what)
 // question cancelled.
 ScriptedDialogSeam::Answer ScriptedDialogSeam::ask(const Prompt &prompt)
 {
+    if (const std::function<void()> once = std::exchange(whileAsking, nullptr))
+        once();
     m_prompts.append(prompt);
     if (m_answers.isEmpty())
         return {};

@@ -64,6 +64,9 @@ public:
     void verifyAllUsed();
     // What a misused script does: fail the running test (Qt Test), unless replaced.
     std::function<void(const QString &)> onMisuse;
+    // Runs once inside the next question, as a modal box's event loop runs the rest of the program
+    // (timers, disk watchers, controller input) while the user reads it.
+    std::function<void()> whileAsking;
 
     QString getText(QWidget *parent, const QString &title, const QString &label,
                     const QString &text, bool *ok) override;

@@ -61,17 +61,6 @@ static GamepadProfileMeta seedProfile()
 }
 
 // Scripted answers; the controller goes on talking while a question is open.
-struct AskingDialogs : ScriptedDialogs
-{
-    bool question(QWidget *parent, const QString &title, const QString &text) override
-    {
-        if (const std::function<void()> once = std::exchange(whileAsking, nullptr))
-            once();
-        return ScriptedDialogs::question(parent, title, text);
-    }
-    std::function<void()> whileAsking;
-};
-
 class TestActionLinker : public QObject
 {
     Q_OBJECT
@@ -241,7 +230,7 @@ private slots:
         const QString reason = "Invalid JSON in " + m_path + " (not an object)";
         load(m_profile);
         QCOMPARE(hint(), reason);
-        AskingDialogs dialogs;
+        ScriptedDialogs dialogs;
         dialogs.answerYes(false);
         dialogs.answerYes(true);
         dialogs.whileAsking = [this] { m_linker->onInputButtonChanged(5, true); }; // binds nothing
