@@ -83,6 +83,16 @@ private slots:
         QCOMPARE(count.paints, 2);
     }
 
+    // The grip: three strokes in the corner of an editable pastille, none further in.
+    void gripHasThreeStrokes()
+    {
+        const QImage editable = m_pastille->grab().toImage();
+        m_pastille->setEditable(false);
+        const QImage locked = m_pastille->grab().toImage();
+        QVERIFY(editable.pixel(113, 113) != locked.pixel(113, 113));
+        QCOMPARE(editable.pixel(109, 109), locked.pixel(109, 109));
+    }
+
     // "Renommer..." asks through the dialog seam, offering the title; a cancel keeps it.
     void renameAsksTheSeam()
     {
