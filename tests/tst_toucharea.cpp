@@ -93,6 +93,18 @@ private slots:
         QCOMPARE(editable.pixel(109, 109), locked.pixel(109, 109));
     }
 
+    // A pastille reused for another node starts still: the pointer passing over it moves nothing.
+    void renewedPastilleStaysStill()
+    {
+        m_pastille->renew(TouchArea::Button);
+        QSignalSpy moved(m_pastille, &TouchArea::moved);
+        const QPointF at(40, 40);
+        QMouseEvent hover(QEvent::MouseMove, at, m_pastille->mapToGlobal(at), Qt::NoButton,
+                          Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(m_pastille, &hover);
+        QVERIFY(moved.isEmpty() && m_pastille->pos() == QPoint(50, 50));
+    }
+
     // "Renommer..." asks through the dialog seam, offering the title; a cancel keeps it.
     void renameAsksTheSeam()
     {
