@@ -12,37 +12,31 @@ private slots:
     void initTestCase() { useThrowAwayHome(m_home); }
 
     // A plugged controller's identity replaces the stored one and stays; a user's picture is kept.
-    void liveValues_data()
-    {
-        QTest::addColumn<bool>("customImage");
-        QTest::newRow("device picture") << false;
-        QTest::newRow("user's picture") << true;
-    }
-
     void liveValues()
     {
-        QFETCH(bool, customImage);
-        VirtualJoysticks joysticks;
-        joysticks.backend.connectController(3, padIdentity());
-        DeviceEntry entry({{"name", "Old"}, {"deviceId", "7"}, {"imagePath", "/old.png"}});
-        QCOMPARE(entry.secondLine(), QStringLiteral("ID:7"));
-        if (customImage)
-            entry.setImage(QStringLiteral("/mine.png"));
-        ControlManette device(3);
-        entry.attach(&device);
-        entry.detach();
-        QCOMPARE(entry.deviceName(), QStringLiteral("Test Pad"));
-        QCOMPARE(entry.secondLine(), QStringLiteral("VID:45e PID:28e"));
-        QCOMPARE(entry.description()["deviceId"], QJsonValue("3"));
-        QCOMPARE(entry.image(), QVariant(customImage ? "/mine.png" : device.imagePath()));
-        QVERIFY(entry.inputs(joysticks.backend).isEmpty());
-        // The inputs come from the backend given, not from the process-wide one.
-        entry.attach(&device);
-        VirtualJoystickBackend other;
-        other.connectController(3, padIdentity(), 2, 0b100);
-        other.update();
-        QCOMPARE(entry.inputs(other),
-                 QStringList({"Axe 2|axis://2", "Bouton 0|btn://0", "Bouton 1|btn://1"}));
+        for (const bool customImage : {false, true}) {
+            VirtualJoysticks joysticks;
+            joysticks.backend.connectController(3, padIdentity());
+            DeviceEntry entry({{"name", "Old"}, {"deviceId", "7"}, {"imagePath", "/old.png"}});
+            QCOMPARE(entry.secondLine(), QStringLiteral("ID:7"));
+            if (customImage)
+                entry.setImage(QStringLiteral("/mine.png"));
+            ControlManette device(3);
+            entry.attach(&device);
+            entry.detach();
+            QCOMPARE(entry.deviceName(), QStringLiteral("Test Pad"));
+            QCOMPARE(entry.secondLine(), QStringLiteral("VID:45e PID:28e"));
+            QCOMPARE(entry.description()["deviceId"], QJsonValue("3"));
+            QCOMPARE(entry.image(), QVariant(customImage ? "/mine.png" : device.imagePath()));
+            QVERIFY(entry.inputs(joysticks.backend).isEmpty());
+            // The inputs come from the backend given, not from the process-wide one.
+            entry.attach(&device);
+            VirtualJoystickBackend other;
+            other.connectController(3, padIdentity(), 2, 0b100);
+            other.update();
+            QCOMPARE(entry.inputs(other),
+                     QStringList({"Axe 2|axis://2", "Bouton 0|btn://0", "Bouton 1|btn://1"}));
+        }
     }
 
     // Binding a profile is a change only when its id or the name the card shows differs.

@@ -65,9 +65,8 @@ private slots:
         row("text", "text", "abc", input, "abc true");
         row("text cancelled", "text", "", input, " false");
         row("item", "item", "b", input, "b true");
-        row("open file", "openFile", "", files, "");
-        row("save file", "saveFile", "", files, "");
-        row("folder", "folder", "", files, "");
+        for (const char *kind : {"openFile", "saveFile", "folder"})
+            row(kind, kind, "", files, "");
     }
 
     void questionsOpenTheirWindow()
@@ -78,6 +77,7 @@ private slots:
         answerNext(answer);
         DialogSeam &seam = dialogSeam();
         const QString title = "Titre", text = "Texte", dir = QDir::tempPath();
+        const QStringList choices{"Partir", "Rester"}, items{"a", "b"};
         bool ok = false;
         const auto withOk = [&ok](const QString &got) { return got + (ok ? " true" : " false"); };
         const QMap<QString, std::function<QString()>> asks{
@@ -86,14 +86,10 @@ private slots:
             {"critical", [&] { return seam.critical(nullptr, title, text), QString(); }},
             {"question", [&] { return QVariant(seam.question(nullptr, title, text)).toString(); }},
             {"choice",
-             [&] {
-                 return QString::number(seam.choose(nullptr, title, text, {"Partir", "Rester"}, 1));
-             }},
+             [&] { return QString::number(seam.choose(nullptr, title, text, choices, 1)); }},
             {"text", [&] { return withOk(seam.getText(nullptr, title, text, "x", &ok)); }},
             {"item",
-             [&] {
-                 return withOk(seam.getItem(nullptr, title, text, {"a", "b"}, 0, false, &ok));
-             }},
+             [&] { return withOk(seam.getItem(nullptr, title, text, items, 0, false, &ok)); }},
             {"openFile", [&] { return seam.getOpenFileName(nullptr, title, dir, "*.json"); }},
             {"saveFile", [&] { return seam.getSaveFileName(nullptr, title, dir, "*.json"); }},
             {"folder", [&] { return seam.getExistingDirectory(nullptr, title, dir); }},

@@ -36,12 +36,12 @@ private slots:
     // A value read from a file and written back: clamped, or its word normalised.
     void readThenWritten_data()
     {
-        QTest::addColumn<QJsonObject>("input");
+        QTest::addColumn<QJsonArray>("lists");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QJsonValue>("written");
         const auto row = [](const char *key, const QJsonValue &in, const QJsonValue &out) {
             QTest::addRow("%s %s", key, qPrintable(in.toVariant().toString()))
-                << QJsonObject{{key, in}} << QString(key) << out;
+                << QJsonArray{QJsonObject{{key, in}}} << QString(key) << out;
         };
         row("deadzoneRadius", 150, 99);
         row("gamma", 0, 0.05);
@@ -53,16 +53,15 @@ private slots:
         row("mode", "TRIGGER", "trigger");
         row("publishMode", " Continuous_Outside_Rest ", "activeOnly");
         QTest::newRow("a gate emits on one edge at least")
-            << QJsonObject{{"emitOnEnter", false}, {"emitOnExit", false}} << "emitOnEnter"
-            << QJsonValue(true);
+            << QJsonArray{QJsonObject{{"emitOnEnter", false}, {"emitOnExit", false}}}
+            << "emitOnEnter" << QJsonValue(true);
     }
 
     // The input goes into all three lists; the two it does not belong to ignore it.
     void readThenWritten()
     {
-        QFETCH(QJsonObject, input);
+        QFETCH(QJsonArray, lists);
         QFETCH(QString, key);
-        const QJsonArray lists = {input};
         QTEST(writtenAt(parsed(lists, lists, lists, 4), key), "written");
     }
 

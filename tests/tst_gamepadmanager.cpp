@@ -67,8 +67,7 @@ private slots:
     {
         QRandomGenerator random(20261122);
         VirtualJoystickBackend &pads = m_joysticks->backend;
-        connect(m_manager, &GamepadManager::gamepadAdded, this,
-                [](ControlManette *d) { d->start(); });
+        connect(m_manager, &GamepadManager::gamepadAdded, this, [](auto *d) { d->start(); });
         for (int step = 0; step < 10000; ++step) {
             const int slot = random.bounded(JoystickBackend::kMaxJoysticks);
             if (random.bounded(2))

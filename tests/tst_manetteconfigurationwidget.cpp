@@ -15,20 +15,11 @@ class TestManetteConfigurationWidget : public QObject
     Q_OBJECT
 
     QTemporaryDir m_home;
-    std::unique_ptr<VirtualJoysticks> m_joysticks;
+    VirtualJoysticks m_joysticks; // outlives the manager, deleted when the tests end
 
 private slots:
-    void initTestCase()
-    {
-        useThrowAwayHome(m_home);
-        m_joysticks = std::make_unique<VirtualJoysticks>();
-    }
-
-    void cleanupTestCase()
-    {
-        delete GamepadManager::instance();
-        m_joysticks.reset();
-    }
+    void initTestCase() { useThrowAwayHome(m_home); }
+    void cleanupTestCase() { delete GamepadManager::instance(); }
 
     // Stylesheets and hosts find the parts by name; a glow that is no colour is the default's.
     void formNamesTheParts()
@@ -94,10 +85,9 @@ private slots:
         removeScratchTree(configurationRoot());
         QVERIFY(writeBytes(m_home.filePath("pad.png"), encoded("png", {64, 48}, Qt::darkGray)));
         GamepadProfileMeta meta;
-        QString title, error;
         const QJsonObject overlay{{"type", "InteractiveOverlay"}};
         QVERIFY(createProfile({"Fenetre", m_home.filePath("pad.png"), {}, 0, 0, overlay}, &meta,
-                              &title, &error));
+                              nullptr, nullptr));
         ScriptedDialogs dialogs;
         dialogs.answerChoice(answer);
         QMainWindow window;

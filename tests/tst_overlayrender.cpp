@@ -3,8 +3,7 @@
 
 #include <QtTest>
 
-// The drawing the snapshot stands for: a locked overlay widget at the stored size, with its
-// pastilles as widgets, rendered off screen.
+// What the snapshot stands for: the locked overlay widget at the stored size, pastilles as widgets.
 static QImage widgetRendering(const QJsonObject &document, const QString &imagePath)
 {
     InteractiveOverlay overlay;
@@ -63,10 +62,9 @@ private slots:
         QTEST(renderOverlayImage(document, QString(), requested).size(), "expected");
     }
 
-    // The picture (640 x 400) is contained at (40, 0, 720, 450), its body colour covered by the
-    // button pastille at (0.8, 0.25). Left for the eye as "overlay_sample.png" in the build folder.
-    // Drawn without widgets, pixel for pixel as the overlay widget draws: sources, a long title,
-    // overlaps, a pastille past the edge, one too small for its texts.
+    // Drawn without widgets, pixel for pixel as the widget draws: sources, a long title, overlaps,
+    // a pastille past the edge, one too small for its texts. The picture (640 x 400) is contained
+    // at (40, 0, 720, 450), its body colour under the button at (0.8, 0.25); saved for the eye.
     void rendersPictureAndPastilles()
     {
         const auto node = [](const char *kind, double x, double y, double side = 0.08) {
