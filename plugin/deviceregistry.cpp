@@ -95,12 +95,11 @@ DeviceRegistry parseDeviceRegistry(const QByteArray &bytes, bool singleSelection
     return registry;
 }
 
+// A path only: reading makes no folder, the writer makes the ones it needs.
 QString deviceRegistryPath(const QString &context)
 {
-    const QString base = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
-                         QLatin1Char('/') + context;
-    QDir().mkpath(base);
-    return base + QStringLiteral("/ZeltoCom/gamepads.json");
+    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1Char('/') +
+           context + QStringLiteral("/ZeltoCom/gamepads.json");
 }
 
 DeviceRegistry readDeviceRegistry(const QString &context, bool singleSelection)

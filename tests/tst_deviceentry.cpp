@@ -19,8 +19,8 @@ private slots:
             joysticks.backend.connectController(3, padIdentity());
             DeviceEntry entry({{"name", "Old"}, {"deviceId", "7"}, {"imagePath", "/old.png"}});
             QCOMPARE(entry.secondLine(), QStringLiteral("ID:7"));
-            if (customImage)
-                entry.setImage(QStringLiteral("/mine.png"));
+            if (customImage) // a value neither a path nor an icon is refused, changing nothing
+                QVERIFY(entry.setImage(QStringLiteral("/mine.png")) && !entry.setImage(42));
             ControlManette device(3);
             entry.attach(&device);
             entry.detach();

@@ -15,10 +15,10 @@ static CatalogProfile profile(const QString &name, const QString &device, quint3
 class TestProfileCarousel : public QObject
 {
     Q_OBJECT
-    // P1, P2 (by name) and P3 (by USB ids) are made for "Test Pad", P4 is not.
+    // P1, P2 (by name) and P3 (by USB ids) are made for "Test Pad", P4 (a product id alone) is not.
     const QList<CatalogProfile> m_catalog{profile("P1", "Test Pad"), profile("P2", "TEST PAD"),
                                           profile("P3", "", 0x45e, 0x28e),
-                                          profile("P4", "Other Pad")};
+                                          profile("P4", "Other Pad", 0, 0x28e)};
 
 private slots:
     void candidates_data()
@@ -31,6 +31,7 @@ private slots:
             << " test pad " << 0u << 0u << QStringList{"P1", "P2"};
         QTest::newRow("model only") << "" << 0x45eu << 0x28eu << QStringList{"P3"};
         QTest::newRow("half a model") << "Pad" << 0x45eu << 0u << QStringList{};
+        QTest::newRow("no vendor") << "" << 0u << 0x28eu << QStringList{};
     }
 
     void candidates()
