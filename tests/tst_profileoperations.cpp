@@ -186,6 +186,20 @@ private slots:
         }
     }
 
+    // A root the user may not write keeps the profile's folder, emptied, and says why.
+    void deletionUnderAReadOnlyRoot()
+    {
+        const GamepadProfileMeta entry = seed(userProfilesRoot());
+        const QByteArray root = QFile::encodeName(userProfilesRoot());
+        QString error;
+        QVERIFY(chmod(QFile::encodeName(entry.folder), 0777) == 0 && chmod(root, 0555) == 0);
+        const bool deleted =
+            runUnder(FileFault::ReadOnlyFolder, [&] { return deleteProfileFolder(entry, &error); });
+        chmod(root, 0755);
+        QVERIFY2(!deleted && error.endsWith("(Permission denied)"), qPrintable(error));
+        QVERIFY(QDir(entry.folder).isEmpty());
+    }
+
     // A failing step leaves every file it did not write byte for byte.
     void failures_data()
     {
