@@ -193,7 +193,6 @@ void GamepadDefinder::buildChrome()
     }
     bar->addSpacing(16);
     m_tagBar = new TagSelectionBar(m_topBar);
-    m_tagBar->setObjectName(QStringLiteral("tagSelectionBar"));
     m_tagBar->setToolTip(QStringLiteral("Manettes liees au profil courant"));
     bar->addWidget(m_tagBar, 1);
     grid->addWidget(m_topBar, 0, 0, 1, 3);

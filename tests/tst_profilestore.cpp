@@ -69,15 +69,18 @@ private slots:
     void copyErrors_data()
     {
         QTest::addColumn<QString>("folder");  // "@": a profile outside the roots, "~": a link to it
-        QTest::addColumn<QString>("blocker"); // a regular file put in the way, below the root
+        QTest::addColumn<QString>("blocker"); // a file put in the way; "!": a read-only root
         QTest::addColumn<QString>("message"); // %1: the configuration root
         const QString copy = "Impossible de copier le profil vers %1/bob/GamepadProfiles/";
         for (const QStringList &row :
              {QStringList{"/no/such/dir", "", "Profil introuvable."},
               {"@", "bob", "Impossible de preparer le dossier %1/bob/GamepadProfiles"},
               {"@", "bob/GamepadProfiles/prof-1", copy + "prof-1 (Not a directory)"},
+              {"@", "bob/GamepadProfiles/prof-1/sub", copy + "prof-1 (Not a directory)"},
+              {"@", "!", copy + "prof-1 (Permission denied)"},
               {"~", "", copy + "link (Too many levels of symbolic links)"}})
-            QTest::addRow("%s", qPrintable(row[2].right(40))) << row[0] << row[1] << row[2];
+            QTest::addRow("%s %s", qPrintable(row[0]), qPrintable(row[1]))
+                << row[0] << row[1] << row[2];
     }
 
     void copyErrors()
@@ -86,12 +89,17 @@ private slots:
         QFETCH(QString, blocker);
         setHost("bob");
         const QString profile = makeProfile();
-        QVERIFY(blocker.isEmpty() || writeBytes(inConfig(blocker), "file"));
+        const QByteArray root = QFile::encodeName(inConfig("bob/GamepadProfiles"));
+        QVERIFY(blocker.isEmpty() || (blocker == "!" ? QDir().mkpath(root) && !chmod(root, 0555)
+                                                     : writeBytes(inConfig(blocker), "file")));
         QVERIFY(QFile::link(profile, inConfig("elsewhere/link")));
         GamepadProfileInfo info;
         info.folder = folder == "@" ? profile : folder == "~" ? inConfig("elsewhere/link") : folder;
-        QString error;
-        QCOMPARE(copyProfileToRoot(info, Kind::User, &error), QString());
+        QString error, copied;
+        runUnder(blocker == "!" ? FileFault::ReadOnlyFolder : FileFault::None,
+                 [&] { return !(copied = copyProfileToRoot(info, Kind::User, &error)).isEmpty(); });
+        chmod(root, 0755);
+        QCOMPARE(copied, QString());
         QTEST(error.replace(configurationRoot(), "%1"), "message");
     }
 
