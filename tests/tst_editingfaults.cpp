@@ -27,8 +27,7 @@ const QJsonArray kCatalog = {QJsonObject{{"name", "zoom"}}, QJsonObject{{"name",
 const QString kOverride = "calibration.override.json";
 
 // What a document holds: "missing", "folder", "damaged", or what `tag` says of its content.
-static QString diskState(const QString &path,
-                         const std::function<QString(const QJsonObject &)> &tag)
+template <typename Tag> static QString diskState(const QString &path, const Tag &tag)
 {
     const QFileInfo info(path);
     const QJsonDocument json = QJsonDocument::fromJson(readBytes(path));
@@ -53,11 +52,6 @@ static QString titlesTag(const QJsonObject &overlay)
            : titles.contains("Autre") ? "theirs"
            : titles.contains("Un")    ? "original"
                                       : "empty";
-}
-
-static GamepadDeviceIdentity identity(const ControlManette *pad)
-{
-    return {pad->name(), pad->vendorId(), pad->productId()};
 }
 
 // Runs `step` as nobody in a read-only folder, or under a size limit no document fits in.
@@ -185,7 +179,8 @@ public:
     {
         GamepadCalibration theirs = defaultCalibration(kGamepadAxisCount, kGamepadButtonCount);
         theirs.gates = {defaultGateSettings(0), defaultGateSettings(1), defaultGateSettings(2)};
-        saveCalibrationFile(document(), theirs, identity(pad), QString(), nullptr);
+        saveCalibrationFile(document(), theirs, {pad->name(), pad->vendorId(), pad->productId()},
+                            QString(), nullptr);
     }
 
 private:
@@ -227,8 +222,7 @@ public:
     QString memory() const override
     {
         const QVector<OverlayNode> nodes = m_linker.overlay()->nodes();
-        return tag(nodes.isEmpty() ? QString()
-                                   : bindingActionName(nodes.first().sources.first().binding));
+        return tag(nodes.isEmpty() ? "" : bindingActionName(nodes.first().sources.first().binding));
     }
     QString disk() const override
     {
@@ -291,7 +285,8 @@ class TestEditingFaults : public QObject
         writeProfileMeta(&meta, nullptr);
         saveCalibrationFile(QDir(meta.folder).filePath(kOverride),
                             defaultCalibration(kGamepadAxisCount, kGamepadButtonCount),
-                            identity(fixture.pad), meta.id.toString(QUuid::WithoutBraces), nullptr);
+                            {m_pad->name(), m_pad->vendorId(), m_pad->productId()},
+                            meta.id.toString(QUuid::WithoutBraces), nullptr);
         return meta;
     }
 
@@ -349,8 +344,7 @@ private slots:
         under.open();
         QVERIFY(under.edit());
         const QByteArray folder = QFile::encodeName(QFileInfo(under.document()).path());
-        QVERIFY(fault == "deleted" ? removeScratchTree(folder)
-                                   : chmod(folder.constData(), 0555) == 0);
+        QVERIFY(fault == "deleted" ? removeScratchTree(folder) : !chmod(folder.constData(), 0555));
         ScriptedDialogs dialogs; // the failure's box
         runUnder(fault, [&] { return under.save(), true; });
         QTEST(under.status().mid(under.status().lastIndexOf('[')), "buttons");
@@ -371,8 +365,7 @@ private slots:
         return std::make_unique<LinkerSubject>();
     }
 
-    // Each editor's own save rule: the profile editor and the panel wait for a pause in the
-    // edits, the linker writes at most 250 ms after the first one.
+    // The linker saves at most 250 ms after the first edit; the others wait for a pause.
     void saveRules_data()
     {
         QTest::addColumn<int>("delay");
@@ -442,8 +435,7 @@ private slots:
         QFETCH(QString, fault);
         QFETCH(QString, way);
         const std::unique_ptr<Subject> under = subject(editor);
-        const QString document = under->document();
-        const QString folder = QFileInfo(document).path();
+        const QString document = under->document(), folder = QFileInfo(document).path();
         ScriptedDialogs dialogs;
         if (fault == "damaged")
             QVERIFY(writeFileAtomic(document, "{ damaged", nullptr));
@@ -475,8 +467,7 @@ private slots:
         // The way out runs with the fault still there, but a retry, which follows a repair.
         if (way == "Réessayer")
             chmod(QFile::encodeName(folder).constData(), 0755);
-        const bool left =
-            runUnder(way == "Réessayer" ? QString() : fault, [&] { return under->leave(); });
+        QTEST(runUnder(way == "Réessayer" ? "" : fault, [&] { return under->leave(); }), "left");
 
         const QStringList kinds = {"text",        "item",    "open",     "save",     "folder",
                                    "information", "warning", "critical", "question", "choice"};
@@ -485,7 +476,6 @@ private slots:
             prompts << kinds.value(int(prompt.kind)) + ":" + prompt.title;
         QTEST(prompts.join(' '), "prompts");
         QTEST(under->disk(), "disk");
-        QTEST(left, "left");
 
         if (way == "Enregistrer comme nouveau profil") {
             const QList<GamepadProfileMeta> all = readProfileEntries();

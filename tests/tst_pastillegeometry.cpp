@@ -40,17 +40,15 @@ private slots:
     void textRects_data()
     {
         QTest::addColumn<qreal>("subtitleHeight"); // inside (4, 4, 92, 52), a title 14 high
-        QTest::addColumn<QRectF>("title");
-        QTest::addColumn<QRectF>("subtitle");
-        QTest::newRow("title alone") << 0.0 << QRectF(4, 23, 92, 14) << QRectF(4, 37, 92, 0);
-        QTest::newRow("with subtitle") << 10.0 << QRectF(4, 18, 92, 14) << QRectF(4, 32, 92, 10);
+        QTest::addColumn<QList<QRectF>>("rects");  // the title's, the subtitle's
+        QTest::newRow("title alone") << 0.0 << QList<QRectF>{{4, 23, 92, 14}, {4, 37, 92, 0}};
+        QTest::newRow("with subtitle") << 10.0 << QList<QRectF>{{4, 18, 92, 14}, {4, 32, 92, 10}};
     }
     void textRects()
     {
         QFETCH(qreal, subtitleHeight);
         const PastilleTextRects rects = pastilleTextRects(QRectF(4, 4, 92, 52), 14, subtitleHeight);
-        QTEST(rects.title, "title");
-        QTEST(rects.subtitle, "subtitle");
+        QTEST(QList<QRectF>({rects.title, rects.subtitle}), "rects");
     }
 };
 

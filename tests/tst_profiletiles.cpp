@@ -66,9 +66,8 @@ private slots:
         QVERIFY(!tiles.thumbnailsPending());
         QCOMPARE(ready.count(), 1);
         QCOMPARE(tiles.decodeCount(), 4); // "a" and its copy once
-        const QImage placeholder = tileImages(list).at(3);
         for (int row : {4, 6})
-            QCOMPARE(tileImages(list).at(row), placeholder);
+            QCOMPARE(tileImages(list).at(row), tileImages(list).at(3));
         for (int row : {0, 1, 5})
             QCOMPARE(tileImages(list).at(row), smoothTile(entries[row]));
 

@@ -28,7 +28,6 @@ private slots:
     void run()
     {
         QFETCH(QStringList, arguments);
-        QFETCH(QString, ran);
         QTemporaryDir dir;
         const QString repo = dir.filePath("repo"), bin = dir.filePath("bin");
         const QString work = dir.filePath("work"), build = repo + "/build-run/host/";
@@ -50,7 +49,7 @@ private slots:
         script.setWorkingDirectory(work);
         script.start("bash", QStringList{repo + "/scripts/run.sh"} + arguments);
         QVERIFY(script.waitForFinished(60000));
-        QCOMPARE(QString(script.readAllStandardOutput()).trimmed(), ran.arg(work));
+        QTEST(QString(script.readAllStandardOutput()).trimmed().replace(work, "%1"), "ran");
     }
 };
 
