@@ -128,6 +128,8 @@ private slots:
                                  {false, "gamepade", 0, 1, "but_4"});
         m_overlay->bindActionToInput("zoom", "but_4"); // the pastille names its action
         QCOMPARE(m_overlay->pastille(1)->labels(), QStringList{"zoom"});
+        dirty.clear(); // a key without pastille binds nothing, and changes nothing to save
+        QVERIFY(m_overlay->bindActionToInput("zoom", "but_9") == 0 && dirty.isEmpty());
     }
 
     // A picture far larger than a screen is shown, decoded smaller, and pastilles follow it as

@@ -50,6 +50,14 @@ private slots:
         const PastilleTextRects rects = pastilleTextRects(QRectF(4, 4, 92, 52), 14, subtitleHeight);
         QTEST(QList<QRectF>({rects.title, rects.subtitle}), "rects");
     }
+
+    // A copy goes 28 px right when it fits, else left unless that passes the left edge.
+    void duplicateOffsets()
+    {
+        QCOMPARE(QList({duplicateOffset(0, 50, 78), duplicateOffset(28, 50, 100),
+                        duplicateOffset(27, 50, 100)}),
+                 QList({28, -28, 28}));
+    }
 };
 
 QTEST_APPLESS_MAIN(TestPastilleGeometry)
