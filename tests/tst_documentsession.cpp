@@ -200,8 +200,7 @@ private slots:
         QVERIFY(!editor.session.flush());
         QCOMPARE(dialogs.prompts().size(), 1);
         dialogs.answerChoice("Écraser");
-        // The folder made again while the question is open is the save's concern, not the disk
-        // check's that a modal box's event loop may run meanwhile.
+        // A disk check run while the question is open (a modal loop) leaves the save alone.
         dialogs.whileAsking = [&] {
             removeScratchTree(m_folder), QDir().mkpath(m_folder), editor.session.checkDisk();
         };

@@ -53,19 +53,21 @@ private slots:
         plug(0, "Pad A");
         QVERIFY(!(model->flags(model->index(0)) & Qt::ItemIsEditable)); // no in-place editor
         model->setSelected("gp:0", true);
+        QSignalSpy changed(model, &Model::dataChanged); // what views hear of the first row
         QVERIFY(model->setData(model->index(0), "Pilote", Model::NameRole));
         QVERIFY(model->setData(model->index(0), "Tourelle", Model::ProductRole));
+        QVERIFY(model->setData(model->index(0), "/mine.png", Model::ImageRole));
+        QCOMPARE(changed.last().at(2).value<QList<int>>(), QList<int>{Model::ImageRole});
         QCOMPARE(storedKv("gp:0").value("product"), QJsonValue("Tourelle"));
         QVERIFY(model->setActiveProfile("gp:0", m_profiles.at(2).toString()));
         unplug(0);
 
-        QSignalSpy changed(model, &Model::dataChanged); // the absent row, renamed, says so
         plug(0, "Pad B");
         QCOMPARE(model->usnForRow(0) + ' ' + model->usnForRow(1), "gp:45e-28e:Pad A gp:0");
-        QVERIFY(std::any_of(changed.begin(), changed.end(), [](const QList<QVariant> &args) {
-            return args[0].toModelIndex().row() == 0 &&
-                   args[2].value<QList<int>>().contains(Model::UsnRole);
-        }));
+        QList<int> roles; // its key changes, once it is the absent controller's row
+        for (const QList<QVariant> &args : changed)
+            roles += args[0].toModelIndex().row() ? QList<int>() : args[2].value<QList<int>>();
+        QVERIFY(roles.contains(Model::UsnRole));
         QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Pad B"));
         QVERIFY(!model->isSelected("gp:0") && !deviceAt(0)->isPolling());
         // A plugged controller would come straight back, an unknown one is not there: refused.

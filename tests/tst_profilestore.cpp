@@ -79,8 +79,7 @@ private slots:
               {"@", "bob/GamepadProfiles/prof-1/sub", copy + "prof-1 (Not a directory)"},
               {"@", "!", copy + "prof-1 (Permission denied)"},
               {"~", "", copy + "link (Too many levels of symbolic links)"}})
-            QTest::addRow("%s %s", qPrintable(row[0]), qPrintable(row[1]))
-                << row[0] << row[1] << row[2];
+            QTest::addRow("%s", qPrintable(row[0] + row[1])) << row[0] << row[1] << row[2];
     }
 
     void copyErrors()
