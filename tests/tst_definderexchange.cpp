@@ -2,6 +2,7 @@
 #include "gamepaddefinder.h"
 #include "interactiveoverlay.h"
 #include "jsonfile.h"
+#include "logcapture.h"
 #include "overlayrender.h"
 #include "profileexchange.h"
 #include "profileoperations.h"
@@ -197,6 +198,9 @@ private slots:
         QVERIFY(exportSnapshots(w->entries(), direct, nullptr, nullptr,
                                 w->entries().at(w->currentRow()).id, w->overlay()->serialize()));
         QCOMPARE(readBytes(folder + "/Al_pha.png"), readBytes(direct + "/Al_pha.png"));
+        LogCapture log; // a folder that cannot be made is refused, and logged
+        QVERIFY(!exportSnapshots(w->entries(), folder + "/Al_pha.png/x", nullptr, nullptr));
+        QVERIFY(log.lines.join(' ').contains("issue error=Impossible de créer le dossier"));
 
         w->overlay()->resize(500, 300); // the live overlay is drawn, not the saved one
         w->actionSnapshot();
