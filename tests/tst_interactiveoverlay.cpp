@@ -162,6 +162,8 @@ private slots:
         QVERIFY2(qAbs(middle.red() - 200) < 8 && qAbs(middle.green() - 40) < 8,
                  qPrintable(middle.name()));
         QVERIFY(outside != middle);
+        m_overlay->setBackgroundPicture(QString()); // a profile without picture shows none
+        QVERIFY(m_overlay->backgroundPixmap().isNull() && m_overlay->pictureSize().isEmpty());
     }
 
     // A layout loaded over another reuses its pastilles yet shows what a new overlay shows; a large
