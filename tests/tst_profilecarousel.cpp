@@ -15,10 +15,10 @@ static CatalogProfile profile(const QString &name, const QString &device, quint3
 class TestProfileCarousel : public QObject
 {
     Q_OBJECT
-    // P1, P2 (by name) and P3 (by USB ids) are made for "Test Pad", P4 (a product id alone) is not.
-    const QList<CatalogProfile> m_catalog{profile("P1", "Test Pad"), profile("P2", "TEST PAD"),
-                                          profile("P3", "", 0x45e, 0x28e),
-                                          profile("P4", "Other Pad", 0, 0x28e)};
+    // P1, P2 (by name) and P3 (by USB ids) are made for "Test Pad", P4 and P5 (half ids) are not.
+    const QList<CatalogProfile> m_catalog{
+        profile("P1", "Test Pad"), profile("P2", "TEST PAD"), profile("P3", "", 0x45e, 0x28e),
+        profile("P4", "Other Pad", 0, 0x28e), profile("P5", "Other Pad", 0x45e, 0)};
 
 private slots:
     void candidates_data()
@@ -71,6 +71,7 @@ private slots:
         const QUuid bound = start == 0 ? QUuid() : m_catalog.at(start < 0 ? 3 : start - 1).info.id;
         QCOMPARE(carousel.position(bound), qMax(start, 0));
         QTEST(carousel.position(carousel.step(bound, delta).id), "position");
+        QCOMPARE(carousel.find(m_catalog[0].info.id).name, "P1"); // the first is found too
     }
 };
 
