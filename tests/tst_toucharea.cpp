@@ -58,7 +58,7 @@ private slots:
         QVERIFY(clicked.count() == 1 && activated.count() == 1);
         QCOMPARE(activated[0][1].toString(), "Element");
         QCOMPARE(m_pastille->geometry(), QRect(50, 50, 120, 120));
-        QContextMenuEvent menu(QContextMenuEvent::Mouse, {10, 10}); // left to the overlay beneath
+        QContextMenuEvent menu(QContextMenuEvent::Mouse, {10, 10}, {60, 60}); // the overlay's
         QTimer::singleShot(0, m_pastille, &QApplication::closeAllWindows); // a menu, if one opens
         QVERIFY(QApplication::sendEvent(m_pastille, &menu) && !menu.isAccepted());
     }
