@@ -74,7 +74,7 @@ private slots:
         QVERIFY(newestRegistryEntries(seenAt({1, 2}), 0).isEmpty());
         QList<double> times;
         for (int i = 0; i < 100; ++i)
-            times << 1000 + (i * 37) % 100; // distinct, out of order
+            times << 1099 - (i * 37) % 100; // distinct, out of order, the first the newest
         QVERIFY(writeDeviceRegistry("capped", seenAt(times, true)));
         const DeviceRegistry registry = readDeviceRegistry("capped");
         QVERIFY(registry.lastCount == 64 && registry.devices.size() == kMaxRegistryEntries);
