@@ -124,6 +124,9 @@ private slots:
         QCOMPARE(other.pastille(1)->geometry(), QRect(706, 466, 72, 72));
         m_overlay->resize(400, 600); // the picture is now (0, 200, 400, 200)
         QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(353, 383, 36, 36));
+        m_overlay->setBackgroundScaleMode(OverlayLines::Stretch); // the picture fills it all
+        QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(353, 549, 36, 108));
+        m_overlay->setBackgroundScaleMode(OverlayLines::Contain);
         m_overlay->setNodeSource(1, slotLabels(ElementKind::Button).first(),
                                  {false, "gamepade", 0, 1, "but_4"});
         m_overlay->bindActionToInput("zoom", "but_4"); // the pastille names its action
@@ -162,6 +165,9 @@ private slots:
         QVERIFY2(qAbs(middle.red() - 200) < 8 && qAbs(middle.green() - 40) < 8,
                  qPrintable(middle.name()));
         QVERIFY(outside != middle);
+        m_overlay->setBackgroundPicture(broken);
+        m_overlay->setBackgroundPixmap(QPixmap()); // cleared: no picture, and no message left
+        QVERIFY(m_overlay->pictureMessage().isEmpty());
         m_overlay->setBackgroundPicture(QString()); // a profile without picture shows none
         QVERIFY(m_overlay->backgroundPixmap().isNull() && m_overlay->pictureSize().isEmpty());
     }

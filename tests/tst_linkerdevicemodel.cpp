@@ -91,6 +91,10 @@ private slots:
         QCOMPARE(value(model, "gp:3", Model::NameRole), QVariant("Pilote"));
         QVERIFY(model->isSelected("gp:3") && deviceAt(3)->isPolling());
         QCOMPARE(deviceAt(3)->activeProfileId(), m_profiles.at(2).toString(QUuid::WithoutBraces));
+        deviceAt(3)->stop(); // a sync starts it again and tells the host what is selected
+        QSignalSpy told(model, &Model::selectedInterfacesChanged);
+        model->syncSelected();
+        QVERIFY(deviceAt(3)->isPolling() && told.count() == 1);
         model->selectedInterfaces(out, infos);
         QCOMPARE(out, QList<IComInterface *>{deviceAt(3)});
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
