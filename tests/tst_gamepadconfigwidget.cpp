@@ -112,9 +112,7 @@ private slots:
     // A pad of 4 axes and 12 buttons, its base with gamma 1.5 on axis 0, a profile inheriting it.
     void init()
     {
-        m_panel.reset(); // the last test's, before its controller
-        m_pad.reset();
-        m_joysticks.reset();
+        m_panel.reset(), m_pad.reset(), m_joysticks.reset(); // the last test's, panel first
         setHost("tester");
         removeScratchTree(configurationRoot());
         m_joysticks = std::make_unique<VirtualJoysticks>();
@@ -196,8 +194,7 @@ private slots:
         QFETCH(bool, connected);
         m_panel->setProfile(GamepadProfileInfo()); // the base needs no profile
         axisCard(0)->setExpanded(true);
-        m_panel->addGate();
-        m_panel->addGate();
+        m_panel->addGate(), m_panel->addGate();
         m_panel->flushSave();
         m_joysticks->backend.setAxis(0, 0, 42.0);
         m_joysticks->backend.setAxis(0, 1, -30.0);

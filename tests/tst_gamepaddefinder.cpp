@@ -28,16 +28,14 @@ class TestGamepadDefinder : public QObject
     GamepadProfileMeta seed(const QString &name, const QStringList &keys = {},
                             const QString &linked = {})
     {
-        InteractiveOverlay scratch;
+        InteractiveOverlay draft;
         for (int i = 0; i < keys.size(); ++i) {
             const ElementKind kind = i == 0 ? ElementKind::SingleJoy : ElementKind::Button;
-            const int node = scratch.createNode(kind, {}, QPoint(100 * i, 100));
-            scratch.setNodeSource(node, slotLabels(kind).first(),
-                                  {i == 0, "gamepade", 0, 1, keys[i]});
+            const int node = draft.createNode(kind, {}, QPoint(100 * i, 100));
+            draft.setNodeSource(node, slotLabels(kind).at(0), {i == 0, "gamepade", 0, 1, keys[i]});
         }
         GamepadProfileMeta meta;
-        QString title, error;
-        createProfile({name, m_picture, linked, 0, 0, scratch.serialize()}, &meta, &title, &error);
+        createProfile({name, m_picture, linked, 0, 0, draft.serialize()}, &meta, nullptr, nullptr);
         return meta;
     }
 
@@ -193,6 +191,28 @@ private slots:
         w->actionDuplicate();
         QCOMPARE(w->profileList()->currentItem()->text(), "Beta (copie)");
         QCOMPARE(catalog.count(), 2);
+        const QString square = m_home.filePath("square.png"); // the copy's new picture
+        QVERIFY(writeBytes(square, encoded("PNG", {300, 300}, Qt::red)));
+        const QString absent = m_home.filePath("absent.png"); // refused, and said
+        dialogs.cancelNext(); // nothing changes, nothing said
+        dialogs.answerPath(absent);
+        dialogs.answerPath(square);
+        QSignalSpy told(w.get(), &GamepadDefinder::currentGamepadChanged); // the host's preview
+        auto *tiles = w->findChild<ProfileTiles *>();
+        tiles->waitForThumbnails(); // the copy's tile shows Beta's picture, then the new one
+        for (int ask = 0; ask < 3; ++ask)
+            w->actionChangeImage();
+        tiles->waitForThumbnails();
+        const QImage tile = w->profileList()->currentItem()->icon().pixmap(64).toImage();
+        QCOMPARE(tile.pixelColor(32, 32), QColor(Qt::red));
+        QCOMPARE(told.size(), 1);
+        QCOMPARE(dialogs.prompts().size(), 6);
+        const ScriptedDialogSeam::Prompt refused = dialogs.prompts().at(4);
+        QVERIFY((refused.title + refused.text)
+                    .startsWith("ImageImpossible de copier l’image " + absent));
+        QCOMPARE(w->overlay()->pictureSize(), QSize(300, 300));
+        QCOMPARE(QImage(w->entries().at(w->currentRow()).imagePath()).size(), QSize(300, 300));
+        QCOMPARE(catalog.count(), 3);
     }
 
     // An asked save refreshes the mapping panel at once, the snapshots' save later; both ask alike.
@@ -482,8 +502,7 @@ private slots:
         w->onListSelectionChanged(-1); // no profile: no pastille, the first controller plugged
         QCOMPARE(w->attachedController(), m_pad.get());
         QCOMPARE(w->overlay()->nodeCount(), 0);
-        QVERIFY(!current.isEmpty());
-        QCOMPARE(current.last().first().toString(), QString());
+        QCOMPARE(current.isEmpty() ? "no signal" : current.last().first().toString(), QString());
 
         // A linked controller that left is never attached; the panel follows the profile shown.
         const int pilote = rowOf(*w, "Pilote");

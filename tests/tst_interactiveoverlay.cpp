@@ -92,9 +92,11 @@ private slots:
         QSignalSpy dirty(m_overlay, &InteractiveOverlay::dirty);
         empty->actions().at(2)->trigger();
         QCOMPARE(m_overlay->pastille(1)->geometry().center(), QPoint(600, 500));
+        onPastille->actions().at(5)->trigger(); // "Dupliquer", then the pastille's own
+        Q_EMIT m_overlay->pastille(0)->requestDuplicate(m_overlay->pastille(0));
         onPastille->actions().last()->trigger();
-        QCOMPARE(m_overlay->nodeCount(), 1);
-        QCOMPARE(dirty.size(), 2);
+        QCOMPARE(m_overlay->nodeCount(), 3);
+        QCOMPARE(dirty.size(), 4);
         m_overlay->setLocked(true);
         QVERIFY(!m_overlay->createContextMenu(QPoint(100, 100), nullptr));
     }
