@@ -193,8 +193,10 @@ private slots:
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
         QVERIFY(list()->selectedItems().isEmpty() && selection.isEmpty());
         choose("pan"); // waits no longer once the catalog changed
-        m_linker->setExternalServices(services(R"([{"name": "secret", "hidden": true}])"));
-        QCOMPARE(rows(), QStringList{"-Aucune action"});
+        const char *const flagged =
+            R"([{"name": "tilt", "__kxSharedActionCatalog": true}, {"name": "pan"}])";
+        m_linker->setExternalServices({{"ref", QJsonDocument::fromJson(flagged).array()}});
+        QCOMPARE(rows().join(","), "#Sans groupe,tilt=ID: tilt"); // the flagged one only
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
     }
 

@@ -206,18 +206,15 @@ private slots:
         for (const QWidget *field : card.findChildren<QComboBox *>()) // each says what it sets
             QVERIFY2(!field->toolTip().isEmpty(), qPrintable(field->objectName()));
         // The names and classes a host's style sheet addresses.
-        QCOMPARE(styleNamesMissing(&card, "rootLayout axisCard cardLayout headerWidget titleLayout "
-                                          "expandButton axisTitleLabel.axisTitle previewHost "
-                                          "rawLabel.metricLabel outputLabel.metricLabel "
-                                          "detailsFrame detailsLayout processingGroup"),
-                 QString());
-        QCOMPARE(styleNamesMissing(&button,
-                                   "rootLayout buttonCard cardLayout headerWidget "
-                                   "headerLayout expandButton buttonTitleLabel.buttonTitle "
-                                   "stateLabel.buttonStateLabel summaryLabel.buttonSummaryLabel "
-                                   "detailsFrame detailsLayout buttonSignalGroup "
-                                   "signalLayout .buttonGroupTitleLabel"),
-                 QString());
+        QString names = "rootLayout axisCard cardLayout headerWidget titleLayout expandButton "
+                        "axisTitleLabel.axisTitle previewHost rawLabel.metricLabel "
+                        "outputLabel.metricLabel detailsFrame detailsLayout processingGroup";
+        QCOMPARE(styleNamesMissing(&card, names), QString());
+        names = "rootLayout buttonCard cardLayout headerWidget headerLayout expandButton "
+                "buttonTitleLabel.buttonTitle stateLabel.buttonStateLabel "
+                "summaryLabel.buttonSummaryLabel detailsFrame detailsLayout buttonSignalGroup "
+                "signalLayout .buttonGroupTitleLabel";
+        QCOMPARE(styleNamesMissing(&button, names), QString());
     }
 
     // The preview spans -100..100 over 200 px from x = 5: the dead zone is a band around the

@@ -141,8 +141,7 @@ private slots:
         if (action.endsWith("no login"))
             linked.deviceNames.clear();
         const QByteArray document =
-            QJsonDocument(buildExchangeDocument(linked, overlayOf(linked), nullptr))
-                .toJson(QJsonDocument::Compact);
+            QJsonDocument(buildExchangeDocument(linked, overlayOf(linked), nullptr)).toJson();
         QVERIFY(writeFileAtomic(path("import.zelto.json"), document, nullptr));
         QClipboard *clipboard = QGuiApplication::clipboard();
         if (action != "Paste empty")

@@ -197,8 +197,7 @@ private slots:
         entries = QStringList{"Axe|axis://0", "A|btn://1", "Z|btn://2"} + entries.mid(3);
         const QList<ControlChip> chips = layoutControlChips(cardControlsStrip(kCard), entries);
         image = paintedCard({{"videoInterfaces", entries}});
-        const QPoint rule =
-            cardControlsStrip(kCard).topRight() - QPoint(2, 5); // a faint rule above
+        const QPoint rule = cardControlsStrip(kCard).topRight() - QPoint(2, 5); // faint rule above
         QVERIFY(qRed(image.pixel(rule)) > qRed(image.pixel(rule - QPoint(0, 2))) + 5);
         QVERIFY(image.copy(chips[0].rect) != image.copy(chips[1].rect));
         QCOMPARE(image.copy(chips[1].rect), image.copy(chips[2].rect));

@@ -108,27 +108,26 @@ private slots:
         const WriterCase w = writerCase(writer, base);
         const QString target = w.folder + '/' + w.file, outside = base + "/outside.txt";
         QVERIFY(QDir().mkpath(w.folder) && writeBytes(outside, kOld));
+        const QByteArray folder = QFile::encodeName(w.folder), file = QFile::encodeName(target);
 
         QStringList expected{w.file};
         if (fault == Linked) // a link relative to its folder, as a copied folder holds them
-            QVERIFY(symlink(QFile::encodeName(QDir(w.folder).relativeFilePath(outside)),
-                            QFile::encodeName(target)) == 0);
+            QVERIFY(!symlink(QFile::encodeName(QDir(w.folder).relativeFilePath(outside)), file));
         else if (fault == Piped)
-            QVERIFY(mkfifo(QFile::encodeName(target).constData(), 0644) == 0);
+            QVERIFY(mkfifo(file, 0644) == 0);
         else if (fault != FullNoFile) // a file kept from other users, which a rewrite keeps so
-            QVERIFY(writeBytes(target, kOld) && chmod(QFile::encodeName(target), 0640) == 0);
+            QVERIFY(writeBytes(target, kOld) && chmod(file, 0640) == 0);
         else
             expected.clear();
         if (fault == Planted)
             expected += {w.file + ".tmp", "." + w.file + ".tmp"};
         for (const QString &name : expected.mid(1))
             QVERIFY(QFile::link(outside, w.folder + '/' + name));
-        const QByteArray folder = QFile::encodeName(w.folder);
-        QVERIFY(fault != ReadOnly || chmod(folder.constData(), 0555) == 0);
+        QVERIFY(fault != ReadOnly || chmod(folder, 0555) == 0);
 
         QString error;
         const bool ok = runUnder(faultWhileWriting(Fault(fault)), [&] { return w.write(&error); });
-        chmod(folder.constData(), 0755);
+        chmod(folder, 0755);
 
         QCOMPARE(ok, reason.isEmpty());
         if (!reason.isEmpty() && writer != "writeDeviceRegistry") // the registry reports no text
@@ -150,12 +149,9 @@ private slots:
             QCOMPARE(readBytes(target), fault == FullNoFile ? "<none>" : kOld);
         struct stat written;
         if (fault == Planted && writer != "copyProfileToRoot")
-            QCOMPARE(stat(QFile::encodeName(target), &written) == 0 ? written.st_mode & 07777 : 0,
-                     0640u);
-        expected.sort();
-        QCOMPARE(QDir(w.folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot |
-                                          QDir::System),
-                 expected);
+            QCOMPARE(stat(file, &written) == 0 ? written.st_mode & 07777 : 0, 0640u);
+        const auto all = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot | QDir::System;
+        QCOMPARE(QDir(w.folder).entryList(all), (expected.sort(), expected));
     }
 
     // The reader's messages; "*" stands for the parser's reason.

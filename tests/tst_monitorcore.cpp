@@ -18,8 +18,7 @@ static QStringList replay(QByteArray input, const GamepadCalibration *calibratio
     return {QString::number(code), out, err};
 }
 
-// A session with every kind of input: a stick through a gate, a trigger, an absent axis, a
-// bouncing button under debounce, a repeating one, a release that publishes, quiet polls.
+// Every kind of input: a gated stick, a trigger, an absent axis, debounce, repeat, release, quiet.
 static QString recordSession(const QString &path)
 {
     GamepadCalibration calibration = defaultCalibration(8, 32);
@@ -113,9 +112,8 @@ private slots:
     {
         GamepadCalibration wide = defaultCalibration(8, 32);
         wide.axes[1].deadzoneRadius = 40;
-        const GamepadDeviceIdentity recorded{"Rec Pad", 0x45e, 0x28e};
-        QVERIFY(
-            saveCalibrationFile(baseCalibrationWritePath(recorded), wide, recorded, {}, nullptr));
+        const GamepadDeviceIdentity pad{"Rec Pad", 0x45e, 0x28e};
+        QVERIFY(saveCalibrationFile(baseCalibrationWritePath(pad), wide, pad, {}, nullptr));
         const QByteArray sample = readBytes(GAMEPAD_TEST_DATA "/replay_sample.jsonl");
         QCOMPARE(
             replay(sample),
@@ -171,8 +169,7 @@ private slots:
                               "line 2: " + error + "\n"}));
     }
 
-    // The replay of a recording prints what the live run printed, byte for byte; its first line
-    // names the controller and carries the calibration, so that no option is needed.
+    // A replay needs no option to print the live output byte for byte: line 1 has pad, calibration.
     void recordThenReplayAndStopWhenFull()
     {
         const QString path = m_home.filePath("session.jsonl");

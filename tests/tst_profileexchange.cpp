@@ -106,8 +106,7 @@ private slots:
         };
         add("linked by deviceName", {{"deviceName", " Pad X "}}, kLinked);
         add("no name", {{"name", QJsonValue()}}); // named "Gamepad importé"
-        for (const QString ext :
-             {"", "../x", "png/../../y", "a\\b", "/etc/passwd", "PNG", "toolongext"})
+        for (QString ext : {"", "../x", "png/../../y", "a\\b", "/etc/passwd", "PNG", "toolongext"})
             add(qPrintable("imageExt '" + ext + "'"), {{"imageExt", ext}});
         add("overlay empty", {{"overlay", QJsonObject()}}, "");
         add("10001 nodes", {{"overlay", overlayWithNodes(10001)}},
@@ -186,10 +185,9 @@ private slots:
     {
         // Named "file, fault": the file made a link leading outside or inside the folder, or huge.
         QTest::addColumn<QString>("error"); // %1 the file, %2 where it leads; empty: exported
-        const QString out = "Impossible d’ouvrir %1 (lien symbolique vers %2, hors du dossier du "
-                            "profil)";
         for (const char *file : {"image.png", "overlay.json"}) {
-            QTest::addRow("%s, outside", file) << out;
+            QTest::addRow("%s, outside", file)
+                << "Impossible d’ouvrir %1 (lien symbolique vers %2, hors du dossier du profil)";
             QTest::addRow("%s, inside", file) << QString();
         }
         QTest::newRow("image.png, huge")
@@ -241,8 +239,7 @@ private slots:
                                                  seed(sources, "Pad", {}, "image.png", overlay),
                                                  seed(sources, "a/b:c", {}, "image.png", kOverlay)};
         overlay["overlaySize"] = QJsonObject{{"w", 320}, {"h", 240}};
-        for (const QString names :
-             {"Pad.png,Pad_1.png,a_b_c.png", "Pad_2.png,Pad_3.png,a_b_c_1.png"}) {
+        for (QString names : {"Pad.png,Pad_1.png,a_b_c.png", "Pad_2.png,Pad_3.png,a_b_c_1.png"}) {
             SnapshotReport report;
             QVERIFY(exportSnapshots(profiles, outDir, &report, nullptr, profiles[1].id, overlay));
             QVERIFY2(report.errors.isEmpty(), qPrintable(report.errors.join('\n')));

@@ -72,12 +72,10 @@ private slots:
 
         // The source root serves as the shared one: the kind column follows the root options.
         const QStringList roots{"--user-root", target, "--shared-root", source};
-        QStringList expected{fields.at(0) + "\tPad\tuser\tunlinked", linked + "\tL\tshared\tlinked",
-                             pad + "\tPad\tshared\tunlinked"};
-        expected.sort();
-        QStringList listed = run(roots + QStringList{"list"}).out.split('\n', Qt::SkipEmptyParts);
-        listed.sort();
-        QCOMPARE(listed, expected);
+        const auto sorted = [](QStringList lines) { return lines.sort(), lines; };
+        QCOMPARE(sorted(run(roots + QStringList{"list"}).out.split('\n', Qt::SkipEmptyParts)),
+                 sorted({fields.at(0) + "\tPad\tuser\tunlinked", linked + "\tL\tshared\tlinked",
+                         pad + "\tPad\tshared\tunlinked"}));
         // The options hold for one command only: the store is back on its own (empty) roots.
         QCOMPARE(run({"list"}).out, QString());
         // Another host's profiles: its data location, from its names, holds the shared root.
