@@ -121,6 +121,9 @@ private slots:
         row("Import", "Import",
             "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
             "autorisé que pour des profils non liés.");
+        row("Import missing", "Import", "Impossible d’ouvrir @/import missing.zelto.json");
+        row("Import array", "Import",
+            "JSON invalide dans @/import array.zelto.json (le document n’est pas un objet)");
         row("Paste", "Coller",
             "Ce profil est lié à une ou plusieurs manettes. Le coller n’est autorisé que "
             "pour des profils non liés.");
@@ -151,13 +154,16 @@ private slots:
         ScriptedDialogs dialogs;
         GamepadDefinder w;
         w.onListSelectionChanged(0);
-        if (action == "Import" || action == "Export")
+        QVERIFY(action != "Import array" ||
+                writeFileAtomic(path("import array.zelto.json"), "[]", nullptr));
+        if (action.startsWith("Import") || action == "Export")
             dialogs.answerPath(path(action.toLower() + ".zelto.json"));
         if (action.endsWith("no login"))
             qApp->setProperty("kx.currentLogin", QString());
         QVERIFY(QMetaObject::invokeMethod(&w, qPrintable("action" + action.section(' ', 0, 0))));
 
-        QTEST(dialogs.prompts().last().title + '\n' + dialogs.prompts().last().text, "box");
+        const QString box = dialogs.prompts().last().title + '\n' + dialogs.prompts().last().text;
+        QTEST(QString(box).replace(m_home.path(), "@"), "box");
         QVERIFY(!QFileInfo::exists(path("export.zelto.json")));
         QCOMPARE(w.entries().size(), 1);
         if (action == "Copy")

@@ -50,7 +50,11 @@ private slots:
     {
         Model *model = makeModel();
         QAbstractItemModelTester tester(model);
+        model->setAutoDetect(false); // unwatched, a controller plugged is listed once watched
         plug(0, "Pad A");
+        QCOMPARE(model->count(), 0);
+        model->setAutoDetect(true);
+        QCOMPARE(model->count(), 1);
         QVERIFY(!(model->flags(model->index(0)) & Qt::ItemIsEditable)); // no in-place editor
         model->setSelected("gp:0", true);
         QSignalSpy changed(model, &Model::dataChanged); // what views hear of the first row
