@@ -188,13 +188,17 @@ private slots:
         GamepadProfileMeta onDisk;
         QVERIFY(readProfileMeta(w->entries().first().folder, &onDisk, nullptr) &&
                 onDisk.name == "Beta");
+        runUnder(
+            FileFault::DiskFull, [&] { return w->actionDuplicate(), true; }, 16); // no copy
+        QCOMPARE(dialogs.prompts().last().title + QString::number(w->entries().size()),
+                 "Dupliquer1");
         w->actionDuplicate();
         QCOMPARE(w->profileList()->currentItem()->text(), "Beta (copie)");
         QCOMPARE(catalog.count(), 2);
         const QString square = m_home.filePath("square.png"); // the copy's new picture
         QVERIFY(writeBytes(square, encoded("PNG", {300, 300}, Qt::red)));
         const QString absent = m_home.filePath("absent.png"); // refused, and said
-        dialogs.cancelNext(); // nothing changes, nothing said
+        dialogs.cancelNext();                                 // nothing changes, nothing said
         dialogs.answerPath(absent);
         dialogs.answerPath(square);
         QSignalSpy told(w.get(), &GamepadDefinder::currentGamepadChanged); // the host's preview
@@ -206,8 +210,8 @@ private slots:
         const QImage tile = w->profileList()->currentItem()->icon().pixmap(64).toImage();
         QCOMPARE(tile.pixelColor(32, 32), QColor(Qt::red));
         QCOMPARE(told.size(), 1);
-        QCOMPARE(dialogs.prompts().size(), 6);
-        const ScriptedDialogSeam::Prompt refused = dialogs.prompts().at(4);
+        QCOMPARE(dialogs.prompts().size(), 7);
+        const ScriptedDialogSeam::Prompt refused = dialogs.prompts().at(5);
         QVERIFY((refused.title + refused.text)
                     .startsWith("ImageImpossible de copier l’image " + absent));
         QCOMPARE(w->overlay()->pictureSize(), QSize(300, 300));

@@ -97,7 +97,9 @@ private slots:
         QFETCH(QString, pending);
         e->panel.setState(locked, attached);
         e->panel.setPendingAction(pending);
-        QTEST(e->panel.hintText(), "hint");
+        e->panel.setCatalog({QJsonObject{{"name", "pan"}}, QJsonObject{{"name", "tilt"}}});
+        QTEST(e->panel.hintText(), "hint"); // still offered: still pending, still selected
+        QCOMPARE(e->panel.list()->selectedItems().size(), int(!pending.isEmpty()));
         QCOMPARE(e->panel.list()->isEnabled(), locked && attached);
     }
 
