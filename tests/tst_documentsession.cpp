@@ -203,7 +203,12 @@ private slots:
         };
         QVERIFY(editor.session.saveNow());
         QCOMPARE(readBytes(editor.path), QByteArray("mine 2"));
-        QVERIFY(editor.announced.isEmpty()); // the user answered: nothing more to tell
+        QVERIFY(editor.announced.isEmpty());            // the user answered: nothing more to tell
+        QVERIFY(writeInPlace(editor.path, "theirs 3")); // held again, then another profile shown:
+        editor.edit("mine 3"), dialogs.answerChoice("Annuler"), editor.session.flush();
+        editor.session.loaded(m_folder, {editor.path}); // its edits save when due
+        editor.edit("other");
+        QVERIFY(editor.session.isSavePending());
     }
 
     // A failed save is told once; leaving asks, in French (de, du, des), after each failed retry.

@@ -13,11 +13,6 @@ static Cal parsed(const QJsonArray &axes, const QJsonArray &buttons, const QJson
         nullptr, nullptr, axisCount, buttonCount);
 }
 
-static QJsonObject json(const char *text)
-{
-    return QJsonDocument::fromJson(text).object();
-}
-
 // The key `key` of the first axis, button or gate, as written back.
 static QJsonValue writtenAt(const Cal &cal, const QString &key)
 {
@@ -100,6 +95,7 @@ private slots:
     // Every key away from its default: read into its field, written back under its name.
     void roundTrip()
     {
+        const auto json = [](const char *text) { return QJsonDocument::fromJson(text).object(); };
         const QJsonObject axis = json(R"({"enabled": false, "mode": "trigger", "restRaw": -12.5,
             "deadzoneRadius": 4.25, "invert": true, "curvePreset": "custom", "gamma": 2.5,
             "outputScale": 3.5, "outputOffset": -7.25, "negativeRaw": -80.5, "positiveRaw": 70.5,

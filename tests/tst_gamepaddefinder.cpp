@@ -195,12 +195,10 @@ private slots:
         w->actionDuplicate();
         QCOMPARE(w->profileList()->currentItem()->text(), "Beta (copie)");
         QCOMPARE(catalog.count(), 2);
-        const QString square = m_home.filePath("square.png"); // the copy's new picture
-        QVERIFY(writeBytes(square, encoded("PNG", {300, 300}, Qt::red)));
-        const QString absent = m_home.filePath("absent.png"); // refused, and said
-        dialogs.cancelNext();                                 // nothing changes, nothing said
-        dialogs.answerPath(absent);
-        dialogs.answerPath(square);
+        // Cancelled, then refused and said, then the copy's new picture: red and square.
+        QVERIFY(writeBytes(m_home.filePath("square.png"), encoded("PNG", {300, 300}, Qt::red)));
+        for (const QString name : {"", "absent.png", "square.png"})
+            dialogs.answerPath(name.isEmpty() ? name : m_home.filePath(name));
         QSignalSpy told(w.get(), &GamepadDefinder::currentGamepadChanged); // the host's preview
         auto *tiles = w->findChild<ProfileTiles *>();
         tiles->waitForThumbnails(); // the copy's tile shows Beta's picture, then the new one
@@ -209,11 +207,9 @@ private slots:
         tiles->waitForThumbnails();
         const QImage tile = w->profileList()->currentItem()->icon().pixmap(64).toImage();
         QCOMPARE(tile.pixelColor(32, 32), QColor(Qt::red));
-        QCOMPARE(told.size(), 1);
-        QCOMPARE(dialogs.prompts().size(), 7);
-        const ScriptedDialogSeam::Prompt refused = dialogs.prompts().at(5);
-        QVERIFY((refused.title + refused.text)
-                    .startsWith("ImageImpossible de copier l’image " + absent));
+        QCOMPARE(QList({told.size(), dialogs.prompts().size()}), QList<qsizetype>({1, 7}));
+        const QString refused = dialogs.prompts().at(5).title + dialogs.prompts().at(5).text;
+        QVERIFY(refused.startsWith("ImageImpossible de copier l’image " + m_home.path()));
         QCOMPARE(w->overlay()->pictureSize(), QSize(300, 300));
         QCOMPARE(QImage(w->entries().at(w->currentRow()).imagePath()).size(), QSize(300, 300));
         QCOMPARE(catalog.count(), 3);

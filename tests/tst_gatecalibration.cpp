@@ -127,8 +127,7 @@ private slots:
         QCOMPARE(requested.count(), 1);
     }
 
-    // The rest lasts 2 s from the first sample; the motion cannot end before. The review lists
-    // every axis, an unmoved one "inchange".
+    // The rest lasts 2 s from the first sample, the motion cannot end before; every axis reviewed.
     void measureDialogPhases()
     {
         CalibrationMeasureDialog dialog(defaultCalibration(3, 0), {});

@@ -29,8 +29,7 @@ private slots:
         const Axis disabled{false, M::Bidirectional, 0, 8, true, C::Linear, 1, 2, 5};
 
         QTest::newRow("dead-zone edge is rest") << shifted << 8.0 << 5.0 << true;
-        QTest::newRow("off-centre rest")
-            << Axis{true, M::Bidirectional, 20, 8} << 25.0 << 0.0 << true;
+        QTest::newRow("rest at 20") << Axis{true, M::Bidirectional, 20, 8} << 25.0 << 0.0 << true;
         QTest::newRow("just above edge") << Axis() << 8.0001 << 1e-4 / 0.92 << false;
         QTest::newRow("raw clamped") << Axis() << 250.0 << 100.0 << false;
         QTest::newRow("invert stick, scale, offset") << shifted << 54.0 << -95.0 << false;
@@ -184,8 +183,7 @@ private slots:
         QCOMPARE(result.keys, QStringList({"joy_3", "joy_7"}));
         QVERIFY(!result.rawAxesMoved && result.buttonsChanged && result.buttonEvents.isEmpty());
 
-        // Another calibration takes the place of the first: its gates are gone (leaving the
-        // ring says nothing), and the kept batch still reads the same.
+        // A new calibration drops the old gates silently; the batch kept before reads the same.
         calibration.gates = {};
         readings.axes[3] = 100.0;
         processor.process(readings, calibration, 20, result);
@@ -193,8 +191,7 @@ private slots:
         readings.axes[3] = -54.0;
         QCOMPARE(kept, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
 
-        // A controller that comes back starts afresh: no axis known until it is read again, and
-        // the buttons it holds are news again.
+        // A controller back starts afresh: no axis known until read again, held buttons are news.
         processor.reset();
         QCOMPARE(processor.axisPresent(), decltype(readings.axisPresent){});
         processor.process(readings, calibration, 30, result);

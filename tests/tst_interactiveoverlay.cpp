@@ -99,6 +99,8 @@ private slots:
         QCOMPARE(dirty.size(), 4);
         m_overlay->setLocked(true);
         QVERIFY(!m_overlay->createContextMenu(QPoint(100, 100), nullptr));
+        QContextMenuEvent click(QContextMenuEvent::Mouse, {100, 100}, {100, 100}); // left to others
+        QVERIFY(!QApplication::sendEvent(m_overlay, &click) || !click.isAccepted());
     }
 
     // A saved layout loads back with each pastille at its place, which follows the picture.

@@ -28,13 +28,12 @@ private slots:
         ManetteConfigurationWidget widget;
         QVERIFY(widget.findChild<QFrame *>()->styleSheet().contains(
             "stop:0 " + ManetteConfigurationWidget::kDefaultBackdropGlow.name()));
-        QCOMPARE(widget.windowTitle(), QString("Gamepad"));
         auto *backdrop = qobject_cast<QFrame *>(widget.layout()->itemAt(0)->widget());
-        QCOMPARE(
-            (QStringList{widget.objectName(), widget.layout()->objectName(), backdrop->objectName(),
-                         backdrop->layout()->objectName(), widget.editor()->objectName()}),
-            (QStringList{"ManetteConfigurationWidget", "gridLayout", "orqBackdrop",
-                         "gridLayoutContent", "ManageGamepade"}));
+        QCOMPARE((QStringList{widget.windowTitle(), widget.objectName(),
+                              widget.layout()->objectName(), backdrop->objectName(),
+                              backdrop->layout()->objectName(), widget.editor()->objectName()}),
+                 (QStringList{"Gamepad", "ManetteConfigurationWidget", "gridLayout", "orqBackdrop",
+                              "gridLayoutContent", "ManageGamepade"}));
         for (const char *part :
              {"widgetOverlay", "listWidget", "pushButtonAdd", "comboBoxVendorId", "gamepadTopBar",
               "gamepadInspectorPanel", "gamepadQuickActionsPanel", "slotEditorPanel",

@@ -26,9 +26,8 @@ OverlayNode node(ElementKind kind, const QStringList &keys, const QStringList &b
     return n;
 }
 
-const QJsonArray kCatalog = QJsonDocument::fromJson(R"([{"name": "MoveGimbal", "params": [
-    {"name": "axis", "default": " param:joy_0 "}, {"name": "speed", "default": "1"}]}])")
-                                .array();
+const QJsonArray kCatalog{object(R"({"name": "MoveGimbal", "params": [
+    {"name": "axis", "default": " param:joy_0 "}, {"name": "speed", "default": "1"}]})")};
 
 class TestMappingDocument : public QObject
 {
@@ -40,14 +39,13 @@ private slots:
     {
         QTest::addColumn<OverlayNode>("n");
         QTest::addColumn<QString>("expected");
-        const auto stick = ElementKind::SingleJoy, cross = ElementKind::DualJoyCross,
-                   button = ElementKind::Button;
+        const auto stick = ElementKind::SingleJoy, cross = ElementKind::DualJoyCross;
         const QString pan = R"({"ref": "pan"})", none = R"({"ref": "None"})";
         QTest::newRow("stick, default mode")
             << node(stick, {" joy_0 "}, {R"({"ref": " moveGimbal "})"})
             << R"([{"action":"moveGimbal","publishMode":"onChange","src":"joy_0"}])";
         QTest::newRow("button, no mode")
-            << node(button, {"but_3"}, {R"({"ref":"rec","action":"rec"})"})
+            << node(ElementKind::Button, {"but_3"}, {R"({"ref":"rec","action":"rec"})"})
             << R"([{"action":"rec","src":"but_3"}])";
         QTest::newRow("object action")
             << node(stick, {"joy_2"},
@@ -135,15 +133,13 @@ private slots:
         QVERIFY(loadMappingDocument(dir.path(), &nodes));
         QCOMPARE(nodes[0].sources[0].source, (OverlaySource{true, "gamepade", 2, 3, "joy_1"}));
         QCOMPARE(nodes[0].publishMode, PublishMode::Always);
-        QCOMPARE(compact(nodes[0].sources[0].binding),
-                 R"({"action":"moveGimbal","args":{"axis":"param:joy_1"}})");
-        // The first bridge of a key wins.
-        QCOMPARE(compact(nodes[1].sources[0].binding), R"({"action":"record"})");
+        const auto binding = [&nodes](int i) { return compact(nodes[i].sources[0].binding); };
+        QCOMPARE(binding(0), R"({"action":"moveGimbal","args":{"axis":"param:joy_1"}})");
+        QCOMPARE(binding(1), R"({"action":"record"})");    // the first bridge of a key wins
         QCOMPARE(nodes[2].sources[0].source.isJoy, false); // bare "7" of a button record
         QCOMPARE(nodes[3].publishMode, PublishMode::ActiveOnly);
-        QCOMPARE(compact(nodes[3].sources[0].binding),
-                 R"({"action":{"kind":"macro"},"args":{"speed":3},"ref":"zoom"})");
-        QCOMPARE(compact(nodes[4].sources[0].binding), R"({"ref":"kept"})");
+        QCOMPARE(binding(3), R"({"action":{"kind":"macro"},"args":{"speed":3},"ref":"zoom"})");
+        QCOMPARE(binding(4), R"({"ref":"kept"})");
     }
 };
 

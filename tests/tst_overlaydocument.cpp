@@ -64,10 +64,8 @@ private slots:
         QTest::addColumn<QRect>("expected");
         const QRect bg(-10, 20, 100, 10);
         QTest::newRow("halves up") << QRectF(0.125, 0.25, 0.125, 0.25) << bg << QRect(3, 23, 13, 3);
-        QTest::newRow("thin gets one pixel")
-            << QRectF(0, 0, 0.004, 0.01) << bg << QRect(-10, 20, 1, 1);
-        QTest::newRow("empty background")
-            << QRectF(0.1, 0.1, 0.1, 0.1) << QRect(0, 0, 0, 5) << QRect();
+        QTest::newRow("thin gets 1 pixel") << QRectF(0, 0, .004, .01) << bg << QRect(-10, 20, 1, 1);
+        QTest::newRow("empty background") << QRectF(.1, .1, .1, .1) << QRect(0, 0, 0, 5) << QRect();
         QTest::newRow("huge fractions bounded")
             << QRectF(1e300, -1e300, 1e300, 0.5) << bg << QRect(1 << 24, -(1 << 24), 1 << 24, 5);
     }

@@ -8,8 +8,7 @@ struct Edge
     bool pressed;
 };
 
-// `presses` presses every `periodMs`, held `holdMs`; with `gapMs`, each press bounces once: a
-// release 1 ms after it, a new press `gapMs` later.
+// Presses every `periodMs`, held `holdMs`; with `gapMs`, each bounces: up 1 ms on, down `gapMs` on.
 static QList<Edge> pressSession(int presses, qint64 periodMs, qint64 holdMs, qint64 gapMs)
 {
     QList<Edge> edges;
@@ -25,8 +24,7 @@ static QList<Edge> pressSession(int presses, qint64 periodMs, qint64 holdMs, qin
 
 static int publishedPresses(const QList<Edge> &edges, qint32 debounceMs)
 {
-    GamepadCalibration::ButtonSettings settings;
-    settings.debounceMs = debounceMs;
+    const GamepadCalibration::ButtonSettings settings{true, true, false, debounceMs}; // no repeat
     ButtonState state;
     int presses = 0;
     for (const Edge &e : edges)
@@ -42,32 +40,29 @@ private slots:
     void chatter_data()
     {
         QTest::addColumn<int>("presses");
-        QTest::addColumn<qint64>("periodMs");
-        QTest::addColumn<qint64>("holdMs");
-        QTest::addColumn<qint64>("gapMs");
+        QTest::addColumn<QList<Edge>>("edges");
         QTest::addColumn<int>("debounceMs");
         QTest::addColumn<int>("reported");
-
-        QTest::newRow("bounce 5 ms") << 5 << 300LL << 150LL << 5LL << 0 << 5;
-        QTest::newRow("bounce 20 ms") << 5 << 300LL << 150LL << 20LL << 0 << 5;
-        QTest::newRow("bounce 39 ms") << 5 << 300LL << 150LL << 39LL << 0 << 5;
-        QTest::newRow("gap 40 ms is a press") << 5 << 300LL << 150LL << 40LL << 0 << 0;
-        QTest::newRow("two bounces are not several") << 2 << 300LL << 150LL << 5LL << 0 << 0;
-        QTest::newRow("debounce already covers") << 5 << 300LL << 150LL << 20LL << 22 << 0;
-        QTest::newRow("debounce too short") << 5 << 300LL << 150LL << 20LL << 21 << 5;
-        QTest::newRow("fast player 80 ms") << 20 << 80LL << 60LL << 0LL << 0 << 0;
-        QTest::newRow("fast player 80 ms, 1 ms taps") << 20 << 80LL << 1LL << 0LL << 0 << 0;
-        QTest::newRow("player 120 ms") << 20 << 120LL << 100LL << 0LL << 0 << 0;
+        const auto row = [](auto tag, int presses, int period, int hold, int gap) -> QTestData & {
+            return QTest::newRow(tag) << presses << pressSession(presses, period, hold, gap);
+        };
+        row("bounce 5 ms", 5, 300, 150, 5) << 0 << 5;
+        row("bounce 20 ms", 5, 300, 150, 20) << 0 << 5;
+        row("bounce 39 ms", 5, 300, 150, 39) << 0 << 5;
+        row("gap 40 ms is a press", 5, 300, 150, 40) << 0 << 0;
+        row("two bounces are not several", 2, 300, 150, 5) << 0 << 0;
+        row("debounce already covers", 5, 300, 150, 20) << 22 << 0;
+        row("debounce too short", 5, 300, 150, 20) << 21 << 5;
+        row("fast player 80 ms", 20, 80, 60, 0) << 0 << 0;
+        row("fast player 80 ms, 1 ms taps", 20, 80, 1, 0) << 0 << 0;
+        row("player 120 ms", 20, 120, 100, 0) << 0 << 0;
     }
 
     void chatter()
     {
         QFETCH(int, presses);
-        QFETCH(qint64, periodMs);
-        QFETCH(qint64, holdMs);
-        QFETCH(qint64, gapMs);
+        QFETCH(QList<Edge>, edges);
         QFETCH(int, debounceMs);
-        const QList<Edge> edges = pressSession(presses, periodMs, holdMs, gapMs);
         ChatterDetector detector;
         std::array<bool, kGamepadButtonCount> pad{}; // the whole pad, its first button bouncing
         for (const Edge &e : edges) {
