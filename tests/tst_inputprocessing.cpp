@@ -188,6 +188,7 @@ private slots:
         readings.axes[3] = 100.0;
         processor.process(readings, calibration, 20, result);
         QCOMPARE(result.keys, QStringList({"joy_3", "joy_7"}));
+        QVERIFY(!result.buttonsChanged); // nothing for the buttons' listeners
         readings.axes[3] = -54.0;
         QCOMPARE(kept, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
 

@@ -175,6 +175,7 @@ private slots:
         const QString path = m_home.filePath("session.jsonl");
         const QString live = recordSession(path);
         const QByteArray recorded = readBytes(path);
+        QVERIFY(QFileInfo(path).permission(QFile::ReadOwner | QFile::WriteOwner)); // as any file
         QVERIFY(recorded.startsWith("{\"t\": 0, \"name\": \"Rec Pad\", \"vendorId\": "
                                     "\"0x045e\", \"productId\": \"0x028e\", \"axes\": "));
         QVERIFY(live.count('\n') > 100 && recorded.count('\n') < 170); // quiet polls skipped
