@@ -81,18 +81,16 @@ private slots:
         bool ok = false;
         const auto withOk = [&ok](const QString &got) { return got + (ok ? " true" : " false"); };
         const QMap<QString, std::function<QString()>> asks{
-            {"information", [&] { return seam.information(nullptr, title, text), QString(); }},
-            {"warning", [&] { return seam.warning(nullptr, title, text), QString(); }},
-            {"critical", [&] { return seam.critical(nullptr, title, text), QString(); }},
-            {"question", [&] { return QVariant(seam.question(nullptr, title, text)).toString(); }},
-            {"choice",
-             [&] { return QString::number(seam.choose(nullptr, title, text, choices, 1)); }},
-            {"text", [&] { return withOk(seam.getText(nullptr, title, text, "x", &ok)); }},
-            {"item",
-             [&] { return withOk(seam.getItem(nullptr, title, text, items, 0, false, &ok)); }},
-            {"openFile", [&] { return seam.getOpenFileName(nullptr, title, dir, "*.json"); }},
-            {"saveFile", [&] { return seam.getSaveFileName(nullptr, title, dir, "*.json"); }},
-            {"folder", [&] { return seam.getExistingDirectory(nullptr, title, dir); }},
+            {"information", [&] { return seam.information({}, title, text), QString(); }},
+            {"warning", [&] { return seam.warning({}, title, text), QString(); }},
+            {"critical", [&] { return seam.critical({}, title, text), QString(); }},
+            {"question", [&] { return QVariant(seam.question({}, title, text)).toString(); }},
+            {"choice", [&] { return QString::number(seam.choose({}, title, text, choices, 1)); }},
+            {"text", [&] { return withOk(seam.getText({}, title, text, "x", &ok)); }},
+            {"item", [&] { return withOk(seam.getItem({}, title, text, items, 0, false, &ok)); }},
+            {"openFile", [&] { return seam.getOpenFileName({}, title, dir, "*.json"); }},
+            {"saveFile", [&] { return seam.getSaveFileName({}, title, dir, "*.json"); }},
+            {"folder", [&] { return seam.getExistingDirectory({}, title, dir); }},
         };
         QTEST(asks[question](), "result");
         QTEST(m_seen, "seen");

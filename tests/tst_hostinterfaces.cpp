@@ -14,23 +14,19 @@ template <typename F> static qptrdiff vtableOffset(F member)
     return words[0] - 1;
 }
 
-struct QObjectProbe : QObject
-{
-    using QObject::disconnectNotify; // QObject's last virtual function
-};
-
-// Our entries must follow QObject's own ones, one after the other, in the listed order.
-template <typename... F> static void verifyFollowQObjectInOrder(F... members)
-{
-    const QList<qptrdiff> offsets{vtableOffset(&QObjectProbe::disconnectNotify),
-                                  vtableOffset(members)...};
-    for (int i = 1; i < offsets.size(); ++i)
-        QCOMPARE(offsets.at(i) - offsets.at(i - 1), qptrdiff(sizeof(void *)));
-}
-
 class TestHostInterfaces : public QObject
 {
     Q_OBJECT
+
+    // Our entries must follow QObject's last one, disconnectNotify, one after another, in order.
+    template <typename... F> static void verifyFollowQObjectInOrder(F... members)
+    {
+        const QList<qptrdiff> offsets{vtableOffset(&TestHostInterfaces::disconnectNotify),
+                                      vtableOffset(members)...};
+        for (int i = 1; i < offsets.size(); ++i)
+            QCOMPARE(offsets.at(i) - offsets.at(i - 1), qptrdiff(sizeof(void *)));
+    }
+
 private slots:
     void virtualSlotOrder()
     {

@@ -105,6 +105,27 @@ private slots:
         QVERIFY(standIn.isNull()); // the controller is back: the stand-in is let go
     }
 
+    // The host binds the model's properties: a change is told once, the same value never.
+    void propertiesNotifyTheHost()
+    {
+        Model *model = makeModel();
+        QSignalSpy count(model, &Model::countChanged),
+            previous(model, &Model::previousCountChanged);
+        plug(0); // a row, remembered with the count of that context
+        const std::pair<const char *, QVariant> changes[]{
+            {"uniqSelection", false}, {"autoDetect", false}, {"context", "elsewhere"}};
+        for (const auto &[name, value] : changes) {
+            const QMetaObject *meta = model->metaObject();
+            const QMetaProperty property = meta->property(meta->indexOfProperty(name));
+            QSignalSpy told(model, property.notifySignal());
+            QVERIFY(property.write(model, value) && property.write(model, value));
+            QCOMPARE(told.count(), 1);
+        }
+        model->setContext(m_context); // back: the row read again, and its count
+        QCOMPARE(QList({count.count(), previous.count(), qsizetype(model->previousCount())}),
+                 QList<qsizetype>({3, 1, 1}));
+    }
+
     void connectionEvents_data()
     {
         QTest::addColumn<QStringList>("expected"); // named by what the user does

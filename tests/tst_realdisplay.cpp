@@ -1,6 +1,5 @@
-// The reference host and the plug-in's configuration window on a real X server: window sizes,
-// focus, activation and the association bar's popup, which an offscreen run never shows. Driven
-// with clicks and keys on the X server scripts/test.sh starts and names in GAMEPAD_TEST_DISPLAY.
+// Clicks and keys on the X server scripts/test.sh names in GAMEPAD_TEST_DISPLAY: the host's and the
+// configuration window's sizes, focus, activation, the association bar's popup; unseen offscreen.
 
 #include "hostoptions.h"
 #include "hostprocess.h"
@@ -94,8 +93,7 @@ private slots:
     {
         QProcess host;
         host.start(QStringLiteral(GAMEPAD_HOST_EXE), {"--check-display"});
-        QVERIFY(host.waitForFinished(60000));
-        QCOMPARE(host.exitCode(), kHostExitSuccess);
+        QCOMPARE(host.waitForFinished(60000) ? host.exitCode() : -1, kHostExitSuccess);
         QCOMPARE(host.readAllStandardError(), QByteArray());
         QCOMPARE(m_host->size(), QSize(1000, 640));
         QCOMPARE(m_host->windowHandle()->geometry().size(), QSize(1000, 640));

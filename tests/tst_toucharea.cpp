@@ -72,8 +72,8 @@ private slots:
         QVERIFY(m_pastille->grab().toImage() != first);
     }
 
-    // The pointer entering and leaving the pastille repaints its hover look, each time.
-    void hoverRepaints()
+    // The pointer entering and leaving, and each change of what the pastille shows, repaint it.
+    void changesRepaint()
     {
         m_parent->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_parent));
@@ -81,9 +81,22 @@ private slots:
         m_pastille->installEventFilter(&count);
         QEnterEvent enter({5, 5}, {55, 55}, {55, 55});
         QEvent leave(QEvent::Leave);
-        for (QEvent *event : QList<QEvent *>{&enter, &leave})
-            QApplication::sendEvent(m_pastille, event), QCoreApplication::processEvents();
-        QCOMPARE(count.paints, 2);
+        TouchArea *p = m_pastille;
+        const QList<std::function<void()>> changes{[&] { QApplication::sendEvent(p, &enter); },
+                                                   [&] { QApplication::sendEvent(p, &leave); },
+                                                   [p] { p->setTitle("Zoom"); },
+                                                   [p] { p->setSubtitle("but_4"); },
+                                                   [p] { p->setLabels({"zoom"}); },
+                                                   [p] { p->setEditable(false); },
+                                                   [p] { p->setElementKind(TouchArea::Button); },
+                                                   [p] { p->setJoystickLook(true); },
+                                                   [p] { p->setState(TouchArea::Active); },
+                                                   [p] { p->applyEditedTitle("Pan"); },
+                                                   [p] { p->setPaintingHeld(true); },
+                                                   [p] { p->renew(TouchArea::Button); }};
+        for (const auto &change : changes)
+            change(), QCoreApplication::processEvents();
+        QCOMPARE(count.paints, changes.size());
     }
 
     // The grip: three strokes in the corner of an editable pastille, none further in.
