@@ -96,11 +96,15 @@ private slots:
         QFETCH(bool, attached);
         QFETCH(QString, pending);
         e->panel.setState(locked, attached);
+        QSignalSpy told(&e->panel, &QuickActionsPanel::pendingActionChanged);
         e->panel.setPendingAction(pending);
         e->panel.setCatalog({QJsonObject{{"name", "pan"}}, QJsonObject{{"name", "tilt"}}});
         QTEST(e->panel.hintText(), "hint"); // still offered: still pending, still selected
         QCOMPARE(e->panel.list()->selectedItems().size(), int(!pending.isEmpty()));
         QCOMPARE(e->panel.list()->isEnabled(), locked && attached);
+        e->panel.setCatalog({});                        // no longer offered: no longer pending
+        const QList<QVariantList> heard{{"pan"}, {""}}; // named, then cleared
+        QCOMPARE(told, pending.isEmpty() ? QList<QVariantList>() : heard);
     }
 
     // Each input goes to learning (a pastille of its kind selected), then to an action pending.
