@@ -223,8 +223,10 @@ private slots:
         QCOMPARE(changed.size(), 2);
 
         // A selected pastille records each input of the wait, then learns the last one, once.
+        QTest::keyClicks(e->inspector.findChild<QLineEdit *>("inspectorName"), " 2"); // not entered
         const int pad = e->addNode(ElementKind::Button, "");
         e->overlay.setSelectedNode(pad);
+        QVERIFY(e->overlay.node(cross).title.endsWith(" 2")); // yet the cross's name
         e->button("Learn")->click();
         e->button("Learn")->click(); // pressed again: no longer listening
         QCOMPARE(e->overlay.listeningNode(), -1);
