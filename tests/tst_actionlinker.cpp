@@ -19,10 +19,6 @@
 
 // What only the mapping panel decides; how it lives through each disk fault is tst_editingfaults'.
 
-const auto services = [](const char *catalog) {
-    return QJsonObject{{"sharedActionCatalog", QJsonDocument::fromJson(catalog).array()}};
-};
-
 const char *const kCatalog = R"([{"name": "record", "label": "Enregistrer", "group": "Caméra"},
     {"name": "secret", "hidden": true, "group": "Caméra"}, {"name": "pan", "group": "Tourelle"},
     {"name": "zoom", "label": "Zoom", "group": "Caméra"}, {"name": "tilt"}])";
@@ -72,7 +68,8 @@ private slots:
         useThrowAwayHome(m_home);
         qApp->setProperty("kx.currentLogin", "tester");
         m_linker = std::make_unique<ActionLinker>();
-        m_linker->setExternalServices(services(kCatalog));
+        m_linker->setExternalServices(
+            {{"sharedActionCatalog", QJsonDocument::fromJson(kCatalog).array()}});
         m_linker->resize(900, 560);
         m_linker->show();
         m_profile = seedProfile();

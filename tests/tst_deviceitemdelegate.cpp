@@ -201,11 +201,9 @@ private slots:
         QVERIFY(qRed(image.pixel(rule)) > qRed(image.pixel(rule - QPoint(0, 2))) + 5);
         QVERIFY(image.copy(chips[0].rect) != image.copy(chips[1].rect));
         QCOMPARE(image.copy(chips[1].rect), image.copy(chips[2].rect));
-        const auto tint = [&](int i) { // blue over red at the chip's centre
-            return qBlue(image.pixel(chips[i].rect.center())) -
-                   qRed(image.pixel(chips[i].rect.center()));
-        };
-        QVERIFY2(tint(0) > 100 && tint(1) < -100, "a cyan axis icon, an orange button icon");
+        const auto at = [&](int chip) { return image.pixel(chips[chip].rect.center()); };
+        QVERIFY2(qBlue(at(0)) > qRed(at(0)) + 100 && qRed(at(1)) > qBlue(at(1)) + 100,
+                 "a cyan axis icon, an orange button icon (at the chip's centre)");
     }
 
     // The carousel's chevrons point outwards: "<" on the left arrow, ">" on the right one.
@@ -242,11 +240,10 @@ private slots:
         for (const bool connected : {false, true}) {
             const QImage corner =
                 paintedCard({{"isConnected", connected}}).copy(cardWarningRect(kCard));
-            int farthest = 0; // from the corner's first pixel, in grey levels
+            int farthest = 0, first = qGray(corner.pixel(0, 0)); // in grey levels from (0, 0)
             for (int y = 0; y < corner.height(); ++y)
                 for (int x = 0; x < corner.width(); ++x)
-                    farthest =
-                        qMax(farthest, qAbs(qGray(corner.pixel(x, y)) - qGray(corner.pixel(0, 0))));
+                    farthest = qMax(farthest, qAbs(qGray(corner.pixel(x, y)) - first));
             QVERIFY2((farthest > 60) != connected, qPrintable(QString::number(farthest)));
         }
     }

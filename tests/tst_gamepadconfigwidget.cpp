@@ -354,8 +354,7 @@ private slots:
         QCOMPARE(saved.count(), 1);
         button("Copier base vers profil")->click();
         QCOMPARE(meta.last().at(0).toString(), "override");
-        QCOMPARE(scopeCombo()->currentIndex(), 1);
-        QCOMPARE(label("sourceLabel"), "Source: Profil");
+        QCOMPARE(scopeCombo()->currentText() + " " + label("sourceLabel"), "Profil Source: Profil");
         QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
     }
 

@@ -19,9 +19,8 @@ private slots:
         m_events.clear();
         connect(m_manager, &GamepadManager::gamepadsChanged, this,
                 [this] { m_events << "changed"; });
-        connect(m_manager, &GamepadManager::gamepadAdded, this, [this](ControlManette *d) {
-            m_events << "added:" + QString::number(d->deviceId());
-        });
+        connect(m_manager, &GamepadManager::gamepadAdded, this,
+                [this](auto *d) { m_events << "added:" + QString::number(d->deviceId()); });
         connect(m_manager, &GamepadManager::gamepadRemoved, this,
                 [this](int id) { m_events << "removed:" + QString::number(id); });
     }

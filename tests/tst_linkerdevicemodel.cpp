@@ -223,6 +223,8 @@ private slots:
         QCOMPARE(QList({model->count(), int(reset.count())}), QList({2, 1}));
         model->setContext(m_context);
         QVERIFY(model->isSelected("gp:1") && model->isSelected("gp:old4"));
+        QVERIFY(model->deleteDevice("gp:old4")); // forgotten, here and on disk
+        QVERIFY(model->indexOfUsn("gp:old4") < 0 && storedKv("gp:old4").isEmpty());
     }
 
 private:

@@ -98,8 +98,7 @@ private slots:
         runUnder(blocker == "!" ? FileFault::ReadOnlyFolder : FileFault::None,
                  [&] { return !(copied = copyProfileToRoot(info, Kind::User, &error)).isEmpty(); });
         chmod(root, 0755);
-        QCOMPARE(copied, QString());
-        QTEST(error.replace(configurationRoot(), "%1"), "message");
+        QTEST(copied + error.replace(configurationRoot(), "%1"), "message"); // and nothing copied
     }
 
     // Links inside the profile are skipped: nothing outside it is copied.

@@ -1,5 +1,6 @@
-// Clicks and keys on the X server scripts/test.sh names in GAMEPAD_TEST_DISPLAY: the host's and the
-// configuration window's sizes, focus, activation, the association bar's popup; unseen offscreen.
+// The reference host and the plug-in's configuration window on a real X server: window sizes,
+// focus, activation and the association bar's popup, which an offscreen run never shows. Driven
+// with clicks and keys on the X server scripts/test.sh starts and names in GAMEPAD_TEST_DISPLAY.
 
 #include "hostoptions.h"
 #include "hostprocess.h"
@@ -40,10 +41,7 @@ class TestRealDisplay : public QObject
     QTimer m_dialogWatch;
     QStringList m_dialogs; // modal windows that opened: nobody is there to answer them
 
-    QWidget *editor() const
-    {
-        return m_configuration ? m_configuration->findChild<QWidget *>("ManageGamepade") : nullptr;
-    }
+    QWidget *editor() const { return m_configuration->findChild<QWidget *>("ManageGamepade"); }
 
     // The host's "Configure…" button, clicked; whether the window it opened is exposed and active.
     bool clickConfigure()
