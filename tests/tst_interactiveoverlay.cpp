@@ -131,8 +131,7 @@ private slots:
         m_overlay->setBackgroundScaleMode(OverlayLines::Stretch); // the picture fills it all
         QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(353, 549, 36, 108));
         m_overlay->setBackgroundScaleMode(OverlayLines::Contain);
-        m_overlay->setNodeSource(1, slotLabels(ElementKind::Button).first(),
-                                 {false, "gamepade", 0, 1, "but_4"});
+        m_overlay->setNodeSource(1, QStringLiteral("Bouton"), {false, "gamepade", 0, 1, "but_4"});
         m_overlay->bindActionToInput("zoom", "but_4"); // the pastille names its action
         QCOMPARE(m_overlay->pastille(1)->labels(), QStringList{"zoom"});
         dirty.clear(); // a key without pastille binds nothing, and changes nothing to save
@@ -187,8 +186,7 @@ private slots:
                 const auto kind = ElementKind((count + i) % 3);
                 document.nodes << makeOverlayNode(kind, defaultTitle(kind, i));
                 document.nodes.last().geometry = QRectF(0.1 * (i % 9), 0.1 * (i % 7), 0.15, 0.1);
-                document.nodes.last().sources.first().source.stringKey =
-                    "but_" + QString::number(i);
+                document.nodes.last().sources[0].source.stringKey = "but_" + QString::number(i);
             }
             return overlayDocumentToJson(document);
         };
@@ -205,8 +203,7 @@ private slots:
         QCOMPARE(m_overlay->pastille(0)->id(), m_overlay->node(0).id);
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
 
-        // Up to a batch, a layout paints at once; a larger one in batches, from the next turn on,
-        // so that its loading and its first paint are not one long wait.
+        // Batches keep a large layout's loading and its first paint from being one long wait.
         const int batch = InteractiveOverlay::kPastillesPerPaint;
         QVERIFY(fresh.load(layout(batch)));
         QVERIFY(!fresh.pastille(batch - 1)->isPaintingHeld());

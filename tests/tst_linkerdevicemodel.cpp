@@ -81,8 +81,7 @@ private slots:
         QList<IComInterface *> out;
         QJsonArray infos;
         model->selectedInterfaces(out, infos);
-        const QJsonArray seen{out.size(), infos.size(), infos.at(0)["name"],
-                              infos.at(0)["connected"]};
+        QJsonArray seen{out.size(), infos.size(), infos.at(0)["name"], infos.at(0)["connected"]};
         QCOMPARE(QJsonDocument(seen).toJson(QJsonDocument::Compact), R"([1,1,"Pad A",false])");
         QPointer<IComInterface> standIn = out.at(0);
         QVERIFY(standIn && standIn != deviceAt(0));
@@ -109,8 +108,7 @@ private slots:
     void propertiesNotifyTheHost()
     {
         Model *model = makeModel();
-        QSignalSpy count(model, &Model::countChanged),
-            previous(model, &Model::previousCountChanged);
+        QSignalSpy rows(model, &Model::countChanged), previous(model, &Model::previousCountChanged);
         plug(0); // a row, remembered with the count of that context
         const std::pair<const char *, QVariant> changes[]{
             {"uniqSelection", false}, {"autoDetect", false}, {"context", "elsewhere"}};
@@ -122,7 +120,7 @@ private slots:
             QCOMPARE(told.count(), 1);
         }
         model->setContext(m_context); // back: the row read again, and its count
-        QCOMPARE(QList({count.count(), previous.count(), qsizetype(model->previousCount())}),
+        QCOMPARE(QList({rows.count(), previous.count(), qsizetype(model->previousCount())}),
                  QList<qsizetype>({3, 1, 1}));
     }
 

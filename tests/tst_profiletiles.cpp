@@ -76,8 +76,7 @@ private slots:
         entries[4] = profile("a copy", Qt::magenta); // same size, later modification time
         QFile changed(entries[4].imagePath());
         QVERIFY(changed.open(QIODevice::ReadWrite));
-        changed.setFileTime(QDateTime::currentDateTime().addSecs(60),
-                            QFileDevice::FileModificationTime);
+        changed.setFileTime(QDateTime::currentDateTime().addSecs(60), QFile::FileModificationTime);
         tiles.fill(entries);
         tiles.waitForThumbnails();
         QCOMPARE(tiles.decodeCount(), 6);

@@ -148,9 +148,8 @@ private slots:
         for (const OverlayNode &node : e->overlay.nodes())
             bound += !node.sources[0].binding.isEmpty();
         QCOMPARE(bound, maps ? 1 : 0);
-        QCOMPARE(e->panel.hintText(), message.isEmpty()
-                                          ? quickActionsHint(true, true, maps ? "" : "pan")
-                                          : message.arg(key, "pan"));
+        const QString hint = quickActionsHint(true, true, maps ? "" : "pan");
+        QCOMPARE(e->panel.hintText(), message.isEmpty() ? hint : message.arg(key, "pan"));
     }
 
     void inspectorShowsSelection_data()
@@ -186,9 +185,7 @@ private slots:
         QCOMPARE(e->inspector.findChild<QLabel *>("inspectorPrompt")->isHidden(), kind >= 0);
         QTEST(e->inspector.findChild<QLabel *>("inspectorType")->text(), "type");
         QCOMPARE(e->button("Dupliquer")->isEnabled(), editable);
-        auto *name = e->inspector.findChild<QLineEdit *>("inspectorName");
-        QTest::keyClicks(name, "Z");
-        QTest::keyClick(name, Qt::Key_Return);
+        QTest::keyClicks(e->inspector.findChild<QLineEdit *>("inspectorName"), "Z\r"); // entered
         QCOMPARE(e->overlay.node(node).title.endsWith("Z"), editable);
         QTEST(e->slotTexts(), "slots");
         QCOMPARE(unplacedWidgets(&e->inspector), QStringList()); // every field sits in a layout

@@ -24,9 +24,8 @@ class TestTagSelectionBar : public QObject
         for (int i = 0; i < flow->count(); ++i) {
             const QWidget *part = flow->itemAt(i)->widget();
             const auto *label = part->findChild<QLabel *>("tagSelectionChipLabel");
-            content << (label ? QStringList{label->text(), part->property("connected").toString(),
-                                            part->toolTip()}
-                                    .join('/')
+            content << (label ? label->text() + '/' + part->property("connected").toString() + '/' +
+                                    part->toolTip()
                               : part->objectName());
         }
         return content;

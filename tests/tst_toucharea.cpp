@@ -115,8 +115,7 @@ private slots:
         m_pastille->renew(TouchArea::Button);
         QSignalSpy moved(m_pastille, &TouchArea::moved);
         const QPointF at(40, 40);
-        QMouseEvent hover(QEvent::MouseMove, at, m_pastille->mapToGlobal(at), Qt::NoButton,
-                          Qt::NoButton, Qt::NoModifier);
+        QMouseEvent hover(QEvent::MouseMove, at, m_pastille->mapToGlobal(at), Qt::NoButton, {}, {});
         QApplication::sendEvent(m_pastille, &hover);
         QVERIFY(moved.isEmpty() && m_pastille->pos() == QPoint(50, 50));
     }
