@@ -40,6 +40,8 @@ private slots:
             QVERIFY(entry.setImage(QVariant::fromValue(QIcon())));
             entry.attach(&device);
             QCOMPARE(entry.image(), QVariant(device.imagePath()));
+            QVERIFY(entry.setActiveProfile("a", "Alpha")); // the device works with it at once
+            QCOMPARE(device.activeProfileId() + device.profileName(), "aAlpha");
         }
     }
 

@@ -134,6 +134,11 @@ private slots:
         m_overlay->setNodeSource(1, QStringLiteral("Bouton"), {false, "gamepade", 0, 1, "but_4"});
         m_overlay->bindActionToInput("zoom", "but_4"); // the pastille names its action
         QCOMPARE(m_overlay->pastille(1)->labels(), QStringList{"zoom"});
+        QSignalSpy told(m_overlay, &InteractiveOverlay::externalServicesChanged);
+        const QJsonArray zoom{QJsonObject{{"name", "zoom"}}}; // the host's catalogue, told once
+        for (int twice = 0; twice < 2; ++twice)
+            m_overlay->setExternalServices({{"sharedActionCatalog", zoom}});
+        QVERIFY(m_overlay->catalog() == zoom && told.count() == 1);
         dirty.clear(); // a key without pastille binds nothing, and changes nothing to save
         QVERIFY(m_overlay->bindActionToInput("zoom", "but_9") == 0 && dirty.isEmpty());
     }
