@@ -85,9 +85,9 @@ private slots:
         joysticks.backend.connectController(1, padIdentity("Pad B"));
         ControlManette linked(0), other(1);
         auto gone = std::make_unique<ControlManette>(2);
-        m_linker->setInputDevices({&linked, &other, gone.get()});
-        // No folder given: the profile store finds it by id.
+        // No folder given: the profile store finds it by id. Controllers given later are heard.
         m_linker->loadGamepadSnapshot(m_profile.id, "P", {" pad a "}, kOverlay, QString());
+        m_linker->setInputDevices({&linked, &other, gone.get()});
         QSignalSpy saved(m_linker.get(), &ActionLinker::mappingSaved);
         choose("Enregistrer");
         joysticks.backend.setButton(1, 3, true);

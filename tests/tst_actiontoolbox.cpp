@@ -13,7 +13,7 @@ static QJsonArray catalog()
     return QJsonDocument::fromJson(R"([
         {"name": "zoom", "label": "Zoom", "group": "Caméra", "params": [
             {"name": "speed", "preferredType": "integer"}, {"name": "gain", "preferedType": "Number"},
-            {"name": "mode"}, {"name": "on", "preferredType": "bool"}]},
+            {"name": "mode", "default": "lent"}, {"name": "on", "preferredType": "bool"}]},
         {"name": "snap", "group": "Caméra"}, {"name": "secret", "hidden": true}, {"name": "rec"}])")
         .array();
 }
@@ -45,6 +45,9 @@ private slots:
         QVERIFY(!param("speed")->isVisible());
         edit->click(); // they open under the list
         QVERIFY(param("speed")->isVisible());
+        const QString tips = combo("actionToolBoxParam_mode")->toolTip() + '|' +
+                             combo("actionToolBoxParam_speed")->toolTip(); // a default is told
+        QCOMPARE(tips, "<par défaut> : lent|");
         QTest::keyClick(actions, Qt::Key_Home);
         QVERIFY(m_box->binding().isEmpty());
         QVERIFY(!edit->isEnabled() && !edit->isChecked()); // closed for the next action
@@ -162,10 +165,7 @@ private slots:
 
 private:
     QComboBox *combo(const QString &name) const { return m_box->findChild<QComboBox *>(name); }
-    QLineEdit *param(const QString &name) const
-    {
-        return combo("actionToolBoxParam_" + name)->lineEdit();
-    }
+    QLineEdit *param(QString n) const { return combo("actionToolBoxParam_" + n)->lineEdit(); }
 
     QWidget *m_parent = nullptr;
     ActionToolBox *m_box = nullptr;

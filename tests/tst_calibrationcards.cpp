@@ -198,9 +198,11 @@ private slots:
         QVERIFY(details->isVisibleTo(&button));
         QCOMPARE(unplacedWidgets(&button) + unplacedWidgets(&card), QStringList());
         QVERIFY(!card.driftNotice().row->isVisibleTo(&card) &&
-                !button.bounceNotice().row->isVisibleTo(&button));    // until there is news
-        for (const QWidget *field : card.findChildren<QComboBox *>()) // each says what it sets
-            QVERIFY2(!field->toolTip().isEmpty(), qPrintable(field->objectName()));
+                !button.bounceNotice().row->isVisibleTo(&button)); // until there is news
+        const QStringList inputs{"QComboBox", "QSpinBox", "QDoubleSpinBox", "QCheckBox"};
+        for (const QWidget *w : card.findChildren<QWidget *>() + button.findChildren<QWidget *>())
+            QVERIFY2(!inputs.contains(w->metaObject()->className()) || !w->toolTip().isEmpty(),
+                     qPrintable(w->objectName())); // each input says what it sets
         // The names and classes a host's style sheet addresses.
         QString names = "rootLayout axisCard cardLayout headerWidget titleLayout expandButton "
                         "axisTitleLabel.axisTitle previewHost rawLabel.metricLabel "

@@ -9,9 +9,8 @@
 static bool touchLater(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadWrite) &&
-           file.setFileTime(file.fileTime(QFileDevice::FileModificationTime).addSecs(5),
-                            QFileDevice::FileModificationTime);
+    const auto mtime = QFileDevice::FileModificationTime;
+    return file.open(QFile::ReadWrite) && file.setFileTime(file.fileTime(mtime).addSecs(5), mtime);
 }
 
 // A session over a folder with one document, loaded, whose saver writes what the "editor" holds.
@@ -140,8 +139,7 @@ private slots:
         QVERIFY(editor.session.requestLeave() && !editor.session.hasUnsavedEdits());
     }
 
-    // A later edit keeps the first edit's deadline (the linker's way), and a timer that wakes
-    // before the deadline waits again: the save comes when it is due, not at the next edit.
+    // A later edit keeps the first edit's deadline (the linker's way); a timer waking early waits.
     void saveFallsDueAtTheDeadline()
     {
         qint64 clock = 0;
@@ -186,8 +184,7 @@ private slots:
         editor.edit("mine");
         QVERIFY(writeInPlace(editor.path, "theirs"));
         ScriptedDialogs dialogs;
-        // A destructor's save asks nothing and never writes over it.
-        QVERIFY(!editor.session.flushQuietly());
+        QVERIFY(!editor.session.flushQuietly()); // a destructor's save: no question, no overwrite
         QCOMPARE(readBytes(editor.path), QByteArray("theirs"));
         dialogs.answerChoice("Annuler");
         QVERIFY(!editor.session.flush());

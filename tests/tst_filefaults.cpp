@@ -56,15 +56,6 @@ static WriterCase writerCase(const QString &writer, const QString &base)
     return w;
 }
 
-// The fault the writer meets while it runs; the others are set up in its folder beforehand.
-static FileFault faultWhileWriting(Fault fault)
-{
-    return fault <= FullNoFile   ? FileFault::DiskFull
-           : fault == FullSignal ? FileFault::DiskFullSignalNotIgnored
-           : fault == ReadOnly   ? FileFault::ReadOnlyFolder
-                                 : FileFault::None;
-}
-
 class TestFileFaults : public QObject
 {
     Q_OBJECT
@@ -125,8 +116,13 @@ private slots:
             QVERIFY(QFile::link(outside, w.folder + '/' + name));
         QVERIFY(fault != ReadOnly || chmod(folder, 0555) == 0);
 
+        // The fault the writer meets while it runs; the others are set up in its folder beforehand.
+        const FileFault during = fault <= FullNoFile   ? FileFault::DiskFull
+                                 : fault == FullSignal ? FileFault::DiskFullSignalNotIgnored
+                                 : fault == ReadOnly   ? FileFault::ReadOnlyFolder
+                                                       : FileFault::None;
         QString error;
-        const bool ok = runUnder(faultWhileWriting(Fault(fault)), [&] { return w.write(&error); });
+        const bool ok = runUnder(during, [&] { return w.write(&error); });
         chmod(folder, 0755);
 
         QCOMPARE(ok, reason.isEmpty());

@@ -482,8 +482,7 @@ private slots:
         // Unless "meta.json" cannot be written: then the user is told and nothing moves.
         ScriptedDialogs dialogs;
         runUnder(FileFault::DiskFull, [&] { // a name too long for the disk left
-            w->associationBar()->setSelectedTags({QString(kFaultFileSizeLimit, 'B')});
-            return true;
+            return w->associationBar()->setSelectedTags({QString(kFaultFileSizeLimit, 'B')}), true;
         });
         QCOMPARE(dialogs.prompts().value(0).text.left(24), "Échec sauvegarde meta : ");
         QVERIFY(linked.isEmpty());

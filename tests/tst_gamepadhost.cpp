@@ -18,11 +18,9 @@ static int runHost(QProcess &host, const QStringList &arguments, const QString &
     env.insert("HOME", home);
     env.insert("XDG_DATA_HOME", home + "/data");
     host.setProcessEnvironment(env);
+    const rlimit limit{fileSizeLimit, fileSizeLimit};
     if (fileSizeLimit > 0)
-        host.setChildProcessModifier([fileSizeLimit] {
-            const rlimit limit{fileSizeLimit, fileSizeLimit};
-            setrlimit(RLIMIT_FSIZE, &limit);
-        });
+        host.setChildProcessModifier([limit] { setrlimit(RLIMIT_FSIZE, &limit); });
     host.start(QStringLiteral(GAMEPAD_HOST_EXE), arguments);
     const bool ended = host.waitForFinished(180000) && host.exitStatus() == QProcess::NormalExit;
     return ended ? host.exitCode() : -1;

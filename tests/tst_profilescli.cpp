@@ -58,7 +58,7 @@ private slots:
         const QString source = dir.filePath("a/roots/source"), target = dir.filePath("target");
         const QString pad = makeProfile(source, "Pad"), linked = makeProfile(source, "L", "Pad X");
 
-        const QString file = dir.filePath("pad.zelto.json");
+        const QString file = dir.filePath("pad.zelto.json"), shots = dir.filePath("shots");
         const Run refused = run({"--user-root", source, "export", linked, file});
         QCOMPARE(refused.code, kProfilesExitFailed);
         QVERIFY(refused.err.contains("associé à une ou plusieurs manettes"));
@@ -85,7 +85,6 @@ private slots:
                  acme + "\tAcme pad\tshared\tunlinked\n");
         QCOMPARE(run({"--application", "Host", "list"}).out, QString());
 
-        const QString shots = dir.filePath("shots");
         const Run snapshot = run(roots + QStringList{"snapshot", "--all", shots});
         QCOMPARE(snapshot.code, kProfilesExitSuccess);
         // One picture a profile; what they show is the snapshot export's own test.
@@ -99,9 +98,7 @@ private slots:
         QTemporaryDir dir;
         const QString root = dir.filePath("user"), shots = dir.filePath("shots");
         const QString id = QDir().mkpath(root) ? makeProfile(root, "Two\nlines\tand\x01") : "";
-        const auto cli = [&](const QStringList &words) {
-            return run(QStringList{"--user-root", root} + words);
-        };
+        const auto cli = [&](QStringList w) { return run(QStringList{"--user-root", root} + w); };
         QCOMPARE(cli({"list"}).out, id + "\tTwo lines and \tuser\tunlinked\n");
         QCOMPARE(cli({"export", id, dir.path()}).out, dir.path() + "/Two lines and.zelto.json\n");
         QCOMPARE(cli({"snapshot", id, shots}).out, shots + "/Two lines and.png\n");
