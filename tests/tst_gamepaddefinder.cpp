@@ -443,7 +443,10 @@ private slots:
         seed("Arcade", {"joy_0", "but_1", "but_2", "but_3"});
         seed("Pilote", {"joy_1", "but_0"}, "Pad B");
         auto w = window();
-        w->setRealGamepads({m_pad.get(), &padB});
+        QSignalSpy plugged(w.get(), &GamepadDefinder::realGamepadsChanged);
+        for (int twice = 0; twice < 2; ++twice) // the second time is no news
+            w->setRealGamepads({m_pad.get(), &padB});
+        QCOMPARE(plugged.count(), 1);
         const QJsonObject zoom{{"name", "zoom"}, {"label", "Zoom"}, {"group", "Camera"}};
         w->setExternalServices({{"sharedActionCatalog", QJsonArray{zoom}}});
         w->profileList()->setCurrentRow(rowOf(*w, "Pilote"));

@@ -44,9 +44,11 @@ private slots:
             m_overlay->createNode(ElementKind::Button, QString(), QPoint(50 + 100 * i, 100));
         QVERIFY(m_overlay->startListening(2, QStringLiteral("Bouton")));
         m_overlay->setSelectedNode(3);
+        QSignalSpy told(m_overlay, &InteractiveOverlay::selectedNodeChanged);
         TouchArea *pastille = m_overlay->pastille(removed);
         Q_EMIT pastille->requestDelete(pastille); // as its "Supprimer" does
         QTEST(m_overlay->selectedNode(), "selectedAfter");
+        QCOMPARE(told.value(0).value(0).toInt(), m_overlay->selectedNode()); // and told
         QTEST(m_overlay->listeningNode(), "listeningAfter");
         QCOMPARE(m_overlay->listeningSlot().isEmpty(), m_overlay->listeningNode() < 0);
     }
@@ -199,7 +201,8 @@ private slots:
         QVERIFY(m_overlay->startListening(1, m_overlay->node(1).sources.first().label));
         m_overlay->setSelectedNode(2);
         TouchArea *kept = m_overlay->pastille(0);
-        QVERIFY(m_overlay->load(layout(3)));
+        QSignalSpy told(m_overlay, &InteractiveOverlay::selectedNodeChanged); // no selection left
+        QVERIFY(m_overlay->load(layout(3)) && told.count() == 1 && told[0][0] == -1);
         InteractiveOverlay fresh;
         fresh.resize(m_overlay->size());
         fresh.show();

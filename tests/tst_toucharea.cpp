@@ -39,13 +39,15 @@ private slots:
         QFETCH(bool, freeAspect);
         QFETCH(QPoint, from);
         QFETCH(QPoint, delta);
+        QSignalSpy aspect(m_pastille, &TouchArea::freeAspectChanged);
         m_pastille->setFreeAspect(freeAspect);
         const bool resizing = m_pastille->resizeGripRect().contains(from);
         QSignalSpy moved(m_pastille, &TouchArea::moved);
         QSignalSpy resized(m_pastille, &TouchArea::resized);
         dragWidget(m_pastille, from, delta);
         QTEST(m_pastille->geometry(), "expected");
-        QCOMPARE((QList{moved.count(), resized.count()}), (QList<qsizetype>{!resizing, resizing}));
+        QCOMPARE((QList{moved.count(), resized.count(), aspect.count()}),
+                 (QList<qsizetype>{!resizing, resizing, freeAspect}));
     }
 
     // A press inside the grip of a locked pastille activates it and resizes nothing.
@@ -82,6 +84,7 @@ private slots:
         QEnterEvent enter({5, 5}, {55, 55}, {55, 55});
         QEvent leave(QEvent::Leave);
         TouchArea *p = m_pastille;
+        QSignalSpy kind(p, &TouchArea::elementKindChanged);
         const QList<std::function<void()>> changes{[&] { QApplication::sendEvent(p, &enter); },
                                                    [&] { QApplication::sendEvent(p, &leave); },
                                                    [p] { p->setTitle("Zoom"); },
@@ -96,7 +99,8 @@ private slots:
                                                    [p] { p->renew(TouchArea::Button); }};
         for (const auto &change : changes)
             change(), QCoreApplication::processEvents();
-        QCOMPARE(count.paints, changes.size());
+        QCOMPARE(QList({qsizetype(count.paints), kind.count()}),
+                 QList({changes.size(), qsizetype(1)}));
     }
 
     // The grip: three strokes in the corner of an editable pastille, none further in.
