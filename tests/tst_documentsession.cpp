@@ -117,6 +117,13 @@ private slots:
         editor.session.retarget(m_folder, {editor.path});
         editor.session.checkDisk();
         QCOMPARE(editor.elsewhere.count(), 1);
+        const QString moved = m_root.filePath("moved.json"); // the document now lives there
+        QVERIFY(QFile::copy(editor.path, moved) && writeInPlace(editor.path, "{}"));
+        editor.session.retarget(m_root.path(), {moved});
+        editor.session.checkDisk(); // the old file is no longer watched
+        QVERIFY(writeInPlace(moved, "{\"v\": 11}"));
+        editor.session.checkDisk();
+        QCOMPARE(editor.elsewhere.count(), 2);
     }
 
     // A touch makes the documents dirty, heard once; with their folder gone nothing waits to save.
@@ -237,6 +244,8 @@ private slots:
         QCOMPARE(dialogs.prompts().last().text,
                  "Les modifications " + named + " ne sont pas enregistrées :\nfull");
         QCOMPARE(QList<QVariantList>(editor.announced), QList<QVariantList>{{"full"}});
+        dialogs.answerChoice("Abandonner les modifications"); // read again as on the disk
+        QVERIFY(editor.session.requestLeave() && !editor.session.hasUnsavedEdits());
     }
 
     // A document that failed to load hears of a repair; starting it again empty is asked once.

@@ -215,6 +215,7 @@ private slots:
             for (double scale : {0.2, 0.4, 0.5})
                 editAxis(1, [scale](Axis &a) { a.outputScale = scale; });
             expected.axes[1].outputScale = 0.5;
+            QVERIFY(m_panel->hasUnsavedEdits()); // the base's, until saved
         } else if (edit == "button") {
             expected.buttons[3].debounceMs = 40;
             Q_EMIT m_panel->findChildren<ButtonCard *>()[3]->settingsChanged(expected.buttons[3]);
