@@ -363,18 +363,17 @@ private slots:
     // The linker saves at most 250 ms after the first edit; the others wait for a pause.
     void saveRules_data()
     {
-        QTest::addColumn<int>("delay");
-        QTest::addColumn<EditSession::Coalescing>("coalescing");
-        QTest::newRow("profile editor") << 250 << EditSession::Coalescing::RestartOnEdit;
-        QTest::newRow("calibration panel") << 220 << EditSession::Coalescing::RestartOnEdit;
-        QTest::newRow("action linker") << 250 << EditSession::Coalescing::KeepFirstDeadline;
+        using C = EditSession::Coalescing;
+        QTest::addColumn<std::pair<int, C>>("rule"); // the delay, and how edits coalesce
+        QTest::newRow("profile editor") << std::pair(250, C::RestartOnEdit);
+        QTest::newRow("calibration panel") << std::pair(220, C::RestartOnEdit);
+        QTest::newRow("action linker") << std::pair(250, C::KeepFirstDeadline);
     }
 
     void saveRules()
     {
         const std::unique_ptr<Subject> under = subject(QTest::currentDataTag());
-        QTEST(under->rule().delayMs(), "delay");
-        QTEST(under->rule().coalescing(), "coalescing");
+        QTEST(std::pair(under->rule().delayMs(), under->rule().coalescing()), "rule");
     }
 
     void faults_data()
@@ -452,8 +451,7 @@ private slots:
             return true;
         });
         QTEST(under->memory(), "memory");
-        const bool unsettled = fault != "changed" || way == "Annuler";
-        if (unsettled && !(fault == "damaged" && way == "yes"))
+        if ((fault != "changed" || way == "Annuler") && !(fault == "damaged" && way == "yes"))
             QVERIFY2(!under->status().isEmpty(), "the editor says what went wrong");
         // The way out runs with the fault still there, but a retry, which follows a repair.
         QVERIFY(way != "Réessayer" || !chmod(QFile::encodeName(folder).constData(), 0755));

@@ -132,7 +132,6 @@ private slots:
         QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(353, 383, 36, 36));
         m_overlay->setBackgroundScaleMode(OverlayLines::Stretch); // the picture fills it all
         QCOMPARE(m_overlay->pastille(1)->geometry(), QRect(353, 549, 36, 108));
-        m_overlay->setBackgroundScaleMode(OverlayLines::Contain);
         m_overlay->setNodeSource(1, QStringLiteral("Bouton"), {false, "gamepade", 0, 1, "but_4"});
         m_overlay->bindActionToInput("zoom", "but_4"); // the pastille names its action
         QCOMPARE(m_overlay->pastille(1)->labels(), QStringList{"zoom"});

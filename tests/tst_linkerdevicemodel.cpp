@@ -163,14 +163,10 @@ private slots:
     // Two identical controllers remembered in their slots: each comes back to its own row.
     void identicalControllersKeepTheirSlots()
     {
-        QList<DeviceRegistryEntry> rows;
-        for (const char *name : {"Left", "Right"})
-            rows.append({"gp:" + QString::number(rows.size()),
-                         {{"vendorIdHex", "45e"},
-                          {"productIdHex", "28e"},
-                          {"name", "Twin"},
-                          {"nameOverride", name}}});
-        rows.append({"", {{"name", "Ghost"}}}); // a file's entry without a key shows no card
+        const QJsonObject twin{{"vendorIdHex", "45e"}, {"productIdHex", "28e"}, {"name", "Twin"}};
+        QList<DeviceRegistryEntry> rows{{"gp:0", twin}, {"gp:1", twin}, {"", {{"name", "Ghost"}}}};
+        rows[0].kv["nameOverride"] = "Left";
+        rows[1].kv["nameOverride"] = "Right"; // the file's last entry, without a key, shows no card
         writeDeviceRegistry(m_context, rows);
         Model *model = makeModel();
         QCOMPARE(model->count(), 2);

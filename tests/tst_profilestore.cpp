@@ -267,8 +267,8 @@ private slots:
     {
         const QString real = inConfig("p"), fallback = "/p/calibration.override.json";
         QVERIFY(QDir().mkpath(real) && QFile::link(configurationRoot(), real + "/link"));
-        GamepadProfileInfo profile;
-        profile.id = QUuid::createUuid();
+        GamepadProfileInfo info;
+        info.id = QUuid::createUuid();
         // folder | file | read path | write path
         for (const QStringList &row : {QStringList{"  ", "x.json", "", ""},
                                        {"/p", "  ", fallback, fallback},
@@ -276,10 +276,9 @@ private slots:
                                        {"/p", "/else/c.json", "/else/c.json", ""},
                                        {"/p", "../q/c.json", "/q/c.json", ""},
                                        {"@", "link/c.json", "@/link/c.json", "@/link/c.json"}}) {
-            profile.folder = QString(row[0]).replace("@", real);
-            profile.calibrationOverrideFile = row[1];
-            const QStringList paths{profileOverridePath(profile),
-                                    profileOverrideWritePath(profile)};
+            info.folder = QString(row[0]).replace("@", real);
+            info.calibrationOverrideFile = row[1];
+            const QStringList paths{profileOverridePath(info), profileOverrideWritePath(info)};
             QCOMPARE((row.mid(0, 2) + paths).join(" | ").replace(real, "@"), row.join(" | "));
         }
     }
