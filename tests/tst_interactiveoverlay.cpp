@@ -42,7 +42,8 @@ private slots:
         QFETCH(int, removed);
         for (int i = 0; i < 4; ++i)
             m_overlay->createNode(ElementKind::Button, QString(), QPoint(50 + 100 * i, 100));
-        QVERIFY(m_overlay->startListening(2, QStringLiteral("Bouton")));
+        QVERIFY(m_overlay->startListening(1, "Bouton") && m_overlay->startListening(2, "Bouton"));
+        QCOMPARE(m_overlay->pastille(1)->state(), TouchArea::Normal); // listening no more
         m_overlay->setSelectedNode(3);
         QSignalSpy told(m_overlay, &InteractiveOverlay::selectedNodeChanged);
         TouchArea *pastille = m_overlay->pastille(removed);
@@ -156,6 +157,8 @@ private slots:
 
         m_overlay->setBackgroundPicture(broken);
         QCOMPARE(m_overlay->pictureMessage(), "Impossible d’afficher l’image " + broken);
+        const QRect said = m_overlay->findChild<QLabel *>("overlayPictureMessage")->geometry();
+        QVERIFY((said.center() - m_overlay->rect().center()).manhattanLength() <= 1); // centred
         QVERIFY(m_overlay->backgroundPixmap().isNull());
         m_overlay->setBackgroundPicture(large);
         // Placed at once, the pixels following from a worker.
