@@ -175,8 +175,7 @@ private slots:
         QCOMPARE(error, "Type de profil inconnu dans " + folder + "/meta.json");
     }
 
-    // A controller finds the profile of its model, else one linked to its name; a controller
-    // without a vendor id has no known model and is found by its name only.
+    // A controller finds its model's profile, else one linked to its name (no vendor id: by name).
     void profileForDevice()
     {
         const QString root = inConfig("GamepadProfiles/");

@@ -148,9 +148,11 @@ private slots:
         const QString second = makeProfileFor("Pad 0", "Carousel B");
         const std::unique_ptr<QWidget> window(p->configurationWindow(nullptr));
         QCOMPARE(cardValue(model, "gp:0", "profileCount"), QVariant(1));
+        QSignalSpy told(model, &QAbstractItemModel::dataChanged); // every card, the first included
         QVERIFY(QMetaObject::invokeMethod(
             window->findChild<QWidget *>("ManetteConfigurationWidget"), "profilesCatalogChanged"));
         QCOMPARE(cardValue(model, "gp:0", "profileCount"), QVariant(2));
+        QCOMPARE(told.value(0).value(0).toModelIndex().row(), 0);
 
         QVERIFY(QMetaObject::invokeMethod(model, "setActiveProfile", Q_ARG(QString, "gp:0"),
                                           Q_ARG(QString, first)));

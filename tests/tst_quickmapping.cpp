@@ -150,6 +150,8 @@ private slots:
         QCOMPARE(bound, maps ? 1 : 0);
         const QString hint = quickActionsHint(true, true, maps ? "" : "pan");
         QCOMPARE(e->panel.hintText(), message.isEmpty() ? hint : message.arg(key, "pan"));
+        e->panel.setPendingAction("tilt"); // another action chosen: its hint, no older message
+        QCOMPARE(e->panel.hintText(), quickActionsHint(true, true, "tilt"));
     }
 
     void inspectorShowsSelection_data()

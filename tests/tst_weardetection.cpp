@@ -46,10 +46,8 @@ private slots:
         const auto row = [](auto tag, int presses, int period, int hold, int gap) -> QTestData & {
             return QTest::newRow(tag) << presses << pressSession(presses, period, hold, gap);
         };
-        row("bounce 5 ms", 5, 300, 150, 5) << 0 << 5;
-        row("bounce 20 ms", 5, 300, 150, 20) << 0 << 5;
-        row("bounce 39 ms", 5, 300, 150, 39) << 0 << 5;
-        row("gap 40 ms is a press", 5, 300, 150, 40) << 0 << 0;
+        for (int gap : {5, 20, 39, 40}) // below 40 ms a bounce, from 40 ms a press of its own
+            row(qPrintable(QString("gap %1 ms").arg(gap)), 5, 300, 150, gap) << 0 << 5 * (gap < 40);
         row("two bounces are not several", 2, 300, 150, 5) << 0 << 0;
         row("debounce already covers", 5, 300, 150, 20) << 22 << 0;
         row("debounce too short", 5, 300, 150, 20) << 21 << 5;
