@@ -36,6 +36,9 @@ private slots:
             other.update();
             QCOMPARE(entry.inputs(other),
                      QStringList({"Axe 2|axis://2", "Bouton 0|btn://0", "Bouton 1|btn://1"}));
+            other.connectController(3, padIdentity(), 0, 0b100); // no button at all
+            other.update();
+            QCOMPARE(entry.inputs(other), QStringList{"Axe 2|axis://2"});
             // An icon given drops the user's picture: the controller's shows when it comes back.
             QVERIFY(entry.setImage(QVariant::fromValue(QIcon())));
             entry.attach(&device);

@@ -43,6 +43,7 @@ private slots:
         // clang-format off
         QTest::newRow("stored") << QJsonObject{{"w", 320}, {"h", 200}} << QSize(10, 10) << QSize(320, 200) << "";
         QTest::newRow("nothing usable") << QJsonObject() << QSize(0, 0) << QSize(800, 600) << "";
+        QTest::newRow("smallest asked") << QJsonObject() << QSize(1, 1) << QSize(1, 1) << "";
         QTest::newRow("at both caps") << QJsonObject{{"w", 8192}, {"h", 2048}} << QSize() << QSize(8192, 2048) << "";
         QTest::newRow("longest side") << QJsonObject{{"w", 20000}, {"h", 100}} << QSize() << QSize(8192, 40) << capped + "20000x100 to 8192x40";
         QTest::newRow("pixel budget") << QJsonObject{{"w", 46341}, {"h", 46341}} << QSize() << QSize(4096, 4096) << capped + "46341x46341 to 4096x4096";
