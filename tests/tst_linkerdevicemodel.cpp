@@ -185,7 +185,7 @@ private slots:
                           {"productIdHex", "28e"},
                           {"name", QString("Old %1").arg(i)},
                           {"lastSeen", i == 5 ? QJsonValue() : 1000 + i}}});
-        full[3].kv.insert("selected", true);
+        full[0].kv.insert("selected", true);
         writeDeviceRegistry(m_context, full);
         const double before = double(QDateTime::currentMSecsSinceEpoch());
         Model *model = makeModel();
@@ -194,8 +194,8 @@ private slots:
         QCOMPARE(value(model, "gp:0", Model::ProfileCountRole), QVariant(3));
         QCOMPARE(model->count(), kMaxRegistryEntries);
         QCOMPARE(model->indexOfUsn("gp:old5"), -1);
-        const int row = model->indexOfUsn("gp:old3");
-        plug(1, "Old 3");
+        const int row = model->indexOfUsn("gp:old0");
+        plug(1, "Old 0");
         QCOMPARE(model->usnForRow(row), QStringLiteral("gp:1"));
         QVERIFY(model->isSelected("gp:1") && deviceAt(1)->isPolling());
         QVERIFY(storedKv("gp:0").value("lastSeen").toDouble() >= before);
