@@ -98,8 +98,7 @@ private slots:
         onPastille->actions().at(5)->trigger(); // "Dupliquer", then the pastille's own
         Q_EMIT m_overlay->pastille(0)->requestDuplicate(m_overlay->pastille(0));
         onPastille->actions().last()->trigger();
-        QCOMPARE(m_overlay->nodeCount(), 3);
-        QCOMPARE(dirty.size(), 4);
+        QCOMPARE(QList({m_overlay->nodeCount(), int(dirty.size())}), QList({3, 4}));
         m_overlay->setLocked(true);
         QVERIFY(!m_overlay->createContextMenu(QPoint(100, 100), nullptr));
         QContextMenuEvent click(QContextMenuEvent::Mouse, {100, 100}, {100, 100}); // left to others
@@ -215,8 +214,7 @@ private slots:
 
         // Batches keep a large layout's loading and its first paint from being one long wait.
         const int batch = InteractiveOverlay::kPastillesPerPaint;
-        QVERIFY(fresh.load(layout(batch)));
-        QVERIFY(!fresh.pastille(batch - 1)->isPaintingHeld());
+        QVERIFY(fresh.load(layout(batch)) && !fresh.pastille(batch - 1)->isPaintingHeld());
         const int count = batch * 2 + 1;
         QVERIFY(m_overlay->load(layout(count)) && fresh.load(layout(count)));
         QVERIFY(m_overlay->pastille(0)->isPaintingHeld());
