@@ -195,6 +195,7 @@ private slots:
                 document.nodes << makeOverlayNode(kind, defaultTitle(kind, i));
                 document.nodes.last().geometry = QRectF(0.1 * (i % 9), 0.1 * (i % 7), 0.15, 0.1);
                 document.nodes.last().sources[0].source.stringKey = "but_" + QString::number(i);
+                document.nodes.last().freeAspect = (count + i) % 2;
             }
             return overlayDocumentToJson(document);
         };
@@ -210,6 +211,7 @@ private slots:
         QVERIFY(fresh.load(layout(3)));
         QCOMPARE(m_overlay->pastille(0), kept);
         QCOMPARE(m_overlay->pastille(0)->id(), m_overlay->node(0).id);
+        QVERIFY(m_overlay->pastille(0)->freeAspect()); // as the node, not as the one before
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
 
         // Batches keep a large layout's loading and its first paint from being one long wait.
@@ -225,12 +227,12 @@ private slots:
         QTRY_VERIFY(!fresh.pastille(count - 1)->isPaintingHeld());
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
         QVERIFY(fresh.load(layout(count)) && fresh.load(layout(count / 2))); // held ones spare
-        QVERIFY(!fresh.pastille(fresh.createNode(ElementKind::Button, {}, {}))->isPaintingHeld());
+        const TouchArea *created = fresh.pastille(fresh.createNode(ElementKind::Button, {}, {}));
+        QVERIFY(!created->isPaintingHeld() && created->pos() == QPoint(0, 0)); // kept inside
         // With no room to place them yet, pastilles stand in the corner at a new pastille's size.
-        InteractiveOverlay unsized;
-        unsized.resize(0, 0);
-        QVERIFY(unsized.load(layout(1)));
-        QCOMPARE(unsized.pastille(0)->geometry(),
+        fresh.resize(0, 0);
+        QVERIFY(fresh.load(layout(1)));
+        QCOMPARE(fresh.pastille(0)->geometry(),
                  QRect(0, 0, TouchArea::kNewSide, TouchArea::kNewSide));
     }
 

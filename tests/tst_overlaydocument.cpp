@@ -90,11 +90,11 @@ private slots:
                            "singleJoy/Joy 2/onChange/ [joy_3 j 2 3]",
                            "button/Bouton 3/onChange/ [but_7 b 0 1]"}
             << QRect(400, 150, 80, 60);
-        QTest::newRow("v2 legacy keys")
+        QTest::newRow("v2 legacy keys, background space")
             << GAMEPAD_TEST_DATA "/overlay_v2.json"
             << QStringList{"dualJoyCross/Gauche/activeOnly/s [joy_0 j 1 2] [ j 0 1]",
                            "button/Bouton 2/onChange/f [gate_2 b 0 1]"}
-            << QRect(205, 230, 154, 154);
+            << QRect(205, 282, 154, 102);
     }
     void samples()
     {
