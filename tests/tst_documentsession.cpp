@@ -8,11 +8,10 @@
 // Bumps a file's modification time the way a rewrite a moment later would.
 static bool touchLater(const QString &path)
 {
-    static int touches = 0; // each lands on another second: two writes may share a millisecond
-    QFile file(path);
+    static int later = 5; // seconds, one more each time: two writes may share a millisecond
+    QFile f(path);
     const auto mtime = QFileDevice::FileModificationTime;
-    return file.open(QFile::ReadWrite) &&
-           file.setFileTime(file.fileTime(mtime).addSecs(5 + ++touches), mtime);
+    return f.open(QFile::ReadWrite) && f.setFileTime(f.fileTime(mtime).addSecs(++later), mtime);
 }
 
 // A session over a folder with one document, loaded, whose saver writes what the "editor" holds.
