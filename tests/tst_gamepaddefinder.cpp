@@ -400,13 +400,13 @@ private slots:
     {
         QTest::addColumn<int>("mode");
         QTest::addColumn<bool>("withRow");
-        // locked; shown: overlay, calibration, inspector, quick actions, "+ Joy"; "+ Joy" enabled,
-        // "Edit" checked, nothing pending, a pastille selected
+        // locked; shown: overlay, calibration, side column, quick actions, "+ Joy"; "+ Joy" on,
+        // "Edit" checked, nothing pending, a pastille selected, "Passez en mode Mapping" hinted
         QTest::addColumn<QString>("expected");
-        QTest::newRow("mapping") << 0 << true << "1 1 0 1 1 0 1 0 1 0";
-        QTest::newRow("calibration") << 1 << true << "0 0 1 0 0 0 1 0 1 0"; // from Edit: lock kept
-        QTest::newRow("edit") << 2 << true << "0 1 0 1 0 1 1 1 0 1";
-        QTest::newRow("edit without profile") << 2 << false << "0 1 0 1 0 1 0 1 0 0";
+        QTest::newRow("mapping") << 0 << true << "1 1 0 1 1 0 1 0 1 0 0";
+        QTest::newRow("calibration") << 1 << true << "0 0 1 0 0 0 1 0 1 0 1"; // Edit's lock kept
+        QTest::newRow("edit") << 2 << true << "0 1 0 1 0 1 1 1 0 1 1";
+        QTest::newRow("edit without profile") << 2 << false << "0 1 0 1 0 1 0 1 0 0 1";
     }
 
     void modesTable()
@@ -426,12 +426,13 @@ private slots:
         auto *edit = w->findChildren<QPushButton *>("gamepadModeButton").value(2);
         QCOMPARE(add->text() + ", " + edit->text(), "+ Joy, Edit");
         QStringList seen = {QString::number(w->overlay()->isLocked())};
-        for (QWidget *part : QWidgetList{w->overlay(), w->calibrationPanel(), w->inspector(),
-                                         w->quickActions(), add})
+        for (QWidget *part : QWidgetList{w->overlay(), w->calibrationPanel(),
+                                         w->inspector()->parentWidget(), w->quickActions(), add})
             seen << QString::number(part->isVisibleTo(w.get()));
         seen << QString::number(add->isEnabled()) << QString::number(edit->isChecked())
              << QString::number(w->quickActions()->pendingAction().isEmpty())
-             << QString::number(w->overlay()->selectedNode() == 0);
+             << QString::number(w->overlay()->selectedNode() == 0)
+             << QString::number(w->quickActions()->hintText().startsWith("Passez en mode"));
         QTEST(seen.join(' '), "expected");
     }
 
