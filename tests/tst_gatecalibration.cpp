@@ -42,7 +42,7 @@ private slots:
         QTest::addColumn<QStringList>("keys");
         QTest::addColumn<QString>("expected");
         QTest::newRow("none") << QStringList{} << "gate_0";
-        QTest::newRow("highest plus one") << QStringList{"gate_0", "gate_4"} << "gate_5";
+        QTest::newRow("highest plus one") << QStringList{"gate_0", "gate_40"} << "gate_41";
         QTest::newRow("not numbered, other prefixes")
             << QStringList{"gate_x", "gate_", "gate_-3", "gate_ 9", "Gate_7", "pad_9", "gate_1"}
             << "gate_2";
