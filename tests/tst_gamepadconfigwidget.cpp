@@ -384,10 +384,8 @@ private slots:
                                 : situation == "outside" ? outside
                                                          : overrideFile();
         setHost(situation == "no login" ? QString() : "tester");
-        if (situation == "damaged")
-            QVERIFY(writeFileAtomic(overrideFile(), "{,}", nullptr));
-        if (situation == "outside") // an override named outside its profile: never written
-            QVERIFY(writeGamma(outside, 1.5));
+        QVERIFY(situation != "damaged" || writeFileAtomic(overrideFile(), "{,}", nullptr));
+        QVERIFY(situation != "outside" || writeGamma(outside, 1.5)); // named outside: never written
         m_profile.calibrationOverrideFile = situation == "outside" ? "../outside.json" : "";
         m_profile.calibrationMode =
             situation == "damaged" || situation == "outside" ? "override" : "inherit";
