@@ -37,6 +37,7 @@ private slots:
     {
         QComboBox *actions = combo("actionToolBoxActions");
         QCOMPARE(actions->count(), 6); // none, Caméra, Zoom, snap, Sans groupe, rec
+        QVERIFY(actions->itemData(1, Qt::FontRole).value<QFont>().bold()); // a group's title
         QSignalSpy durty(m_box, &ActionToolBox::durty);
         QTest::keyClick(actions, Qt::Key_Down); // the group title cannot be chosen
         QCOMPARE(m_box->binding(), object(R"({"ref": "zoom", "action": "zoom"})"));

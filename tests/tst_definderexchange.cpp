@@ -182,8 +182,7 @@ private slots:
         QFETCH(bool, overlayLost);
         seed(QStringLiteral("Al/pha"));
         const GamepadProfileMeta beta = seed(QStringLiteral("Beta"));
-        if (overlayLost)
-            QVERIFY(QFile::remove(beta.overlayPath()));
+        QVERIFY(!overlayLost || QFile::remove(beta.overlayPath()));
         const QString folder = path(QStringLiteral("shots%1").arg(overlayLost));
         ScriptedDialogs dialogs;
         dialogs.answerPath(folder);
