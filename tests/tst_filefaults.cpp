@@ -192,9 +192,10 @@ private slots:
         QVERIFY(!writeJsonFileAtomic(path, QByteArray(kMaxJsonFileBytes + 1, ' '), &error));
         QCOMPARE(error, "Impossible d’écrire " + path + " (File too large)");
         QVERIFY(!QFileInfo::exists(path));
-        // Below a size limit whose signal would end the process, a small document is written.
+        // Up to a size limit whose signal would end the process, a document that size is written.
+        const QByteArray fits(kFaultFileSizeLimit, ' ');
         QVERIFY(runUnder(FileFault::DiskFullSignalNotIgnored,
-                         [&] { return writeJsonFileAtomic(path, "{}", &error); }));
+                         [&] { return writeJsonFileAtomic(path, fits, &error); }));
     }
 
     // A name below the folder, through its links too, gives the clean path; any other is refused.
