@@ -307,6 +307,7 @@ private slots:
         QCOMPARE(bindingsOf(*built), QStringList{"but_5:zoom"}); // the previous profile's
         m_linker->show();
         QCOMPARE(bindings() << m_linker->profileFolder(), QStringList({"but_5:tilt", last.folder}));
+        QCOMPARE(m_linker->overlay()->pictureSize(), QSize(8, 6)); // over the profile's picture
         bind("Enregistrer", 3);
         m_linker->flushSave();
         QCOMPARE(bridgesOnDisk(mappingDocumentPath(last.folder)),

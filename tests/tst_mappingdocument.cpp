@@ -64,6 +64,7 @@ private slots:
                R"({"action":"pan","joyXKey":"joy_0","joyYKey":"joy_1","publishGroupKey":"0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3","publishMode":"onChange","src":"joy_1"}])";
         QTest::newRow("unsplit cross, all none")
             << node(cross, {"joy_0", "joy_1"}, {none, none}) << "[]";
+        QTest::newRow("cross, key blank") << node(cross, {"joy_0", " "}, {pan, none}) << "[]";
         QTest::newRow("split cross")
             << node(cross, {"joy_0", "joy_1"}, {pan, R"({"action": "tilt"})"})
             << R"([{"action":"pan","publishMode":"onChange","src":"joy_0"},{"action":"tilt","publishMode":"onChange","src":"joy_1"}])";
