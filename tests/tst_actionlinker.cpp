@@ -9,6 +9,7 @@
 #include "runtimetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
+#include "toucharea.h"
 #include "widgettestsupport.h"
 
 #include <QtTest>
@@ -307,7 +308,8 @@ private slots:
         QCOMPARE(bindingsOf(*built), QStringList{"but_5:zoom"}); // the previous profile's
         m_linker->show();
         QCOMPARE(bindings() << m_linker->profileFolder(), QStringList({"but_5:tilt", last.folder}));
-        QCOMPARE(m_linker->overlay()->pictureSize(), QSize(8, 6)); // over the profile's picture
+        QCOMPARE(m_linker->overlay()->pictureSize(), QSize(8, 6)); // its picture, its actions
+        QCOMPARE(m_linker->overlay()->pastille(1)->labels(), QStringList("tilt"));
         bind("Enregistrer", 3);
         m_linker->flushSave();
         QCOMPARE(bridgesOnDisk(mappingDocumentPath(last.folder)),
