@@ -210,8 +210,7 @@ private slots:
         QCOMPARE(QList({told.size(), dialogs.prompts().size()}), QList<qsizetype>({1, 7}));
         const QString refused = dialogs.prompts().at(5).title + dialogs.prompts().at(5).text;
         QVERIFY(refused.startsWith("ImageImpossible de copier l’image " + m_home.path()));
-        QCOMPARE(w->overlay()->pictureSize(), QSize(300, 300));
-        QCOMPARE(catalog.count(), 3);
+        QVERIFY(w->overlay()->pictureSize() == QSize(300, 300) && catalog.count() == 3);
     }
 
     // An asked save refreshes the mapping panel at once, the snapshots' save later; both ask alike.

@@ -98,8 +98,7 @@ private slots:
         widget->editor()->onOverlayDirty();
         QVERIFY(QFile::remove(meta.overlayPath()) && QDir().mkdir(meta.overlayPath()));
         window.close();
-        QCOMPARE(window.isVisible(), answer == "Rester");
-        QCOMPARE(dialogs.prompts().size(), 1);
+        QVERIFY(window.isVisible() == (answer == "Rester") && dialogs.prompts().size() == 1);
         QCOMPARE(dialogs.prompts().first().title, QString("Modifications non enregistrées"));
     }
 };

@@ -134,6 +134,8 @@ private slots:
         QCOMPARE(m_pastille->title(), "Gachette");
         QCOMPARE(dialogs.prompts().value(0).text, "Nom :");
         QCOMPARE(dialogs.prompts().value(1).value, "Gachette");
+        dialogs.answerYes(); // never used: the script fails the test as it goes
+        QEXPECT_FAIL("", "scripted answers never used: question \"\"", Continue);
     }
 
 private:
