@@ -68,10 +68,11 @@ private slots:
 
         plug(0, "Pad B");
         QCOMPARE(model->usnForRow(0) + ' ' + model->usnForRow(1), "gp:45e-28e:Pad A gp:0");
-        QList<int> roles; // its new key is heard; an unknown key cycles nothing
+        QList<int> roles; // its lost link and new key are heard; an unknown key cycles nothing
         for (const QList<QVariant> &args : changed)
             roles += args[0].toModelIndex().row() ? QList<int>() : args[2].value<QList<int>>();
-        QVERIFY(roles.contains(Model::UsnRole) && !model->cycleProfile("gp:nobody", 1));
+        QVERIFY(roles.contains(Model::LinkStateRole) && roles.contains(Model::UsnRole));
+        QVERIFY(!model->cycleProfile("gp:nobody", 1));
         QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Pad B"));
         QVERIFY(!model->isSelected("gp:0") && !deviceAt(0)->isPolling());
         // A plugged controller would come straight back, an unknown one is not there: refused.

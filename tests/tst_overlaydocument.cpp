@@ -152,8 +152,7 @@ private slots:
                 "sources": {"Joystick": {"deviceType": 1, "deviceId": "3", "packetId": 2.5,
                     "stringKey": 9}}, "freeAspect": 1}]})"),
                                         kContext, &document));
-        QCOMPARE(document.overlaySize, QSize(1, 1));
-        QCOMPARE(document.bgMode, Mode::Contain);
+        QVERIFY(document.overlaySize == QSize(1, 1) && document.bgMode == Mode::Contain);
         OverlayNode expected = makeOverlayNode(ElementKind::SingleJoy, "Joy 1");
         expected.id = document.nodes.value(0).id;
         expected.geometry = QRectF(0.1, 0.5, 0.08, 0.08);
