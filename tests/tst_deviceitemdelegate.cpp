@@ -190,8 +190,9 @@ private slots:
         const int left = more.rect.left(), y = more.rect.center().y();
         for (int x = cardRect(kCard).right() + 1; x < image.width(); ++x)
             QCOMPARE(qAlpha(image.pixel(x, y)), 0);
-        // The chip's cyan tint, against the card beside it.
-        QVERIFY(qBlue(image.pixel(left + 2, y)) > qBlue(image.pixel(left - 4, y)) + 10);
+        // The chip's cyan tint, against the card beside it and the chip before it (28 px apart).
+        for (const int elsewhere : {left - 4, left - 26})
+            QVERIFY(qBlue(image.pixel(left + 2, y)) > qBlue(image.pixel(elsewhere, y)) + 10);
         // Chips show their kind's icon, not their label: buttons A and Z look alike.
         entries = QStringList{"Axe|axis://0", "A|btn://1", "Z|btn://2"} + entries.mid(3);
         const QList<ControlChip> chips = layoutControlChips(cardControlsStrip(kCard), entries);
