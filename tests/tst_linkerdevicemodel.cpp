@@ -96,6 +96,8 @@ private slots:
         QCOMPARE(value(model, "gp:3", Model::NameRole), QVariant("Pilote"));
         QVERIFY(model->isSelected("gp:3") && deviceAt(3)->isPolling());
         QCOMPARE(deviceAt(3)->activeProfileId(), m_profiles.at(2).toString(QUuid::WithoutBraces));
+        // A list made later finds it already linked.
+        QCOMPARE(value(makeModel(), "gp:3", Model::LinkStateRole), QVariant(Model::kLinked));
         deviceAt(3)->stop(); // a sync starts it again and tells the host what is selected
         QSignalSpy told(model, &Model::selectedInterfacesChanged);
         model->syncSelected();
