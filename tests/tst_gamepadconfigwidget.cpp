@@ -331,8 +331,7 @@ private slots:
         QSignalSpy meta(m_panel.get(), &GamepadConfigWidget::profileCalibrationMetadataChanged);
         editGamma(2.5);
         scopeCombo()->setCurrentIndex(1);
-        QCOMPARE(gammaOnDisk(baseFile()), 2.5);
-        QCOMPARE(meta.count(), 1);
+        QVERIFY(gammaOnDisk(baseFile()) == 2.5 && meta.count() == 1);
         QCOMPARE(meta.at(0), QVariantList({"override", "calibration.override.json", quint32(0x45e),
                                            quint32(0x28e)}));
         const QJsonObject file = QJsonDocument::fromJson(readBytes(overrideFile())).object();

@@ -293,7 +293,9 @@ private slots:
     // Rewrites and profiles from elsewhere show; one deleted goes quietly, unless it holds edits.
     void catalogueFollowsTheFolders()
     {
-        const GamepadProfileMeta open = seed("Ouvert", {"joy_0"});
+        GamepadProfileMeta open = seed("Ouvert", {"joy_0"});
+        const QString first = QFileInfo(open.folder).path() + "/0"; // listed before any other
+        QVERIFY(QDir().rename(std::exchange(open.folder, first), first));
         QVERIFY(QFile::remove(open.imagePath())); // shown without a picture
         ScriptedDialogs dialogs;
         auto w = window();
