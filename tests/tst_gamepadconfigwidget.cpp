@@ -336,8 +336,7 @@ private slots:
                                            quint32(0x28e)}));
         const QJsonObject file = QJsonDocument::fromJson(readBytes(overrideFile())).object();
         QCOMPARE(file.value("profileId").toString(), m_profile.id.toString(QUuid::WithoutBraces));
-        QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
-        QCOMPARE(label("sourceLabel"), "Source: Profil");
+        QVERIFY(gammaOnDisk(overrideFile()) == 2.5 && label("sourceLabel") == "Source: Profil");
         editGamma(3.0);
         scopeCombo()->setCurrentIndex(0);
         QCOMPARE(gammaOnDisk(overrideFile()), 3.0);
@@ -451,8 +450,7 @@ private slots:
         } else {
             m_panel.reset();
             QVERIFY(dialogs.prompts().isEmpty());
-            QCOMPARE(gammaOnDisk(baseFile()), 2.5);
-            QCOMPARE(m_pad->calibration().axes[0].gamma, 2.5);
+            QVERIFY(gammaOnDisk(baseFile()) == 2.5 && m_pad->calibration().axes[0].gamma == 2.5);
             return;
         }
         QCOMPARE(dialogs.prompts().size(), 1);

@@ -173,6 +173,8 @@ private slots:
         QVERIFY(writeJsonFileAtomic(folder + "/meta.json", QJsonObject{{"type", "X"}}, nullptr));
         QVERIFY(!readProfileMeta(folder, nullptr, &error));
         QCOMPARE(error, "Type de profil inconnu dans " + folder + "/meta.json");
+        meta.folder.clear(); // a profile without a folder is never written
+        QVERIFY(!writeProfileMeta(&meta, &error) && error.endsWith("(No such file or directory)"));
     }
 
     // A controller finds its model's profile, else one linked to its name (no vendor id: by name).
