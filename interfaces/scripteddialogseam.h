@@ -58,12 +58,9 @@ public:
 
     const QList<Prompt> &prompts() const { return m_prompts; }
     int pendingAnswers() const { return int(m_answers.size()); }
-    void clear();
     // Fails the test when answers are left: the script expected questions that never came.
     // Called when the seam goes; call it earlier to check a step.
     void verifyAllUsed();
-    // What a misused script does: fail the running test (Qt Test), unless replaced.
-    std::function<void(const QString &)> onMisuse;
     // Runs once inside the next question, as a modal box's event loop runs the rest of the program
     // (timers, disk watchers, controller input) while the user reads it.
     std::function<void()> whileAsking;

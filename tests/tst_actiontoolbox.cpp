@@ -80,8 +80,7 @@ private slots:
             QTest::keyClick(param(name), Qt::Key_Backspace);
             QTest::keyClick(param(name), Qt::Key_Return);
         }
-        QCOMPARE(durty.count(), 6);
-        QCOMPARE(m_box->binding(), object(R"({"ref": "zoom"})"));
+        QVERIFY(durty.count() == 6 && m_box->binding() == object(R"({"ref": "zoom"})"));
     }
 
     // Focus passing through the fields is no edit: stored values keep their type and every digit.

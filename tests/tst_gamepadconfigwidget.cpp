@@ -339,8 +339,7 @@ private slots:
         QVERIFY(gammaOnDisk(overrideFile()) == 2.5 && label("sourceLabel") == "Source: Profil");
         editGamma(3.0);
         scopeCombo()->setCurrentIndex(0);
-        QCOMPARE(gammaOnDisk(overrideFile()), 3.0);
-        QCOMPARE(meta.last().at(0).toString(), "inherit");
+        QVERIFY(gammaOnDisk(overrideFile()) == 3.0 && meta.last().at(0).toString() == "inherit");
         scopeCombo()->setCurrentIndex(1);
         QCOMPARE(shownGamma(), 3.0);
         button("Copier base vers profil")->click(); // the base on disk, not the override in force
@@ -402,8 +401,7 @@ private slots:
         readOnly(situation == "read-only" ? m_profile.folder : QString(), acts[action]);
         QCOMPARE(scopeCombo()->currentIndex(), scope);
         QVERIFY2(status().startsWith(said.replace("%1", watched)), qPrintable(status()));
-        QCOMPARE(shownGamma() == 2.5, action == "edit");
-        QCOMPARE(readBytes(watched), bytes);
+        QVERIFY((shownGamma() == 2.5) == (action == "edit") && readBytes(watched) == bytes);
         QVERIFY(meta.isEmpty() && dialogs.prompts().isEmpty());
     }
 
@@ -506,8 +504,7 @@ private slots:
         QCOMPARE(scopeCombo()->currentIndex(), 1);
         dialogs.answerYes(true);
         startAgain->click();
-        QCOMPARE(axisCard(0)->settings().gamma, 2.5);
-        QCOMPARE(readBytes(overrideFile()), "{,}");
+        QVERIFY(axisCard(0)->settings().gamma == 2.5 && readBytes(overrideFile()) == "{,}");
     }
 
     void measurementIsBound_data()
