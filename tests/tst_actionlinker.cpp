@@ -183,7 +183,7 @@ private slots:
                  "Actions disponibles");
         const int gap = m_linker->findChild<QFrame *>("mappingActionsPanel")->x() -
                         m_linker->overlay()->geometry().right();
-        QVERIFY(gap > 0 && gap < 20); // the overlay fills the room left of the panel
+        QVERIFY(gap > 0 && gap < 20 && m_linker->overlay()->isLocked()); // fills its room, fixed
         QVERIFY(m_linker->findChild<QLabel *>("mappingActionsHint")->y() >
                 m_linker->findChild<QWidget *>("mappingActionsList")->geometry().bottom());
         QSignalSpy selection(list()->selectionModel(), &QItemSelectionModel::selectionChanged);

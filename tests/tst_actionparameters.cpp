@@ -25,6 +25,7 @@ private slots:
         QTest::addColumn<QString>("stored"); // a one-element JSON array: 5 and "5" differ; [] none
         row("placeholder in int", "read", "arg_0", "int", R"(["arg_0"])");
         row("TRUE in bool", "read", "TRUE", "bool", "[true]");
+        row("False in bool", "read", " False ", "bool", "[false]");
         row("int", "read", " -42 ", "int", "[-42]");
         row("fraction in int", "read", "4.5", "int", R"(["4.5"])");
         row("double", "read", "2.5e1", "double", "[25]");

@@ -43,9 +43,10 @@ private slots:
         QCOMPARE(m_box->binding(), object(R"({"ref": "zoom", "action": "zoom"})"));
         auto *edit = m_box->findChild<QPushButton *>("actionToolBoxEdit");
         QVERIFY(edit->isEnabled()); // zoom has parameters to edit
-        auto *line = m_box->findChild<QLabel *>("actionToolBoxSignature"); // selectable, to copy
+        auto *line = m_box->findChild<QLabel *>("actionToolBoxSignature"); // under, to copy
         QCOMPARE(line->text(), "zoom(int speed, double gain, string mode, bool on)");
-        QVERIFY(line->textInteractionFlags() == Qt::TextSelectableByMouse);
+        QVERIFY(line->textInteractionFlags() == Qt::TextSelectableByMouse &&
+                line->y() > actions->y());
         QVERIFY(!param("speed")->isVisible());
         edit->click(); // they open under the list
         QVERIFY(param("speed")->isVisible());

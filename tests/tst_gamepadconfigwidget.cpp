@@ -346,8 +346,7 @@ private slots:
         QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
         button("Supprimer override")->click();
-        QVERIFY(!QFile::exists(overrideFile()));
-        QCOMPARE(scopeCombo()->currentIndex(), 0);
+        QVERIFY(!QFile::exists(overrideFile()) && scopeCombo()->currentIndex() == 0);
         QCOMPARE(meta.last(), QVariantList({"inherit", "", quint32(0x45e), quint32(0x28e)}));
         QCOMPARE(saved.count(), 1);
         button("Copier base vers profil")->click();
