@@ -127,8 +127,7 @@ private slots:
         // The host's mapping document: the bound profile's, else one made for this controller.
         QCOMPARE(pad->noCodeApp(), QStringList()); // none written yet
         const QString bound = userProfilesRoot() + '/' + id + "/configActionGamepad.json";
-        QVERIFY(writeBytes(bound, "{}"));
-        QCOMPARE(pad->noCodeApp(), QStringList{bound});
+        QVERIFY(writeBytes(bound, "{}") && pad->noCodeApp() == QStringList{bound});
         pad->setActiveProfileId({});
         const QString made = userProfilesRoot() + "/made/", madeId = QUuid::createUuid().toString();
         QVERIFY(writeBytes(made + "meta.json", R"({"type": "GamepadDefinderMeta", "id": ")" +

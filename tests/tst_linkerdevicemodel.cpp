@@ -61,8 +61,17 @@ private slots:
         QVERIFY(model->setData(model->index(0), "Pilote", Model::NameRole));
         QVERIFY(model->setData(model->index(0), "Tourelle", Model::ProductRole));
         QVERIFY(model->setData(model->index(0), "/mine.png", Model::ImageRole));
+        QVERIFY(!model->setData(model->index(0), 7, Model::ImageRole) &&
+                !model->setData(model->index(0), "gp:9", Model::UsnRole));
         QCOMPARE(changed.last().at(2).value<QList<int>>(), QList<int>{Model::ImageRole});
         QCOMPARE(storedKv("gp:0").value("product"), QJsonValue("Tourelle"));
+        // Bound by id, braces or not, also when made for another controller; blank unbinds.
+        for (const QString &refused : {QString("{nonsense}"), QUuid::createUuid().toString()})
+            QVERIFY(!model->setActiveProfile("gp:0", refused));
+        QVERIFY(model->setActiveProfile("gp:0", m_profiles.at(3).toString(QUuid::WithoutBraces)));
+        QCOMPARE(storedKv("gp:0").value("activeProfileName"), QJsonValue("Delta"));
+        QVERIFY(model->setActiveProfile("gp:0", " ") &&
+                !storedKv("gp:0").contains("activeProfileId"));
         QVERIFY(model->setActiveProfile("gp:0", m_profiles.at(2).toString()));
         unplug(0);
 

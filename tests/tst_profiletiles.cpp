@@ -63,8 +63,7 @@ private slots:
         tiles.fill(entries);
         QVERIFY(tiles.thumbnailsPending());
         tiles.waitForThumbnails();
-        QVERIFY(!tiles.thumbnailsPending());
-        QCOMPARE(ready.count(), 1);
+        QVERIFY(!tiles.thumbnailsPending() && ready.count() == 1);
         QCOMPARE(tiles.decodeCount(), 4); // "a" and its copy once
         for (int row : {4, 6})
             QCOMPARE(tileImages(list).at(row), tileImages(list).at(3));
