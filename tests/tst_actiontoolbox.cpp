@@ -72,7 +72,11 @@ private slots:
         QTest::keyClick(combo("actionToolBoxParam_on"), Qt::Key_Up);   // "<par défaut>"
         QVERIFY(!m_box->binding().value("args").toObject().contains("on"));
         param("on")->clear();
-        QTest::keyClicks(param("on"), "TRUE\r\r");            // Return twice
+        QApplication::setActiveWindow(m_parent); // a focused field, where completion would be
+        param("on")->setFocus();
+        QTest::keyClicks(param("on"), "T");
+        QCOMPARE(param("on")->text(), "T");                   // never completed to a choice
+        QTest::keyClicks(param("on"), "RUE\r\r");             // Return twice
         QCOMPARE(combo("actionToolBoxParam_on")->count(), 3); // typed text adds no choice
         QCOMPARE(m_box->binding().value("args").toObject(),
                  object(R"({"speed": 3, "gain": 0.25, "on": true})"));
