@@ -138,6 +138,7 @@ private slots:
         m_box->move(10, 20);
         QSignalSpy moved(m_box, &ActionToolBox::moved);
         const QLabel *header = m_box->findChild<QLabel *>();
+        QVERIFY(header->geometry().bottom() < combo("actionToolBoxActions")->y()); // above the list
         const QPoint at = onHeader ? header->geometry().center() : QPoint(5, m_box->height() - 5);
         const QPoint global = m_box->mapToGlobal(at);
         const auto send = [&](QEvent::Type type, const QPoint &to, Qt::MouseButtons held) {

@@ -131,8 +131,7 @@ private slots:
         QScopedPointer<QMenu> menu(m_pastille->createContextMenu(m_parent));
         menu->actions().first()->trigger();
         menu->actions().first()->trigger();
-        QCOMPARE(m_pastille->title(), "Gachette");
-        QCOMPARE(dialogs.prompts().value(0).text, "Nom :");
+        QVERIFY(m_pastille->title() == "Gachette" && dialogs.prompts().value(0).text == "Nom :");
         QCOMPARE(dialogs.prompts().value(1).value, "Gachette");
         dialogs.answerYes(); // never used: the script fails the test as it goes
         QEXPECT_FAIL("", "scripted answers never used: question \"\"", Continue);
