@@ -241,8 +241,7 @@ private slots:
         }
         if (edit == "unplugged") {
             m_pad.reset();
-            QCOMPARE(onDisk(baseFile()), expected);
-            QCOMPARE(label("metaLabel"), "Aucune manette liee");
+            QVERIFY(onDisk(baseFile()) == expected && label("metaLabel") == "Aucune manette liee");
             return;
         }
         QTRY_COMPARE(saved.count(), 1);

@@ -58,7 +58,8 @@ private slots:
         QVERIFY(!(model->flags(model->index(0)) & Qt::ItemIsEditable)); // no in-place editor
         model->setSelected("gp:0", true);
         QSignalSpy changed(model, &Model::dataChanged); // what views hear of the first row
-        QVERIFY(model->setData(model->index(0), "Pilote", Model::NameRole));
+        for (int again = 0; again < 2; ++again)         // the same name again is taken as well
+            QVERIFY(model->setData(model->index(0), "Pilote", Model::NameRole));
         QVERIFY(model->setData(model->index(0), "Tourelle", Model::ProductRole));
         QVERIFY(model->setData(model->index(0), "/mine.png", Model::ImageRole));
         QVERIFY(!model->setData(model->index(0), 7, Model::ImageRole) &&
