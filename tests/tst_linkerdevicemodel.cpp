@@ -188,8 +188,8 @@ private slots:
         QCOMPARE(value(model, "gp:1", Model::NameRole), QVariant("Right"));
     }
 
-    // A full registry: a new controller pushes out the one seen longest ago ("Old 5", never), and
-    // making the selection unique again keeps the row seen last.
+    // A full registry: a new controller pushes out the first seen longest ago ("Old 5", then "Old
+    // 7", never), and making the selection unique again keeps the row seen last.
     void restoresAFullRegistry()
     {
         QList<DeviceRegistryEntry> full;
@@ -198,7 +198,7 @@ private slots:
                          {{"vendorIdHex", "45e"},
                           {"productIdHex", "28e"},
                           {"name", QString("Old %1").arg(i)},
-                          {"lastSeen", i == 5 ? QJsonValue() : 1000 + i}}});
+                          {"lastSeen", i == 5 || i == 7 ? QJsonValue() : 1000 + i}}});
         full[0].kv.insert("selected", true);
         writeDeviceRegistry(m_context, full);
         const double before = double(QDateTime::currentMSecsSinceEpoch());
