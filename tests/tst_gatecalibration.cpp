@@ -25,12 +25,12 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&preview));
         PaintCount count;
         preview.installEventFilter(&count);
-        for (int i = 0; i < 4; ++i) { // each change twice
+        for (int i = 0; i < 5; ++i) { // each change twice, then the point moves still inside
             i < 2 ? preview.setGate({true, "gate_0", {}, 0, 1, 20.0})
-                  : preview.setLivePoint({5, 5}, true);
+                  : preview.setLivePoint({i < 4 ? 5.0 : 6.0, 5}, true);
             QCoreApplication::processEvents();
         }
-        QCOMPARE(count.paints, 2);
+        QCOMPARE(count.paints, 3);
         // A gate wider than the axes' ±100 is drawn whole: the plane's corner stays outside it.
         const QRgb corner = preview.grab().toImage().pixel(6, 6);
         preview.setGate({true, "gate_0", {}, 0, 1, 0, 0, 150.0});
