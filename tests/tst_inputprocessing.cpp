@@ -172,6 +172,7 @@ private slots:
 
         processor.process(readings, calibration, 0, result);
         const QStringList kept = result.keys; // as a host keeps a batch
+        QVERIFY(InputProcessor::axisKey(0) == "joy_0" && InputProcessor::buttonKey(32).isEmpty());
         QCOMPARE(result.keys, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
         QCOMPARE(result.values, QVariantList({-50.0, 50.0, false, true, true, true}));
         QVERIFY(result.values.at(0).typeId() == QMetaType::Double &&
