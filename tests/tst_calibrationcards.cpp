@@ -128,8 +128,7 @@ private slots:
         // As the user would: a combo's index, a check box or a spin box through its setter.
         const bool combo = edited->inherits("QComboBox"), check = edited->inherits("QCheckBox");
         const char *property = combo ? "currentIndex" : check ? "checked" : "value";
-        QVERIFY(edited->setProperty(property, value));
-        QCOMPARE(axisSpy.count() + buttonSpy.count(), 1);
+        QVERIFY(edited->setProperty(property, value) && axisSpy.count() + buttonSpy.count() == 1);
         const QVariant sent = (axisSpy.isEmpty() ? buttonSpy : axisSpy).at(0).at(0);
         QTEST(sent, "expected");
         // A card given what was sent shows it in the same field (the other card gets defaults).

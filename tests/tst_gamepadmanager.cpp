@@ -55,7 +55,8 @@ private slots:
     void autoDetectOffStopsPolling()
     {
         m_manager->setAutoDetectGamePad(true);
-        QVERIFY(m_manager->findChild<QTimer *>()->isActive());
+        const QTimer *update = m_manager->findChild<QTimer *>(); // the joysticks', every 100 ms
+        QVERIFY(update->isActive() && update->interval() == 100);
         m_manager->setAutoDetectGamePad(false);
         for (const QTimer *timer : m_manager->findChildren<QTimer *>(Qt::FindDirectChildrenOnly))
             QVERIFY(!timer->isActive());
