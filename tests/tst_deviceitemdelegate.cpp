@@ -121,8 +121,7 @@ private slots:
         menu->actions().constFirst()->trigger();
         QCOMPARE(toggled.value(0), (QList<QVariant>{"gp:5", false}));
 
-        // A right click opens it on the view; once closed it is freed.
-        QWidget view;
+        QWidget view; // A right click opens it on the view; once closed it is freed.
         CardModel model;
         QMouseEvent click(QEvent::MouseButtonRelease, kBadge, kBadge, Qt::RightButton, {}, {});
         QVERIFY(delegate.editorEvent(&click, &model, optionFor(&view), model.addCard("gp:6", {})));

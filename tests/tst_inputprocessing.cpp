@@ -140,8 +140,7 @@ private slots:
         }
         QCOMPARE(events, "50:1 53.5:0 50:1 ");
 
-        // An absent axis skips the gate and keeps its state.
-        readings.axes[0] = 90.0;
+        readings.axes[0] = 90.0; // An absent axis skips the gate and keeps its state.
         readings.axisPresent[1] = false;
         processor.process(readings, calibration, 0, result);
         QVERIFY(result.gateEvents.isEmpty() && processor.gateInside().value("ring"));

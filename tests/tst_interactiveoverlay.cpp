@@ -100,6 +100,9 @@ private slots:
         onPastille->actions().last()->trigger();
         QCOMPARE(QList({m_overlay->nodeCount(), int(dirty.size())}), QList({3, 4}));
         m_overlay->setLocked(true);
+        QSignalSpy activated(m_overlay, &InteractiveOverlay::pastilleActivated); // a click on it
+        QTest::mouseClick(m_overlay->pastille(0), Qt::LeftButton);
+        QCOMPARE(activated.value(0).value(0), QVariant(m_overlay->node(0).id));
         QVERIFY(!m_overlay->createContextMenu(QPoint(100, 100), nullptr));
         QContextMenuEvent click(QContextMenuEvent::Mouse, {100, 100}, {100, 100}); // left to others
         QVERIFY(!QApplication::sendEvent(m_overlay, &click) || !click.isAccepted());

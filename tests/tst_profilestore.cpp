@@ -165,8 +165,7 @@ private slots:
         QCOMPARE(QJsonDocument::fromJson(readBytes(folder + "/meta.json")).object(), hand.object());
         // Files are read only from inside the folder.
         QVERIFY(meta.imagePath() == folder + "/img/i.jpg" && meta.configPath().isEmpty());
-        // Only the override mode names its file.
-        meta.calibrationMode = "overrides";
+        meta.calibrationMode = "overrides"; // Only the override mode names its file.
         QVERIFY(!profileMetaToJson(meta).contains("calibrationOverrideFile"));
         QCOMPARE(profileMetaToJson(meta).value("calibrationMode"), "inherit");
 

@@ -206,8 +206,7 @@ int main(int argc, char *argv[])
     }
     qputenv("DISPLAY", display);
     qputenv("QT_QPA_PLATFORM", "xcb");
-    // The plug-in's profiles and registry land in a home of the test's own.
-    QTemporaryDir home;
+    QTemporaryDir home; // The plug-in's profiles and registry land in a home of the test's own.
     for (const char *variable : {"HOME", "XDG_RUNTIME_DIR"})
         qputenv(variable, QFile::encodeName(home.path()));
     for (const char *variable : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"})
