@@ -210,7 +210,7 @@ private slots:
         InteractiveOverlay fresh;
         fresh.resize(m_overlay->size());
         fresh.show();
-        QVERIFY(fresh.load(layout(3)) && m_overlay->pastille(0) == kept);
+        QVERIFY(fresh.load(layout(3)) && m_overlay->pastille(0) == kept && !m_overlay->pastille(3));
         QVERIFY(kept->id() == m_overlay->node(0).id && kept->freeAspect()); // as its new node
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
 
