@@ -297,7 +297,7 @@ private slots:
         const QString path = m_home.filePath("session.jsonl");
         const auto pressFor = [this](int polls) {
             for (int i = 0; i < polls; ++i)
-                m_joysticks->backend.setButton(0, 1, i % 2), m_pad->poll();
+                m_joysticks->backend.setButton(0, 1, i / 2 % 2), m_pad->poll();
         };
         dialogs.answerPath(path);
         QTest::mouseClick(record, Qt::LeftButton);
@@ -306,9 +306,9 @@ private slots:
         QTest::mouseClick(record, Qt::LeftButton);
         pressFor(4);
         const QList<QByteArray> lines = readBytes(path).split('\n');
-        QCOMPARE(lines.size(), 5); // four polls, then the end of the last line
+        QCOMPARE(lines.size(), 3); // two of four polls changed something, then the last line's end
         QVERIFY(lines[0].startsWith("{\"t\": ") && lines[0].contains("\"name\": \"Test Pad\""));
-        QVERIFY(lines[1].endsWith("\"buttons\": [1]}") && lines[4].isEmpty());
+        QVERIFY(lines[1].endsWith("\"buttons\": [1]}") && lines[2].isEmpty());
 
         dialogs.answerPath(path);
         QTest::mouseClick(record, Qt::LeftButton);
