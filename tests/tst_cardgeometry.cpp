@@ -18,8 +18,8 @@ private slots:
         const QRect strip60(0, 0, 60, 28);
         QTest::newRow("60 px") << strip60 << 5 << QList<int>{-9, 19, 47} << "+3";
         QTest::newRow("60 px, all fit") << strip60 << 2 << QList<int>{5, 33} << "e1";
-        QTest::newRow("58 px, on the margin")
-            << QRect(0, 0, 58, 28) << 5 << QList<int>{-10, 18, 46} << "+3";
+        QTest::newRow("57 px, on the margins")
+            << QRect(0, 0, 57, 28) << 5 << QList<int>{-10, 18, 46} << "+3";
         QTest::newRow("20 px") << QRect(0, 0, 20, 28) << 5 << QList<int>{} << "";
         QTest::newRow("20 px, one entry") << QRect(0, 0, 20, 28) << 1 << QList<int>{-1} << "e0";
         QTest::newRow("19 px") << QRect(0, 0, 19, 28) << 5 << QList<int>{} << "";
