@@ -22,8 +22,7 @@ private slots:
     void init()
     {
         m_overlay = new InteractiveOverlay;
-        m_overlay->resize(800, 600);
-        m_overlay->show();
+        m_overlay->resize(800, 600), m_overlay->show();
     }
     void cleanup() { delete m_overlay; }
 
@@ -93,16 +92,17 @@ private slots:
         std::unique_ptr<QMenu> onPastille(m_overlay->createContextMenu(QPoint(100, 100), nullptr));
         QCOMPARE(menuTexts(onPastille.get()), adds + ",-,Renommer...,Dupliquer,Supprimer");
         QSignalSpy dirty(m_overlay, &InteractiveOverlay::dirty);
+        QVERIFY(m_overlay->pastille(0)->applyEditedTitle("Tir")); // renamed in place: an edit
         empty->actions().at(2)->trigger();
         QCOMPARE(m_overlay->pastille(1)->geometry().center(), QPoint(600, 500));
         onPastille->actions().at(5)->trigger(); // "Dupliquer", then the pastille's own
         Q_EMIT m_overlay->pastille(0)->requestDuplicate(m_overlay->pastille(0));
         onPastille->actions().last()->trigger();
-        QCOMPARE(QList({m_overlay->nodeCount(), int(dirty.size())}), QList({3, 4}));
+        QCOMPARE(QList({m_overlay->nodeCount(), int(dirty.size())}), QList({3, 5}));
         m_overlay->setLocked(true);
         QSignalSpy activated(m_overlay, &InteractiveOverlay::pastilleActivated); // a click on it
         QTest::mouseClick(m_overlay->pastille(0), Qt::LeftButton);
-        QCOMPARE(activated.value(0).value(0), QVariant(m_overlay->node(0).id));
+        QCOMPARE(activated.value(0).value(1), QVariant(m_overlay->node(0).title));
         QVERIFY(!m_overlay->createContextMenu(QPoint(100, 100), nullptr));
         QContextMenuEvent click(QContextMenuEvent::Mouse, {100, 100}, {100, 100}); // left to others
         QVERIFY(!QApplication::sendEvent(m_overlay, &click) || !click.isAccepted());
