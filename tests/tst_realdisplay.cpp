@@ -114,8 +114,7 @@ private slots:
 
     void configureOpensTheEditorOnTheScreen()
     {
-        QVERIFY(clickConfigure());
-        QCOMPARE(m_configuration->windowTitle(), QString("Gamepad"));
+        QVERIFY(clickConfigure() && m_configuration->windowTitle() == "Gamepad");
         QCOMPARE(m_configuration->size(), kConfigurationShotSize);
         QVERIFY(m_configuration->screen()->geometry().contains(m_configuration->frameGeometry()));
         QVERIFY(m_configuration->isAncestorOf(QApplication::focusWidget())); // focus inside
@@ -149,8 +148,7 @@ private slots:
         QTest::mouseClick(modes[2], Qt::LeftButton);
         QVERIFY(!calibration->isVisible());
         QPushButton *addButton = editor()->findChildren<QPushButton *>("gamepadAddNodeButton")[2];
-        QCOMPARE(addButton->text(), QString("+ Btn"));
-        QVERIFY(addButton->isVisible() && addButton->isEnabled());
+        QVERIFY(addButton->text() == "+ Btn" && addButton->isVisible() && addButton->isEnabled());
         QTest::mouseClick(addButton, Qt::LeftButton);
         QCOMPARE(pastilleCount(editor()), pastilles + 1);
         QCOMPARE(editor()->findChild<QLabel *>("inspectorType")->text(), QString("Type : Button"));
