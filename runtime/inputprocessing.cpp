@@ -422,10 +422,11 @@ template <std::size_t N> std::array<QString, N> numberedKeys(const KeyTexts<N> &
     return keys;
 }
 
+// at() behind the bound check too: a slip in the bound fails loudly, never reads past the table.
 template <std::size_t N> const QString &keyAt(const std::array<QString, N> &keys, int index)
 {
     static const QString none;
-    return index >= 0 && std::size_t(index) < N ? keys[std::size_t(index)] : none;
+    return index >= 0 && std::size_t(index) < N ? keys.at(std::size_t(index)) : none;
 }
 
 const std::array<QString, InputProcessor::kAxisCount> &axisKeys()
