@@ -232,6 +232,7 @@ private slots:
             << QString(40, 'a') + " -- " + QString(40, 'B') << 1u
             << "0001_028e_" + QString(40, 'a') + "_" + QString(23, 'b') + ".json";
         QTest::newRow("no identity") << " \t " << 0u << "";
+        QTest::newRow("a name only") << "Pad" << 0u << "0000_0000_pad.json";
         const QString bold = QStringLiteral("\U0001D400"); // a letter beyond the basic plane
         QTest::newRow("letter beyond the basic plane")
             << bold + "Pad!" << 1u << "0001_028e_" + bold + "pad_.json";
