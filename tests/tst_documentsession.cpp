@@ -88,11 +88,8 @@ private slots:
             QVERIFY(QFile::remove(doc) && (change == "delete" || QDir().mkdir(doc)));
         if (change == "create" || change == "add")
             QVERIFY(writeInPlace(m_folder + (change == "add" ? "/other" : "/new.json"), "{}"));
-        if (change == "remake") {
-            QVERIFY(removeScratchTree(m_folder));
-            usleep(20000); // another creation time, whatever inode number comes back
-            QVERIFY(QDir().mkdir(m_folder));
-        }
+        if (change == "remake") // a pause: another creation time, whatever inode comes back
+            QVERIFY(removeScratchTree(m_folder) && usleep(20000) == 0 && QDir().mkdir(m_folder));
         const DiskCheck check = checkDocuments(set);
         QTEST(int(check.kind), "kind");
         QTEST(QDir(m_folder).relativeFilePath(check.path), "culprit");
@@ -163,6 +160,10 @@ private slots:
         clock = 20;
         QTRY_COMPARE(editor.saves, 1);
         QCOMPARE(readBytes(editor.path), QByteArray("b"));
+        editor.failWith = "plein", editor.edit("c"), clock = 40;
+        QTRY_COMPARE(editor.saves, 2); // failed: the next edit waits the whole delay again
+        editor.edit("d");
+        QCOMPARE(timer->interval(), 20);
     }
 
     // A burst of edits is one save; leaving or closing with edits saves them without a question.

@@ -144,8 +144,7 @@ private slots:
         readings.axisPresent[1] = false;
         processor.process(readings, calibration, 0, result);
         QVERIFY(result.gateEvents.isEmpty() && processor.gateInside().value("ring"));
-        // After a reset the gate starts again outside, and says so when entered.
-        processor.reset();
+        processor.reset(); // After a reset the gate starts again outside, and says so when entered.
         readings.axisPresent.fill(true);
         readings.axes[0] = 0.0;
         processor.process(readings, calibration, 0, result);
