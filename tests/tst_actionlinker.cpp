@@ -71,8 +71,7 @@ private slots:
         m_linker = std::make_unique<ActionLinker>();
         m_linker->setExternalServices(
             {{"sharedActionCatalog", QJsonDocument::fromJson(kCatalog).array()}});
-        m_linker->resize(900, 560);
-        m_linker->show();
+        m_linker->resize(900, 560), m_linker->show();
         m_profile = seedProfile();
         m_path = mappingDocumentPath(m_profile.folder);
         load(m_profile);

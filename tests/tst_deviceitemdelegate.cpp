@@ -169,8 +169,7 @@ private slots:
         CardModel model;
         const QModelIndex index = model.addCard("gp:7", card);
         QListView view;
-        view.setModel(&model);
-        view.show();
+        view.setModel(&model), view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         DeviceItemDelegate delegate;
         QHelpEvent event(QEvent::ToolTip, pos, view.viewport()->mapToGlobal(pos));

@@ -132,6 +132,9 @@ private slots:
         QVERIFY(writeFileAtomic(path, R"({"type":"gamepadcalibration"})", nullptr));
         QVERIFY(!loadCalibrationFile(path, &reloaded, &error, 2, 3));
         QVERIFY(error == "Unsupported calibration type" && reloaded == defaultCalibration(2, 3));
+        error.clear(); // no file is no error: most controllers have none
+        QVERIFY(!loadCalibrationFile(path + "x", &reloaded, &error, 2, 3) && error.isEmpty());
+        QCOMPARE(normalizeCalibration(defaultCalibration(9, 33), 8, 32), defaultCalibration(8, 32));
     }
 };
 

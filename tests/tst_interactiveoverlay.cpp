@@ -208,8 +208,7 @@ private slots:
         QSignalSpy told(m_overlay, &InteractiveOverlay::selectedNodeChanged); // no selection left
         QVERIFY(m_overlay->load(layout(3)) && told.count() == 1 && told[0][0] == -1);
         InteractiveOverlay fresh;
-        fresh.resize(m_overlay->size());
-        fresh.show();
+        fresh.resize(m_overlay->size()), fresh.show();
         QVERIFY(fresh.load(layout(3)) && m_overlay->pastille(0) == kept && !m_overlay->pastille(3));
         QVERIFY(kept->id() == m_overlay->node(0).id && kept->freeAspect()); // as its new node
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());

@@ -168,8 +168,7 @@ private slots:
     // A replay needs no option to print the live output byte for byte: line 1 has pad, calibration.
     void recordThenReplayAndStopWhenFull()
     {
-        const QString path = m_home.filePath("session.jsonl");
-        const QString live = recordSession(path);
+        const QString path = m_home.filePath("session.jsonl"), live = recordSession(path);
         const QByteArray recorded = readBytes(path);
         QVERIFY(QFileInfo(path).permission(QFile::ReadOwner | QFile::WriteOwner)); // as any file
         QVERIFY(recorded.startsWith("{\"t\": 0, \"name\": \"Rec Pad\", \"vendorId\": "

@@ -281,8 +281,7 @@ private slots:
 
 private:
     QTemporaryDir m_home;
-    const QString m_png = m_home.filePath("pic");
-    const QString m_jpg = m_home.filePath("shot.JPG");
+    const QString m_png = m_home.filePath("pic"), m_jpg = m_home.filePath("shot.JPG");
 };
 
 QTEST_GUILESS_MAIN(TestProfileOperations)

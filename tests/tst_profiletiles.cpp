@@ -76,15 +76,13 @@ private slots:
         QFile changed(entries[4].imagePath());
         QVERIFY(changed.open(QIODevice::ReadWrite));
         changed.setFileTime(QDateTime::currentDateTime().addSecs(60), QFile::FileModificationTime);
-        tiles.fill(entries);
-        tiles.waitForThumbnails();
+        tiles.fill(entries), tiles.waitForThumbnails();
         QCOMPARE(tiles.decodeCount(), 6);
         for (int row : {0, 1, 4})
             QCOMPARE(tileImages(list).at(row), smoothTile(entries[row]));
         QListWidget freshList;
         ProfileTiles fresh(&freshList);
-        fresh.fill(entries);
-        fresh.waitForThumbnails();
+        fresh.fill(entries), fresh.waitForThumbnails();
         QCOMPARE(tileImages(list), tileImages(freshList));
         // A tile given back its shown picture while another decodes keeps showing it.
         tiles.update(0, profile("d", Qt::darkRed));

@@ -42,8 +42,7 @@ private slots:
         QSignalSpy aspect(m_pastille, &TouchArea::freeAspectChanged);
         m_pastille->setFreeAspect(freeAspect);
         const bool resizing = m_pastille->resizeGripRect().contains(from);
-        QSignalSpy moved(m_pastille, &TouchArea::moved);
-        QSignalSpy resized(m_pastille, &TouchArea::resized);
+        QSignalSpy moved(m_pastille, &TouchArea::moved), resized(m_pastille, &TouchArea::resized);
         dragWidget(m_pastille, from, delta);
         QTEST(m_pastille->geometry(), "expected");
         QCOMPARE((QList{moved.count(), resized.count(), aspect.count()}),
