@@ -96,6 +96,7 @@ private slots:
 
         QTest::newRow("steady offset at rest") << 15.0 << 0.5 << 6000LL << "" << true;
         QTest::newRow("negative offset") << -30.0 << 0.0 << 5010LL << "" << true;
+        QTest::newRow("noise at the steady limit") << 15.0 << 1.0 << 6000LL << "" << true;
         QTest::newRow("held while buttons move") << 60.0 << 0.0 << 9000LL << "button 0" << false;
         QTest::newRow("held, other axis moving") << 60.0 << 0.0 << 9000LL << "axis 1" << false;
         QTest::newRow("noise in the dead zone") << 5.0 << 2.0 << 9000LL << "" << false;
