@@ -195,6 +195,8 @@ private slots:
         m_linker->setExternalServices({{"ref", QJsonDocument::fromJson(flagged).array()}});
         QCOMPARE(rows().join(","), "#Sans groupe,tilt=ID: tilt"); // the flagged one only
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
+        m_linker->setExternalServices({{"ref", QJsonArray()}}); // an empty catalog says so
+        QCOMPARE(rows(), QStringList{"-Aucune action"});
     }
 
     // The host's logs read the same lines whatever goes wrong: English, the reader's bare texts.

@@ -74,7 +74,8 @@ private slots:
     {
         QFETCH(OverlayNode, n);
         n.split = QTest::currentDataTag() == QLatin1String("split cross");
-        QJsonArray bridges = materializeMapping({n}, {}, kCatalog).value("bridges").toArray();
+        const QVector<LearnedKey> none{{"joy_5", {{"ref", "None"}}}, {" ", {{"ref", "pan"}}}};
+        QJsonArray bridges = materializeMapping({n}, none, kCatalog).value("bridges").toArray();
         for (int i = 0; i < bridges.size(); ++i) {
             QJsonObject bridge = bridges[i].toObject();
             bridge.insert("src", bridge.value("src").toObject().value("stringKey"));
