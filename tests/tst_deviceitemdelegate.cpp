@@ -191,14 +191,16 @@ private slots:
         // The chip's cyan tint, against the card beside it and the chip before it (28 px apart).
         for (const int elsewhere : {left - 4, left - 26})
             QVERIFY(qBlue(image.pixel(left + 2, y)) > qBlue(image.pixel(elsewhere, y)) + 10);
-        // Chips show their kind's icon, not their label: buttons A and Z look alike.
-        entries = QStringList{"Axe|axis://0", "A|btn://1", "Z|btn://2"} + entries.mid(3);
+        // Chips show their kind's icon, not their label: buttons A and Z look alike. Others show
+        // their label's first two letters in capitals, untinted.
+        entries = QStringList{"Axe|axis://0", "A|btn://1", "Z|btn://2", "zoom|cmd://a", "ZO|b"};
         const QList<ControlChip> chips = layoutControlChips(cardControlsStrip(kCard), entries);
         image = paintedCard({{"videoInterfaces", entries}});
         const QPoint rule = cardControlsStrip(kCard).topRight() - QPoint(2, 5); // faint rule above
         QVERIFY(qRed(image.pixel(rule)) > qRed(image.pixel(rule - QPoint(0, 2))) + 5);
         QVERIFY(image.copy(chips[0].rect) != image.copy(chips[1].rect));
         QCOMPARE(image.copy(chips[1].rect), image.copy(chips[2].rect));
+        QCOMPARE(image.copy(chips[3].rect), image.copy(chips[4].rect));
         const auto at = [&](int chip) { return image.pixel(chips[chip].rect.center()); };
         QVERIFY2(qBlue(at(0)) > qRed(at(0)) + 100 && qRed(at(1)) > qBlue(at(1)) + 100,
                  "a cyan axis icon, an orange button icon (at the chip's centre)");

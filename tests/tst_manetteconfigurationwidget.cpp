@@ -91,8 +91,7 @@ private slots:
         dialogs.answerChoice(answer);
         QMainWindow window;
         auto *widget = new ManetteConfigurationWidget(&window);
-        window.setCentralWidget(widget);
-        window.show();
+        window.setCentralWidget(widget), window.show();
         widget->editor()->profileList()->setCurrentRow(0);
         widget->editor()->overlay()->createNode(ElementKind::Button, "Neuf", QPoint(20, 20));
         widget->editor()->onOverlayDirty();

@@ -11,8 +11,7 @@ static QImage widgetRendering(const QJsonObject &document, const QString &imageP
     overlay.resize(800, 450);
     overlay.setLocked(true);
     overlay.setBackgroundPixmap(QPixmap(imagePath));
-    overlay.load(document);
-    overlay.show();
+    overlay.load(document), overlay.show();
     QImage image(overlay.size(), QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     overlay.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
