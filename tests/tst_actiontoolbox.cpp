@@ -28,8 +28,7 @@ private slots:
         m_parent = new QWidget;
         m_parent->resize(600, 500);
         m_box = new ActionToolBox(m_parent);
-        m_box->setCatalog(catalog());
-        m_parent->show();
+        m_box->setCatalog(catalog()), m_parent->show();
     }
     void cleanup() { delete m_parent; }
 

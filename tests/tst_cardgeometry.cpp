@@ -20,6 +20,7 @@ private slots:
         QTest::newRow("60 px, all fit") << strip60 << 2 << QList<int>{5, 33} << "e1";
         QTest::newRow("57 px, on the margins")
             << QRect(0, 0, 57, 28) << 5 << QList<int>{-10, 18, 46} << "+3";
+        QTest::newRow("56 px, past them") << QRect(0, 0, 56, 28) << 5 << QList<int>{3, 31} << "+4";
         QTest::newRow("20 px") << QRect(0, 0, 20, 28) << 5 << QList<int>{} << "";
         QTest::newRow("20 px, one entry") << QRect(0, 0, 20, 28) << 1 << QList<int>{-1} << "e0";
         QTest::newRow("19 px") << QRect(0, 0, 19, 28) << 5 << QList<int>{} << "";

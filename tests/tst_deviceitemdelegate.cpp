@@ -149,6 +149,7 @@ private slots:
         row("case sensitive", QPoint(163, 206), "X");
         row("overflow chip", QPoint(275, 206), "+1");
         row("badge", kBadge, "Profil B (1/3)");
+        row("badge, the last", kBadge, "Profil B (3/3)", {{"activeProfilePosition", 3}});
         row("badge, none bound", kBadge, "Aucun profil (–/3)",
             {{"activeProfileName", ""}, {"activeProfilePosition", 0}});
         row("link 2", kLink, "Interface: connecté", {{"selected", true}});

@@ -72,8 +72,7 @@ private slots:
         QVERIFY(QMetaObject::invokeMethod(provider, "addSimulatedController", Q_ARG(int, -1)));
         m_host = std::make_unique<HostWindow>(provider);
         // Shown, exposed and given the keyboard: the display has no window manager to do it.
-        m_host->show();
-        m_host->activateWindow();
+        m_host->show(), m_host->activateWindow();
         QVERIFY(QTest::qWaitForWindowExposed(m_host.get()));
         QVERIFY(QTest::qWaitForWindowActive(m_host.get()));
     }
