@@ -1,3 +1,4 @@
+#include "calibrationeditorstyle.h"
 #include "gamepadaxiscalibrationwidget.h"
 #include "gamepadbuttoncalibrationwidget.h"
 #include "gamepadgatecalibrationwidget.h"
@@ -182,8 +183,8 @@ private slots:
         GamepadButtonCalibrationWidget button(7, ButtonSettings());
         QCOMPARE(button.findChild<QLabel *>("buttonTitleLabel")->text(), "but_7");
         auto *state = button.findChild<QLabel *>("stateLabel");
-        button.setPressed(true);
-        QCOMPARE(state->text(), "appuye");
+        button.setStyleSheet(calibrationEditorStyleSheet()), button.setPressed(true); // lit
+        QCOMPARE(state->text() + state->palette().windowText().color().name(), "appuye#22d3ee");
         button.setPressed(false);
         QCOMPARE(state->text(), "repos");
 

@@ -58,8 +58,7 @@ private slots:
         QFETCH(QStringList, expected);
         TagSelectionBar bar;
         QCOMPARE(flowContent(bar), QStringList{"tagSelectionInput"}); // a new bar: its field
-        bar.setAvailableTags({"Pad 1", "Pad 2"});
-        bar.setSelectedTags({"Pad 2"});
+        bar.setAvailableTags({"Pad 1", "Pad 2"}), bar.setSelectedTags({"Pad 2"});
         QSignalSpy changed(&bar, &TagSelectionBar::selectedTagsChanged);
         QTest::keyClicks(input(bar), typed);
         QTest::keyClick(input(bar), Qt::Key(key));
