@@ -349,8 +349,7 @@ private slots:
     void listMenu()
     {
         QFETCH(bool, onTile);
-        seed("Alpha");
-        seed("Beta");
+        seed("Alpha"), seed("Beta");
         ScriptedDialogs dialogs;
         if (onTile)
             dialogs.answerText("Gamma");

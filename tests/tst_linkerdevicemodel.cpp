@@ -78,10 +78,11 @@ private slots:
 
         plug(0, "Pad B");
         QCOMPARE(model->usnForRow(0) + ' ' + model->usnForRow(1), "gp:45e-28e:Pad A gp:0");
-        QList<int> roles; // its profile, lost link and new key are heard; no unknown key cycles
+        QList<int> roles; // its profile, lost link, connection and new key are heard
         for (const QList<QVariant> &args : changed)
             roles += args[0].toModelIndex().row() ? QList<int>() : args[2].value<QList<int>>();
-        for (const int role : {Model::ActiveProfileIdRole, Model::LinkStateRole, Model::UsnRole})
+        for (const int role : {Model::ActiveProfileIdRole, Model::LinkStateRole, Model::UsnRole,
+                               Model::ConnectedRole})
             QVERIFY(roles.contains(role));
         QVERIFY(!model->cycleProfile("gp:nobody", 1));
         QCOMPARE(value(model, "gp:0", Model::NameRole), QVariant("Pad B"));
