@@ -263,9 +263,9 @@ private:
     {
         return model->data(model->index(model->indexOfUsn(usn)), role);
     }
-    QJsonObject storedKv(const QString &usn) const
+    QJsonObject storedKv(const QString &usn) const // as written, every selection kept
     {
-        for (const DeviceRegistryEntry &entry : readDeviceRegistry(m_context).devices)
+        for (const DeviceRegistryEntry &entry : readDeviceRegistry(m_context, false).devices)
             if (entry.usn == usn)
                 return entry.kv;
         return {};
