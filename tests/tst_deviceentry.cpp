@@ -40,7 +40,8 @@ private slots:
             other.update();
             QCOMPARE(entry.inputs(other), QStringList{"Axe 2|axis://2"});
             // An icon given drops the user's picture: the controller's shows when it comes back.
-            QVERIFY(entry.setImage(QVariant::fromValue(QIcon())));
+            entry.detach();
+            QVERIFY(entry.setImage(QVariant::fromValue(QIcon())) && entry.image().toString() == "");
             entry.attach(&device);
             QCOMPARE(entry.image(), QVariant(device.imagePath()));
             QVERIFY(entry.setActiveProfile("a", "Alpha")); // the device works with it at once

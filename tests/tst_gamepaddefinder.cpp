@@ -379,8 +379,7 @@ private slots:
     // A reading of the folders older than a delete here is done again rather than bring it back.
     void readingOlderThanADeleteIsNotShown()
     {
-        seed("Importe");
-        seed("Ouvert");
+        seed("Importe"), seed("Ouvert");
         ScriptedDialogs dialogs;
         auto w = window();
         w->profileList()->setCurrentRow(rowOf(*w, "Ouvert"));
