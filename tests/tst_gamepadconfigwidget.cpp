@@ -482,8 +482,7 @@ private slots:
         QCOMPARE(axisCard(0)->settings().gamma, shown.axes[0].gamma);
         QVERIFY(!m_panel->measureDialog() && dialogs.prompts().isEmpty());
 
-        dialogs.answerYes(true);
-        startAgain->click();
+        dialogs.answerYes(true), startAgain->click();
         QVERIFY(dialogs.prompts().first().text.contains(
             "la calibration Base de « Test Pad » à vide ?"));
         QVERIFY(axisCard(0)->isEnabled() && !startAgain->isVisibleTo(m_panel.get()));
@@ -499,8 +498,7 @@ private slots:
         m_profile.calibrationMode = "override";
         m_panel->setProfile(m_profile);
         QCOMPARE(scopeCombo()->currentIndex(), 1);
-        dialogs.answerYes(true);
-        startAgain->click();
+        dialogs.answerYes(true), startAgain->click();
         QVERIFY(axisCard(0)->settings().gamma == 2.5 && readBytes(overrideFile()) == "{,}");
     }
 

@@ -384,8 +384,7 @@ private slots:
         auto w = window();
         w->profileList()->setCurrentRow(rowOf(*w, "Ouvert"));
         Q_EMIT w->findChild<ProfileFolderWatcher *>()->rootsChanged();
-        dialogs.answerYes(true);
-        w->actionDelete();
+        dialogs.answerYes(true), w->actionDelete();
         w->findChild<CatalogueReader *>()->waitForReading();
         QVERIFY(w->profileList()->count() == 1 && w->profileList()->item(0)->text() == "Importe");
     }
@@ -457,7 +456,10 @@ private slots:
         m_pad->poll();
         QCOMPARE(w->overlay()->node(3).sources.first().binding.value("ref").toString(), "zoom");
 
-        w->overlay()->createNode(ElementKind::DualJoyCross, {}, QPoint(50, 50));
+        const int cross = w->overlay()->createNode(ElementKind::DualJoyCross, {}, QPoint(50, 50));
+        OverlaySource y; // its vertical axis the first one
+        y.stringKey = "joy_0";
+        QVERIFY(w->overlay()->setNodeSource(cross, slotLabels(ElementKind::DualJoyCross)[1], y));
         // The hidden panel makes its cards as it is first shown: those of a panel made at once.
         const auto cards = [](const QWidget *panel) {
             return panel->findChildren<GamepadAxisCalibrationWidget *>().size() * 100 +
@@ -469,7 +471,7 @@ private slots:
         atOnce.setDevice(w->attachedController());
         QVERIFY(cards(&atOnce) > 0 && cards(w->calibrationPanel()) == cards(&atOnce));
         w->calibrationPanel()->addGate(); // offered its own axes and the profile's cross
-        QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->count(), 2);
+        QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->itemText(1), "Joy 0/0");
         w->setRealGamepads({&padB}); // the panel follows the controllers plugged
         QCOMPARE(w->calibrationPanel()->device(), &padB);
         w->setRealGamepads({m_pad.get(), &padB});
