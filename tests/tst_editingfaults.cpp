@@ -142,7 +142,7 @@ private:
         QListWidget *list = m_window.profileList();
         const auto row = [&] { return list->row(list->findItems(meta.name, {}).value(0)); };
         list->setCurrentRow(row()); // the list may change as it goes: its row is found again
-        return m_window.currentRow() == row();
+        return list->currentRow() == row(); // what the user sees: a refusal puts it back at once
     }
 
     const EditSession &rule() const override { return m_window.session()->session(); }
