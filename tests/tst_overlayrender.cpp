@@ -86,6 +86,7 @@ private slots:
         QCOMPARE(image.pixelColor(20, 225).alpha(), 0); // left of the contained picture
         QCOMPARE(image.pixelColor(400, 225), QColor(52, 66, 80));
         QVERIFY(image.pixelColor(645, 137) != QColor(52, 66, 80));
+        QCOMPARE(image.pixelColor(500, 270), QColor(154, 150, 167)); // the cross's left arm
         QVERIFY(image.save(QStringLiteral(GAMEPAD_TEST_OUTPUT "/overlay_sample.png")));
     }
 };

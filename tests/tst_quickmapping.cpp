@@ -139,8 +139,7 @@ private slots:
         e->overlay.setSelectedNode(key.startsWith("joy_") ? 0 : 1);
         e->feed(key, value);
         QTEST(e->mapping.learnRemainingMs() > 150, "learns"); // for 200 ms
-        e->overlay.setSelectedNode(-1);
-        e->mapping.finishLearning();
+        e->overlay.setSelectedNode(-1), e->mapping.finishLearning();
 
         e->panel.setState(true, true);
         Q_EMIT e->panel.list()->itemClicked(e->panel.list()->item(1)); // "pan", under its group
