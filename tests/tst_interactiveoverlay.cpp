@@ -156,9 +156,11 @@ private slots:
         QVERIFY(writeInPlace(large, encoded("jpeg", beyond, QColor(200, 40, 40))) &&
                 writeInPlace(broken, "PNG?"));
 
+        auto *message = m_overlay->findChild<QLabel *>("overlayPictureMessage");
+        QVERIFY(!message->isVisible()); // nothing to say: no empty box either
         m_overlay->setBackgroundPicture(broken);
         QCOMPARE(m_overlay->pictureMessage(), "Impossible d’afficher l’image " + broken);
-        const QRect said = m_overlay->findChild<QLabel *>("overlayPictureMessage")->geometry();
+        const QRect said = message->geometry();
         QVERIFY((said.center() - m_overlay->rect().center()).manhattanLength() <= 1); // centred
         QVERIFY(m_overlay->backgroundPixmap().isNull());
         m_overlay->setBackgroundPicture(large);

@@ -229,8 +229,7 @@ private slots:
         e->button("Learn")->click();
         e->button("Learn")->click(); // pressed again: no longer listening
         QCOMPARE(e->overlay.listeningNode(), -1);
-        e->mapping.onButtonChanged(4, true);
-        e->mapping.onButtonChanged(6, true);
+        e->mapping.onButtonChanged(4, true), e->mapping.onButtonChanged(6, true);
         QCOMPARE(e->mapping.learnedButton(), 6);
         e->mapping.finishLearning(); // the window's end
         QVERIFY(changed.size() == 3 && e->overlay.sourceOf(pad, "Bouton").stringKey == "but_6");
