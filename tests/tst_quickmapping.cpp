@@ -234,8 +234,7 @@ private slots:
         e->mapping.finishLearning(); // the window's end
         QVERIFY(changed.size() == 3 && e->overlay.sourceOf(pad, "Bouton").stringKey == "but_6");
         e->overlay.setSelectedNode(cross); // a stick heard, then the button pastille chosen
-        e->feed("joy_5", 80.0);
-        e->overlay.setSelectedNode(pad);
+        e->feed("joy_5", 80.0), e->overlay.setSelectedNode(pad);
         e->mapping.finishLearning();
         QCOMPARE(e->overlay.sourceOf(pad, "Bouton").stringKey, "but_6");
     }
