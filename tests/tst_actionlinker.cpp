@@ -195,7 +195,7 @@ private slots:
         m_linker->setExternalServices({{"ref", QJsonDocument::fromJson(flagged).array()}});
         QCOMPARE(rows().join(","), "#Sans groupe,tilt=ID: tilt"); // the flagged one only
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
-        m_linker->setExternalServices({{"ref", QJsonArray()}}); // an empty catalog says so
+        m_linker = std::make_unique<ActionLinker>(); // no catalog yet: it says so
         QCOMPARE(rows(), QStringList{"-Aucune action"});
     }
 
