@@ -58,8 +58,8 @@ void VirtualJoystickBackend::setAxisPresent(int index, int axis, bool present)
 
 void VirtualJoystickBackend::setButton(int index, int button, bool pressed)
 {
-    if (validIndex(index) && validButton(button))
-        pending(index).buttons[button] = pressed;
+    if (validIndex(index) && validButton(button)) // at(): a slip in the bound fails loudly
+        pending(index).buttons.at(std::size_t(button)) = pressed;
 }
 
 void VirtualJoystickBackend::setIdentification(int index,

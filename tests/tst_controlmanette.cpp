@@ -27,8 +27,8 @@ private slots:
     // A stop clears every output and raw value to 0, an axis's offset included, announced once.
     void hostControlSlots()
     {
+        ControlManette pad(1); // made before its controller is plugged: start() looks again
         m_joysticks->backend.connectController(1, padIdentity());
-        ControlManette pad(1);
         QStringList log;
         connect(&pad, &IComInterface::statusChanged, this,
                 [&](IComInterface::ComStatus s) { log << QStringLiteral("status:%1").arg(s); });

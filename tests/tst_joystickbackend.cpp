@@ -19,11 +19,10 @@ private slots:
             QVERIFY(!sfml.hasAxis(0, bad) && sfml.axisPosition(0, bad) == 0);
             QVERIFY(!sfml.isButtonPressed(bad, 0) && !sfml.isButtonPressed(0, badButton));
         }
-        VirtualJoystickBackend scripted; // nor does a script reach past the axes
+        VirtualJoystickBackend scripted; // nor does a script reach past the axes or buttons
         scripted.connectController(0, {"Pad", 1, 2});
-        scripted.setAxis(0, 8, 50.0);
-        scripted.setAxisPresent(0, 8, true);
-        scripted.update();
+        scripted.setAxis(0, 8, 50.0), scripted.setButton(0, 32, true);
+        scripted.setAxisPresent(0, 8, true), scripted.update();
         QVERIFY(!scripted.hasAxis(0, 8) && scripted.axisPosition(0, 8) == 0);
     }
 
