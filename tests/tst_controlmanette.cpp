@@ -85,7 +85,9 @@ private slots:
         m_joysticks->backend.setAxis(4, 3, 100);
         m_joysticks->backend.setAxis(4, 0, -100);
         m_joysticks->backend.setButton(4, 7, true);
-        pad->poll(); // one batch, keys in order, to both signals
+        QSignalSpy axes(pad, &ControlManette::axisChanged);
+        pad->poll(); // one batch, keys in order, to both signals; each axis on its own too
+        QCOMPARE(QList<QVariantList>(axes), QList<QVariantList>({{0, -100.0}, {3, 100.0}}));
         const QStringList keys{"joy_0", "joy_3", "but_7"};
         const QVariantList values{-100.0, 100.0, true};
         QCOMPARE(QList<QVariantList>(numbered), QList<QVariantList>({{0, 1, keys, values}}));

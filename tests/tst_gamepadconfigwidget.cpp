@@ -327,8 +327,7 @@ private slots:
         m_panel->checkDisk();
         QCOMPARE(axisCard(0)->settings().gamma, 2.0);
         QSignalSpy meta(m_panel.get(), &GamepadConfigWidget::profileCalibrationMetadataChanged);
-        editGamma(2.5);
-        scopeCombo()->setCurrentIndex(1);
+        editGamma(2.5), scopeCombo()->setCurrentIndex(1);
         QVERIFY(gammaOnDisk(baseFile()) == 2.5 && meta.count() == 1);
         QCOMPARE(meta.at(0), QVariantList({"override", "calibration.override.json", quint32(0x45e),
                                            quint32(0x28e)}));
