@@ -334,8 +334,7 @@ private slots:
         const QJsonObject file = QJsonDocument::fromJson(readBytes(overrideFile())).object();
         QCOMPARE(file.value("profileId").toString(), m_profile.id.toString(QUuid::WithoutBraces));
         QVERIFY(gammaOnDisk(overrideFile()) == 2.5 && label("sourceLabel") == "Source: Profil");
-        editGamma(3.0);
-        scopeCombo()->setCurrentIndex(0);
+        editGamma(3.0), scopeCombo()->setCurrentIndex(0);
         QVERIFY(gammaOnDisk(overrideFile()) == 3.0 && meta.last().at(0).toString() == "inherit");
         scopeCombo()->setCurrentIndex(1);
         QCOMPARE(shownGamma(), 3.0);

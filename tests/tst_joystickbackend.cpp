@@ -46,7 +46,8 @@ private slots:
         VirtualJoystickBackend real;
         DemoJoystickBackend demo(real);
         const int slot = DemoJoystickBackend::kDemoSlot;
-        demo.animate(timeMs), demo.update();
+        demo.openPump(), demo.closePump(), demo.animate(timeMs), demo.update();
+        QVERIFY(!real.isPumpOpen()); // the real controllers' pump closes with the demo's
         std::array<bool, JoystickBackend::kMaxAxes> present{};
         std::array<double, JoystickBackend::kMaxAxes> read{};
         std::array<bool, JoystickBackend::kMaxButtons> held{};
