@@ -122,8 +122,7 @@ private slots:
         QVERIFY(writeGamma(baseFile(), 1.5));
         m_profile = makeProfile();
         m_panel = std::make_unique<GamepadConfigWidget>();
-        m_panel->setDevice(m_pad.get());
-        m_panel->setProfile(m_profile);
+        m_panel->setDevice(m_pad.get()), m_panel->setProfile(m_profile);
     }
 
     // The header and live cards, and what the panel offers once the controller is gone.

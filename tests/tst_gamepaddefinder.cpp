@@ -171,8 +171,7 @@ private slots:
     {
         seed("Alpha");
         ScriptedDialogs dialogs;
-        dialogs.answerText("   ");
-        dialogs.answerText(" Beta ");
+        dialogs.answerText("   "), dialogs.answerText(" Beta ");
         auto w = window();
         QStringList keys; // the window's shortcuts, wherever the focus is inside it
         for (const QShortcut *shortcut : w->findChildren<QShortcut *>())
@@ -330,6 +329,11 @@ private slots:
         w->setMode(GamepadDefinder::EditMode); // shown as it was, never edited
         QVERIFY(w->overlay()->isLocked() && w->overlay()->node(0).title == "Garde");
 
+        const QByteArray tmp = qgetenv("TMPDIR");
+        qputenv("TMPDIR", "/dev/null"); // no scratch folder: the user stays, with the edits
+        dialogs.answerChoice("Enregistrer comme nouveau profil");
+        QVERIFY(!w->session()->requestLeave() && w->session()->hasUnsavedEdits());
+        tmp.isEmpty() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", tmp);
         // Kept as a new profile (whose edits tst_editingfaults checks), with a blank picture.
         sessionButtons(*w, "Enregistrer comme nouveau profil"); // else no "(récupéré)" below
         const QImage kept(w->entries().at(w->currentRow()).imagePath());

@@ -40,8 +40,7 @@ private slots:
         discover(); // no change, no signal
         QCOMPARE(takeEvents(), "changed added:3 changed added:5 changed");
         QPointer<ControlManette> first = m_manager->gamepads().value(0);
-        m_joysticks->backend.disconnectController(3);
-        discover();
+        m_joysticks->backend.disconnectController(3), discover();
         QCOMPARE(takeEvents(), "removed:3 changed changed");
         QVERIFY(first); // deleted later, not inside discovery
         // Plugged again while the old object still waits for deletion: a new object all the same.

@@ -98,8 +98,7 @@ private slots:
     void completion()
     {
         TagSelectionBar bar;
-        bar.setAvailableTags({"Pad 1", "Stick Pro", "Pad 2"});
-        bar.setSelectedTags({"pad 2"});
+        bar.setAvailableTags({"Pad 1", "Stick Pro", "Pad 2"}), bar.setSelectedTags({"pad 2"});
         QCompleter *completer = input(bar)->completer();
         auto *model = qobject_cast<QStringListModel *>(completer->model());
         QCOMPARE(model->stringList(), QStringList({"Pad 1", "Stick Pro"}));
@@ -117,8 +116,7 @@ private slots:
         TagSelectionBar bar, fresh;
         for (TagSelectionBar *shown : {&bar, &fresh})
             shown->resize(320, 120), shown->show();
-        bar.setSelectedTags({"Pad 1", "Pad 2", "Pad 3"});
-        bar.setAvailableTags({"Pad 2"});
+        bar.setSelectedTags({"Pad 1", "Pad 2", "Pad 3"}), bar.setAvailableTags({"Pad 2"});
         QTest::keyClicks(input(bar), "Pad 4");
         QTest::keyClick(input(bar), Qt::Key_Return);
         QCoreApplication::processEvents(); // the chips show, styled
