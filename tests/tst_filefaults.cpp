@@ -193,8 +193,8 @@ private slots:
         QCOMPARE(error, "Impossible d’écrire " + path + " (File too large)");
         QVERIFY(!QFileInfo::exists(path));
         QByteArray held; // less than its size says (sysfs's way, or cut while read): what it holds
-        const QString sysfs = "/sys/class/net/lo/mtu";
-        QVERIFY(!QFile::exists(sysfs) || (readRegularFile(sysfs, 8192, &held, nullptr) && held > ""));
+        const QString mtu = "/sys/class/net/lo/mtu";
+        QVERIFY(!QFile::exists(mtu) || (readRegularFile(mtu, 8192, &held, nullptr) && held > ""));
         // Up to a size limit whose signal would end the process, a document that size is written.
         const QByteArray fits(kFaultFileSizeLimit, ' ');
         QVERIFY(runUnder(FileFault::DiskFullSignalNotIgnored,

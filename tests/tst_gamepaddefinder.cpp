@@ -154,8 +154,7 @@ private slots:
         if (!shared || right) // without the right nothing is asked
             dialogs.answerYes(yes);
         auto w = window();
-        w->onListSelectionChanged(0);
-        w->actionDelete();
+        w->onListSelectionChanged(0), w->actionDelete();
         const ScriptedDialogSeam::Prompt box = dialogs.prompts().value(0);
         QCOMPARE(box.title, "Supprimer");
         QCOMPARE(box.text, shared && !right ? "Seul un admin peut supprimer un profil partage."
@@ -178,8 +177,7 @@ private slots:
             keys << shortcut->key().toString();
         QCOMPARE(keys.join(' '), "Ctrl+N Ctrl+S Ctrl+D Del F2 Ctrl+C Ctrl+V Ctrl+E");
         QSignalSpy catalog(w.get(), &GamepadDefinder::profilesCatalogChanged);
-        w->onListSelectionChanged(0);
-        w->setMode(GamepadDefinder::CalibrationMode);
+        w->onListSelectionChanged(0), w->setMode(GamepadDefinder::CalibrationMode);
         w->actionRename(); // blank: nothing changes
         QCOMPARE(catalog.count(), 0);
         w->actionRename();
@@ -329,11 +327,12 @@ private slots:
         w->setMode(GamepadDefinder::EditMode); // shown as it was, never edited
         QVERIFY(w->overlay()->isLocked() && w->overlay()->node(0).title == "Garde");
 
-        const QByteArray tmp = qgetenv("TMPDIR");
-        qputenv("TMPDIR", "/dev/null"); // no scratch folder: the user stays, with the edits
-        dialogs.answerChoice("Enregistrer comme nouveau profil");
-        QVERIFY(!w->session()->requestLeave() && w->session()->hasUnsavedEdits());
-        tmp.isEmpty() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", tmp);
+        {
+            const auto restore = qScopeGuard([tmp = qgetenv("TMPDIR")] { qputenv("TMPDIR", tmp); });
+            qputenv("TMPDIR", "/dev/null"); // no scratch folder: the user stays, with the edits
+            dialogs.answerChoice("Enregistrer comme nouveau profil");
+            QVERIFY(!w->session()->requestLeave() && w->session()->hasUnsavedEdits());
+        }
         // Kept as a new profile (whose edits tst_editingfaults checks), with a blank picture.
         sessionButtons(*w, "Enregistrer comme nouveau profil"); // else no "(récupéré)" below
         const QImage kept(w->entries().at(w->currentRow()).imagePath());
@@ -475,7 +474,8 @@ private slots:
         atOnce.setDevice(w->attachedController());
         QVERIFY(cards(&atOnce) > 0 && cards(w->calibrationPanel()) == cards(&atOnce));
         w->calibrationPanel()->addGate(); // offered its own axes and the profile's cross
-        QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->itemText(1), "Joy 0/0");
+        QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->itemText(1),
+                 "Joy 0/0");
         w->setRealGamepads({&padB}); // the panel follows the controllers plugged
         QCOMPARE(w->calibrationPanel()->device(), &padB);
         w->setRealGamepads({m_pad.get(), &padB});
