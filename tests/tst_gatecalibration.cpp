@@ -134,8 +134,7 @@ private slots:
         auto *progress = dialog.findChild<QWidget *>("measureProgress"); // shown during the rest
         QVERIFY(dialog.findChild<QLabel *>("measureInstructions")->wordWrap()); // a long text
         const CalibrationRecording::Presence present{true, true, true};
-        dialog.addSample(500, present, {54, 0, 0});
-        dialog.addSample(2499, present, {54, 0, 0});
+        dialog.addSample(500, present, {54, 0, 0}), dialog.addSample(2499, present, {54, 0, 0});
         dialog.finishMotion();
         const auto *review = dialog.findChild<QTableWidget *>(); // shown once reviewing
         QVERIFY(!apply->isEnabled() && !progress->isHidden() && review->isHidden());

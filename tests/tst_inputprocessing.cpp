@@ -110,7 +110,8 @@ private slots:
         QTEST(emitted.join(' '), "events");
     }
 
-    // A calibration reload that turns the repeat off stops a repeat armed before it.
+    // A calibration reload that turns the repeat off stops a repeat armed before it, for good:
+    // turned on again while still held, it waits for a new press.
     void repeatTurnedOffWhileHeld()
     {
         ButtonState state;
@@ -118,6 +119,8 @@ private slots:
         QVERIFY(stepButton(state, true, settings, 0).publish);
         settings.repeatOnPress = false;
         QVERIFY(!stepButton(state, true, settings, 400).publish);
+        settings.repeatOnPress = true;
+        QVERIFY(!stepButton(state, true, settings, 1000).publish);
     }
 
     // Radius 50, hysteresis 3: entered at 50, kept up to 53, left beyond.

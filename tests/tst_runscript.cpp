@@ -41,12 +41,10 @@ private slots:
                 writeScript(build + "gamepad-host",
                             "[ \"$1\" = --check-display ] && exit 1\n" + program));
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("PATH", bin + ':' + env.value("PATH"));
-        env.remove("WAYLAND_DISPLAY");
+        env.insert("PATH", bin + ':' + env.value("PATH")), env.remove("WAYLAND_DISPLAY");
         env.insert("DISPLAY", ":65000");
         QProcess script;
-        script.setProcessEnvironment(env);
-        script.setWorkingDirectory(work);
+        script.setProcessEnvironment(env), script.setWorkingDirectory(work);
         script.start("bash", QStringList{repo + "/scripts/run.sh"} + arguments);
         QVERIFY(script.waitForFinished(60000));
         QTEST(QString(script.readAllStandardOutput()).trimmed().replace(work, "%1"), "ran");
