@@ -160,7 +160,9 @@ private slots:
         clock = 20;
         QTRY_COMPARE(editor.saves, 1);
         QCOMPARE(readBytes(editor.path), QByteArray("b"));
-        editor.failWith = "plein", editor.edit("c"), clock = 40;
+        editor.failWith = "plein", editor.edit("c");
+        QCOMPARE(timer->interval(), 20); // saved: the next edit waits the whole delay
+        clock = 40;
         QTRY_COMPARE(editor.saves, 2); // failed: the next edit waits the whole delay again
         editor.edit("d");
         QCOMPARE(timer->interval(), 20);

@@ -120,8 +120,7 @@ private slots:
         QTest::keyClicks(input(bar), "Pad 4");
         QTest::keyClick(input(bar), Qt::Key_Return);
         QCoreApplication::processEvents(); // the chips show, styled
-        bar.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"});
-        bar.setAvailableTags({"pad 1", "Pad 4"});
+        bar.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"}), bar.setAvailableTags({"pad 1", "Pad 4"});
         fresh.setAvailableTags({"pad 1", "Pad 4"});
         fresh.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"});
         QCoreApplication::processEvents();

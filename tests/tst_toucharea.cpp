@@ -128,8 +128,7 @@ private slots:
         dialogs.answerYes(); // a script misused fails the test, and the question is cancelled
         QEXPECT_FAIL("", "a scripted question answer met the text question", Continue);
         QScopedPointer<QMenu> menu(m_pastille->createContextMenu(m_parent));
-        menu->actions().first()->trigger();
-        menu->actions().first()->trigger();
+        menu->actions().first()->trigger(), menu->actions().first()->trigger();
         QVERIFY(m_pastille->title() == "Gachette" && dialogs.prompts().value(0).text == "Nom :");
         QCOMPARE(dialogs.prompts().value(1).value, "Gachette");
         dialogs.answerYes(); // never used: the script fails the test once, when checked
