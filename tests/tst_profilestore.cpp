@@ -176,18 +176,18 @@ private slots:
         QVERIFY(!writeProfileMeta(&meta, &error) && error.endsWith("(No such file or directory)"));
     }
 
-    // A controller finds its model's profile, else one linked to its name (no vendor id: by name).
+    // A controller finds its model's profile (ids 1 and up), else one linked to its name.
     void profileForDevice()
     {
         const QString root = inConfig("GamepadProfiles/");
         const QByteArray type = R"({"type":"GamepadDefinderMeta",)";
         QVERIFY(writeBytes(root + "m/meta.json",
-                           type + R"("name":"model","vendorId":"0x045e","productId":"0x028e"})") &&
+                           type + R"("name":"model","vendorId":"0x045e","productId":"0x0001"})") &&
                 writeBytes(root + "n/meta.json", type + R"("name":"named","vendorId":"0x0000",
                     "productId":"0x028e","deviceNames":["Pad B"]})"));
         QStringList found;
         GamepadProfileMeta meta;
-        for (const GamepadDeviceIdentity &pad : {GamepadDeviceIdentity{"Pad A", 0x45e, 0x28e},
+        for (const GamepadDeviceIdentity &pad : {GamepadDeviceIdentity{"Pad A", 0x45e, 0x1},
                                                  {" pad b ", 0, 0x28e},
                                                  {"Pad C", 0, 0x28e}})
             found << (findProfileMetaForDevice(pad, &meta) ? meta.name : "-");
