@@ -41,8 +41,7 @@ private slots:
         calibration.axes[2].outputOffset = 20;
         pad.setCalibration(calibration);
         m_joysticks->backend.setAxis(1, 0, 90);
-        m_joysticks->backend.setButton(1, 3, true);
-        pad.poll();
+        m_joysticks->backend.setButton(1, 3, true), pad.poll();
         QSignalSpy axes(&pad, &ControlManette::axesChanged);
         pad.close();
         pad.stop(); // no longer connected: nothing more
@@ -94,8 +93,7 @@ private slots:
         QCOMPARE(QList<QVariantList>(named),
                  QList<QVariantList>({{"gamepad", "gamepad", keys, values}}));
 
-        m_joysticks->backend.disconnectController(4);
-        pad->poll();
+        m_joysticks->backend.disconnectController(4), pad->poll();
         QVERIFY(numbered.count() == 1 && pad->axes().value(0) == -100.0); // the last values kept
         m_joysticks->backend.connectController(4, padIdentity()); // replugged, the button held
         m_joysticks->backend.setButton(4, 7, true);
@@ -126,9 +124,12 @@ private slots:
         const QString overridePath = profileOverridePath(findProfileById(id));
         marked.axes[0].deadzoneRadius = 42;
         QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));
-        pad->setActiveProfileId(id.toUpper());
-        pad->poll();
+        pad->setActiveProfileId(id.toUpper()), pad->poll();
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 42.0);
+        marked.axes[0].deadzoneRadius = 43; // the host's "reloadCalibration" reads it at once
+        QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));
+        pad->setParameter(0, 0, "reloadCalibration", {});
+        QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 43.0);
         // The host's mapping document: the bound profile's, else one made for this controller.
         QCOMPARE(pad->noCodeApp(), QStringList()); // none written yet
         const QString bound = userProfilesRoot() + '/' + id + "/configActionGamepad.json";
@@ -142,8 +143,7 @@ private slots:
         QVERIFY(writeBytes(made + "configActionGamepad.json", "{}"));
         QCOMPARE(pad->noCodeApp(), QStringList{made + "configActionGamepad.json"});
 
-        m_joysticks->backend.setAxis(0, 0, 90);
-        pad->poll();
+        m_joysticks->backend.setAxis(0, 0, 90), pad->poll();
         pad->setParameter(0, 0, "resetBias", {});
         QCOMPARE(pad->axes().value(0).toDouble(), 0.0);
         pad->poll(); // same identity and profile: the defaults stay
