@@ -30,7 +30,7 @@ static QString recordSession(const QString &path)
     calibration.gates << defaultGateSettings(0);
     VirtualJoysticks pads;
     pads.backend.connectController(0, padIdentity("Rec Pad"), 32, 0x7f); // axis 7 absent
-    qint64 now = 0;
+    qint64 now = -1000; // made a second before it starts: times count from the start
     ControlManette device(0);
     device.setClockSource([&now] { return now; });
     device.pinCalibration(calibration);
@@ -41,8 +41,8 @@ static QString recordSession(const QString &path)
     if (!recorder.start(&device, path, &reason))
         return reason;
     printBatchesOnDeviceClock(&device, out);
-    device.start();
-    for (now = 0; now <= 2000; now += 10) {
+    now = 0, device.start();
+    for (; now <= 2000; now += 10) {
         pads.backend.setAxis(0, 0, now < 1500 ? 90.0 * ((now % 700) / 700.0) - 45.0 : 0.3);
         pads.backend.setAxis(0, 1, now % 400 < 200 && now < 1500 ? 30.0 : 0.0);
         pads.backend.setAxis(0, 2, now < 1000 ? -100.0 + now / 5.0 : -100.0);
