@@ -93,16 +93,14 @@ private slots:
         joysticks.backend.setButton(1, 3, true);
         other.poll(); // a controller the profile does not link is not heard
         QCOMPARE(m_linker->pendingAction(), QString("record"));
-        joysticks.backend.setButton(0, 3, true);
-        linked.poll();
+        joysticks.backend.setButton(0, 3, true), linked.poll();
         QCOMPARE(bindings(), QStringList({"but_3:record", "but_5:zoom"}));
         QCOMPARE(unplacedWidgets(m_linker.get()) + overlappingWidgets(m_linker.get(), {900, 560}),
                  QStringList());
         gone.reset();
         m_linker->onDeviceSelectionChanged({"", " "}); // linking none: every controller is heard
         choose("tilt"); // a second change while the save waits: still one save
-        joysticks.backend.setButton(1, 5, true);
-        other.poll();
+        joysticks.backend.setButton(1, 5, true), other.poll();
         QTRY_COMPARE(saved.size(), 1);
         QCOMPARE(bridgesOnDisk(m_path), QStringList({"but_3:record", "but_5:tilt"}));
     }
@@ -230,8 +228,7 @@ private slots:
         load(m_profile);
         QCOMPARE(hint(), reason);
         ScriptedDialogs dialogs;
-        dialogs.answerYes(false);
-        dialogs.answerYes(true);
+        dialogs.answerYes(false), dialogs.answerYes(true);
         dialogs.whileAsking = [this] { m_linker->onInputButtonChanged(5, true); }; // binds nothing
         bind("pan", 5);
         QCOMPARE(bindings(), QStringList());

@@ -27,8 +27,7 @@ class TestDefinderExchange : public QObject
     GamepadProfileMeta seed(const QString &name, const QStringList &linked = {})
     {
         QImage image(120, 80, QImage::Format_ARGB32);
-        image.fill(QColor(40, 60, 80, 200));
-        image.save(path("picture.png"));
+        image.fill(QColor(40, 60, 80, 200)), image.save(path("picture.png"));
         InteractiveOverlay scratch;
         scratch.resize(400, 300);
         scratch.createNode(ElementKind::Button, QStringLiteral("A"), QPoint(60, 40));

@@ -186,7 +186,8 @@ private slots:
         QVERIFY(e->inspector.width() >= 250 && e->inspector.width() <= 280);
         QCOMPARE(e->inspector.findChild<QLabel *>("inspectorPrompt")->isHidden(), kind >= 0);
         QTEST(e->inspector.findChild<QLabel *>("inspectorType")->text(), "type");
-        QCOMPARE(e->button("Dupliquer")->isEnabled(), editable);
+        for (const char *text : {"Dupliquer", "Supprimer"})
+            QCOMPARE(e->button(text)->isEnabled(), editable);
         QTest::keyClicks(e->inspector.findChild<QLineEdit *>("inspectorName"), "Z\r"); // entered
         QCOMPARE(e->overlay.node(node).title.endsWith("Z"), editable);
         QTEST(e->slotTexts(), "slots");
@@ -216,9 +217,9 @@ private slots:
         QCOMPARE(edited.size(), 2);
 
         e->button("Learn")->click();
-        for (const char *key : {"but_1", "joy_3", "joy_3", "joy_4"})
+        for (const char *key : {"but_1", "joy_0", "joy_0", "joy_4"})
             e->feed(key, 80.0);
-        QCOMPARE(e->slotTexts(), "Split X / Y,Toujours,Joy 3/4,Learn,Clear");
+        QCOMPARE(e->slotTexts(), "Split X / Y,Toujours,Joy 0/4,Learn,Clear");
         QVERIFY(changed.size() == 2 && e->overlay.pastille(cross)->state() == TouchArea::Active);
 
         // A selected pastille records each input of the wait, then learns the last one, once.
@@ -233,9 +234,10 @@ private slots:
         QCOMPARE(e->mapping.learnedButton(), 6);
         e->mapping.finishLearning(); // the window's end
         QVERIFY(changed.size() == 3 && e->overlay.sourceOf(pad, "Bouton").stringKey == "but_6");
-        e->overlay.setSelectedNode(cross); // a stick heard, then the button pastille chosen
-        e->feed("joy_5", 80.0), e->overlay.setSelectedNode(pad);
-        e->mapping.finishLearning();
+        e->overlay.setSelectedNode(cross); // a stick heard, a button ignored, then the pad chosen
+        e->feed("joy_5", 80.0), e->feed("but_1", 1.0);
+        QCOMPARE(e->mapping.learnedAxis(), 5);
+        e->overlay.setSelectedNode(pad), e->mapping.finishLearning();
         QCOMPARE(e->overlay.sourceOf(pad, "Bouton").stringKey, "but_6");
     }
 };

@@ -1,6 +1,7 @@
 #include "associationdialog.h"
 #include "scripteddialogseam.h"
 #include "tagselectionbar.h"
+#include "widgettestsupport.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -127,6 +128,7 @@ private slots:
         QCOMPARE(flowContent(bar), QStringList({"Pad 3/false/Manette non connectee", "Pad 1/true/",
                                                 "Pad 4/true/", "tagSelectionInput"}));
         QCOMPARE(flowContent(bar), flowContent(fresh));
+        QCOMPARE(unplacedWidgets(&bar), QStringList()); // each chip's name and × laid out
         const QRect chipRows(0, 0, bar.width(), input(bar)->y()); // above the field's cursor
         QCOMPARE(bar.grab(chipRows).toImage(), fresh.grab(chipRows).toImage());
     }
