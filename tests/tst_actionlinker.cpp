@@ -105,7 +105,8 @@ private slots:
         QCOMPARE(bridgesOnDisk(m_path), QStringList({"but_3:record", "but_5:tilt"}));
     }
 
-    // A controller that gets its name late, or is renamed, is heard under the name it has now.
+    // A controller that gets its name late, or is renamed, is heard under the name it has now;
+    // the profile, loaded after the controllers were given, listens to its own.
     void followsControllerNames_data()
     {
         QTest::addColumn<QString>("before");
@@ -113,6 +114,7 @@ private slots:
         QTest::addColumn<bool>("heard");
         QTest::newRow("named later") << QString() << QString("Pad A") << true;
         QTest::newRow("renamed away") << QString("Pad A") << QString("Pad C") << false;
+        QTest::newRow("never named") << QString() << QString() << false;
     }
     void followsControllerNames()
     {
@@ -122,7 +124,7 @@ private slots:
         joysticks.backend.connectController(0, padIdentity(before));
         ControlManette pad(0);
         m_linker->setInputDevices({&pad});
-        m_linker->onDeviceSelectionChanged({"Pad A"});
+        m_linker->loadGamepadSnapshot(m_profile.id, "P", {"Pad A"}, kOverlay, QString());
         joysticks.backend.setIdentification(0, padIdentity(after));
         joysticks.backend.setButton(0, 3, true);
         choose("pan");
@@ -286,8 +288,7 @@ private slots:
         }
         bind("Enregistrer", 3);
         choose("pan"); // a second binding keeps the first
-        m_linker->onInputGateChanged("gate_1", true);
-        m_linker->flushSave();
+        m_linker->onInputGateChanged("gate_1", true), m_linker->flushSave();
         const QStringList expected{"but_3:record", "but_5:tilt", "gate_1:pan"};
         QCOMPARE(bindings() + bridgesOnDisk(m_path), expected + expected); // shown, then on disk
         QVERIFY(dialogs.prompts().isEmpty() && m_linker->overlay()->nodeCount() == 5);

@@ -81,8 +81,7 @@ private slots:
         ControlManette *pad = startedPad(4); // another index: batches still say device 0
         QSignalSpy numbered(pad, SIGNAL(dataChanged(int, int, QStringList, QVariantList)));
         QSignalSpy named(pad, SIGNAL(dataChanged(QString, QString, QStringList, QVariantList)));
-        m_joysticks->backend.setAxis(4, 3, 100);
-        m_joysticks->backend.setAxis(4, 0, -100);
+        m_joysticks->backend.setAxis(4, 3, 100), m_joysticks->backend.setAxis(4, 0, -100);
         m_joysticks->backend.setButton(4, 7, true);
         QSignalSpy axes(pad, &ControlManette::axisChanged);
         pad->poll(); // one batch, keys in order, to both signals; each axis on its own too
