@@ -181,8 +181,7 @@ private slots:
         QVERIFY(!overlayLost || QFile::remove(beta.overlayPath()));
         const QString folder = path(QStringLiteral("shots%1").arg(overlayLost));
         ScriptedDialogs dialogs;
-        dialogs.answerPath(folder);
-        dialogs.answerPath(path("one.png"));
+        dialogs.answerPath(folder), dialogs.answerPath(path("one.png"));
         auto w = std::make_unique<GamepadDefinder>();
         w->onListSelectionChanged(w->entries().first().id == beta.id ? 1 : 0);
         w->actionSnapshotAll(); // told once its steps are done, the window answering meanwhile

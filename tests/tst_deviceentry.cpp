@@ -32,8 +32,7 @@ private slots:
             // The inputs come from the backend given, not from the process-wide one.
             entry.attach(&device);
             VirtualJoystickBackend other;
-            other.connectController(3, padIdentity(), 1, 0b101);
-            other.update();
+            other.connectController(3, padIdentity(), 1, 0b101), other.update();
             QCOMPARE(entry.inputs(other),
                      QStringList({"Axe 0|axis://0", "Axe 2|axis://2", "Bouton 0|btn://0"}));
             other.connectController(3, padIdentity(), 0, 0b100); // no button at all
