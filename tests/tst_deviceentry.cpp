@@ -22,8 +22,7 @@ private slots:
             if (customImage) // a value neither a path nor an icon is refused, changing nothing
                 QVERIFY(entry.setImage(QStringLiteral("/mine.png")) && !entry.setImage(42));
             ControlManette device(3);
-            entry.attach(&device);
-            entry.detach();
+            entry.attach(&device), entry.detach();
             QCOMPARE(entry.deviceName(), QStringLiteral("Test Pad"));
             QCOMPARE(entry.secondLine(), QStringLiteral("VID:45e PID:28e"));
             QCOMPARE(entry.description()["deviceId"], QJsonValue("3"));

@@ -29,6 +29,7 @@ private slots:
         QVERIFY(renderOverlayImage({}, {}, {}, &empty).isNull());
         QVERIFY(renderOverlayImage({{"type", "GamepadCalibration"}}, {}, {}, &other).isNull());
         QCOMPARE(empty + " | " + other, "Overlay vide. | Format de configuration non reconnu.");
+        QVERIFY(renderOverlayImage({}, {}, {}, nullptr).isNull()); // the reason not wanted
     }
 
     // A stored size beyond 8192 pixels a side or 16 megapixels is scaled down, with a warning.
