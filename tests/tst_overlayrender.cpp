@@ -42,7 +42,7 @@ private slots:
         const QString capped = "Gamepad snapshot size capped from ";
         // clang-format off
         QTest::newRow("stored") << QJsonObject{{"w", 320}, {"h", 200}} << QSize(10, 10) << QSize(320, 200) << "";
-        QTest::newRow("nothing usable") << QJsonObject() << QSize(0, 0) << QSize(800, 600) << "";
+        QTest::newRow("nothing usable") << QJsonObject() << QSize(500, 0) << QSize(800, 600) << "";
         QTest::newRow("smallest asked") << QJsonObject() << QSize(1, 1) << QSize(1, 1) << "";
         QTest::newRow("at both caps") << QJsonObject{{"w", 8192}, {"h", 2048}} << QSize() << QSize(8192, 2048) << "";
         QTest::newRow("longest side") << QJsonObject{{"w", 20000}, {"h", 100}} << QSize() << QSize(8192, 40) << capped + "20000x100 to 8192x40";
