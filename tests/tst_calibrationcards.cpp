@@ -229,8 +229,7 @@ private slots:
         preview.setSettings({true, GamepadCalibration::AxisMode(mode), -40, 20});
         preview.setLiveRaw(90); // the live marker, away from the columns looked at
         QImage image(preview.size(), QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        preview.render(&image, {}, {}, QWidget::DrawChildren);
+        image.fill(Qt::transparent), preview.render(&image, {}, {}, QWidget::DrawChildren);
         QString band;
         for (const int raw : {-70, -50, -30, -10}) { // above the track, within a band's height
             const int alpha = image.pixelColor(105 + raw, 5).alpha();

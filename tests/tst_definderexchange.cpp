@@ -85,8 +85,7 @@ private slots:
             dialogs.answerPath(path("out.zelto.json"));
             w.actionExport();
             QCOMPARE(dialogs.prompts().first().value, QStringLiteral("Alpha.zelto.json"));
-            dialogs.answerPath(path("out.zelto.json"));
-            w.actionImport();
+            dialogs.answerPath(path("out.zelto.json")), w.actionImport();
         } else {
             w.actionCopy();
             QClipboard *clipboard = QGuiApplication::clipboard();

@@ -104,8 +104,7 @@ private slots:
     {
         Editor editor(m_folder), other(m_folder);
         QVERIFY(writeInPlace(editor.path, "{\"v\": 8}") && touchLater(editor.path));
-        editor.session.noteOwnWrite();
-        editor.session.checkDisk();
+        editor.session.noteOwnWrite(), editor.session.checkDisk();
         QVERIFY(writeInPlace(editor.path, "{\"v\": 9}") && touchLater(editor.path));
         editor.session.noteOwnWrite(editor.path + "/."); // named as its writer names it
         editor.session.checkDisk();

@@ -160,7 +160,7 @@ private slots:
     // A pastille on an axis past the eighth is not offered to gates: nothing reads beyond the axes.
     void gateSourcesWithinTheAxes()
     {
-        m_panel->setTwoAxisSources({{"far", 9, 1}, {"near", 2, 3}, {"below", 0, -1}});
+        m_panel->setTwoAxisSources({{"far", 8, 1}, {"near", 2, 3}, {"below", 0, -1}});
         m_panel->addGate();
         auto *sources = m_panel->findChild<GateCard *>()->findChild<QComboBox *>("gateSource");
         QStringList offered;
@@ -291,6 +291,9 @@ private slots:
         dialogs.cancelNext();
         QTest::mouseClick(record, Qt::LeftButton);
         QVERIFY(!m_panel->isRecording() && !record->isChecked());
+        dialogs.answerPath(m_home.path()); // a folder: refused and said, the button up again
+        QTest::mouseClick(record, Qt::LeftButton);
+        QVERIFY(!record->isChecked() && dialogs.prompts().last().text.endsWith("Is a directory"));
 
         const QString path = m_home.filePath("session.jsonl");
         const auto pressFor = [this](int polls) {
