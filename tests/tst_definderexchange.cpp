@@ -114,6 +114,8 @@ private slots:
         row("Copy", "Copier",
             "Ce profil est associé à « Pad A, Pad B ». Le copier/coller est réservé aux "
             "profils non liés.");
+        row("Copy unreadable picture", "Copier",
+            "Impossible d’ouvrir <profil>/image.png (Is a directory)");
         row("Import", "Import",
             "Ce fichier est lié à une ou plusieurs manettes. Le coller/importe n’est "
             "autorisé que pour des profils non liés.");
@@ -136,7 +138,11 @@ private slots:
     void refusals()
     {
         QFETCH(QString, action);
-        GamepadProfileMeta linked = seed(QStringLiteral("Lié"), {"Pad A", "Pad B"});
+        const bool unreadable = action.endsWith("picture"); // unlinked, its picture a folder
+        GamepadProfileMeta linked =
+            seed("Lié", unreadable ? QStringList() : QStringList{"Pad A", "Pad B"});
+        QVERIFY(!unreadable ||
+                (QFile::remove(linked.imagePath()) && QDir().mkdir(linked.imagePath())));
         if (action.endsWith("no login"))
             linked.deviceNames.clear();
         const QByteArray document =
@@ -158,9 +164,9 @@ private slots:
         QVERIFY(QMetaObject::invokeMethod(&w, qPrintable("action" + action.section(' ', 0, 0))));
 
         const QString box = dialogs.prompts().last().title + '\n' + dialogs.prompts().last().text;
-        QTEST(QString(box).replace(m_home.path(), "@"), "box");
+        QTEST(QString(box).replace(linked.folder, "<profil>").replace(m_home.path(), "@"), "box");
         QVERIFY(!QFileInfo::exists(path("export.zelto.json")) && w.entries().size() == 1);
-        if (action == "Copy")
+        if (action.startsWith("Copy"))
             QCOMPARE(clipboard->text(), QStringLiteral("before"));
     }
 

@@ -110,8 +110,7 @@ private slots:
         editor.session.checkDisk();
         QTRY_VERIFY(editor.elsewhere.count() == 0 && other.elsewhere.count() == 2); // it hears
         QVERIFY(writeInPlace(editor.path, "{\"v\": 10}")); // another size: at once, a change
-        editor.session.retarget(m_folder, {editor.path});
-        editor.session.checkDisk();
+        editor.session.retarget(m_folder, {editor.path}), editor.session.checkDisk();
         QCOMPARE(editor.elsewhere.count(), 1);
         const QString moved = m_root.filePath("moved.json"); // the document now lives there
         QVERIFY(QFile::copy(editor.path, moved) && writeInPlace(editor.path, "{}"));
@@ -147,8 +146,7 @@ private slots:
     {
         qint64 clock = 0;
         Editor editor(m_folder, 20, EditSession::Coalescing::KeepFirstDeadline);
-        editor.session.setClock([&clock] { return clock; });
-        editor.edit("a");
+        editor.session.setClock([&clock] { return clock; }), editor.edit("a");
         clock = 15;
         editor.edit("b");
         auto *timer = editor.session.findChild<QTimer *>();
@@ -236,8 +234,7 @@ private slots:
         editor.edit("mine");
         QVERIFY(!editor.session.flush());
         ScriptedDialogs dialogs;
-        dialogs.answerChoice("Réessayer");
-        dialogs.answerChoice("Réessayer");
+        dialogs.answerChoice("Réessayer"), dialogs.answerChoice("Réessayer");
         QVERIFY(!editor.session.requestLeave());
         QCOMPARE((QList<int>{int(dialogs.prompts().size()), editor.saves}), (QList<int>{3, 3}));
         QCOMPARE(dialogs.prompts().last().text,
@@ -271,8 +268,7 @@ private slots:
             QTRY_COMPARE(b.elsewhere.count(), quietly ? 2 : 1);
         }
         // With edits of its own, the other's save is a conflict its own save asks about.
-        b.edit("from b");
-        a.edit("from a again");
+        b.edit("from b"), a.edit("from a again");
         QVERIFY(a.session.flush());
         QCoreApplication::processEvents(); // b is told but keeps its edits: nothing reloads them
         QCOMPARE(b.elsewhere.count(), 2);

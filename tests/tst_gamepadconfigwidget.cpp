@@ -136,8 +136,7 @@ private slots:
         QCOMPARE(overlappingWidgets(m_panel.get(), QSize(900, 700)), QStringList());
         m_joysticks->backend.setAxis(0, 0, 30.0);
         m_joysticks->backend.setAxis(0, 1, -30.0);
-        m_joysticks->backend.setButton(0, 2, true);
-        m_pad->poll();
+        m_joysticks->backend.setButton(0, 2, true), m_pad->poll();
         QTRY_COMPARE(axisCard(0)->findChild<QLabel *>("rawLabel")->text(), "raw: 30.0");
         QVERIFY(m_panel->findChild<GateCard *>()->isInside());
         QCOMPARE(m_panel->findChildren<AxisCard *>().size(), 4);
@@ -148,8 +147,7 @@ private slots:
         QTRY_COMPARE(m_panel->findChildren<AxisCard *>().size(), 3);
         const auto buttons = m_panel->findChildren<ButtonCard *>();
         QVERIFY(buttons.size() == 12 && buttons.at(2)->isPressed() && !buttons.at(1)->isPressed());
-        m_joysticks->backend.disconnectController(0);
-        m_pad->poll();
+        m_joysticks->backend.disconnectController(0), m_pad->poll();
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | deconnectee");
         QVERIFY(!button("Mesurer…")->isEnabled()); // a measure needs the controller
         m_panel = std::make_unique<GamepadConfigWidget>();
