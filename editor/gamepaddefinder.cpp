@@ -206,7 +206,6 @@ void GamepadDefinder::buildChrome()
     m_inspector = new InspectorPanel(overlay, m_sideColumn);
     m_inspector->setObjectName(QStringLiteral("gamepadInspectorPanel"));
     m_quickActions = new QuickActionsPanel(m_sideColumn);
-    m_quickActions->setObjectName(QStringLiteral("gamepadQuickActionsPanel"));
     side->addWidget(m_inspector, 3);
     side->addWidget(m_quickActions, 2);
     grid->addWidget(m_sideColumn, 2, 2, 3, 1);
