@@ -70,8 +70,7 @@ private slots:
         QFETCH(int, deviceId);
         QFETCH(QVariant, value);
         ControlManette *pad = startedPad();
-        pad->setParameter(deviceId, 0, "pollingInterval", value);
-        pad->stop();
+        pad->setParameter(deviceId, 0, "pollingInterval", value), pad->stop();
         pad->start();
         QTEST(pad->pollInterval(), "interval");
     }

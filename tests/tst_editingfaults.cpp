@@ -238,8 +238,7 @@ public:
     void writeTheirs() override
     {
         InteractiveOverlay scratch;
-        scratch.load(overlayOf(un));
-        scratch.bindActionToInput("tilt", "but_0");
+        scratch.load(overlayOf(un)), scratch.bindActionToInput("tilt", "but_0");
         saveMappingDocument(un.folder, scratch.nodes(), {}, kCatalog);
     }
 

@@ -212,6 +212,8 @@ private slots:
         SnapshotReport report;
         QVERIFY(exportSnapshots({profile}, outDir, &report, nullptr));
         QCOMPARE(report.errors, QStringList(fault == "outside" ? 1 : 0, "Pad : " + message));
+        const auto full = seed(sources, "Full", {}, "image.png", overlayWithNodes(10000));
+        QVERIFY(readSavedOverlay(full, nullptr, nullptr)); // 10000 pastilles still leave
     }
 
     // A picture's suffix from a document: lower-case letters and digits, at most five.
