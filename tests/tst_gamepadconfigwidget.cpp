@@ -134,8 +134,7 @@ private slots:
         m_panel->addGate();
         QCOMPARE(unplacedWidgets(m_panel.get()), QStringList()); // every card laid out too
         QCOMPARE(overlappingWidgets(m_panel.get(), QSize(900, 700)), QStringList());
-        m_joysticks->backend.setAxis(0, 0, 30.0);
-        m_joysticks->backend.setAxis(0, 1, -30.0);
+        m_joysticks->backend.setAxis(0, 0, 30.0), m_joysticks->backend.setAxis(0, 1, -30.0);
         m_joysticks->backend.setButton(0, 2, true), m_pad->poll();
         QTRY_COMPARE(axisCard(0)->findChild<QLabel *>("rawLabel")->text(), "raw: 30.0");
         QVERIFY(m_panel->findChild<GateCard *>()->isInside());

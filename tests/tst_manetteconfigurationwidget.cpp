@@ -51,6 +51,7 @@ private slots:
         qApp->setProperty("orqBackdropGlow", QVariant());
         widget.resize(1000, 700);
         const QImage image = widget.grab().toImage();
+        QCOMPARE(widget.findChild<QWidget *>("gamepadTopBar")->width(), 984); // over every column
         const auto distance = [&image](QPoint at, QColor b) { // of the pixel at `at` from b
             const QColor a = image.pixelColor(at);
             return qAbs(a.red() - b.red()) + qAbs(a.green() - b.green()) +
