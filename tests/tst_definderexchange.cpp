@@ -82,8 +82,7 @@ private slots:
         const QJsonObject expected = way == "file" ? w.overlay()->serialize() : overlayOf(original);
         QSignalSpy catalog(&w, &GamepadDefinder::profilesCatalogChanged);
         if (way == "file") {
-            dialogs.answerPath(path("out.zelto.json"));
-            w.actionExport();
+            dialogs.answerPath(path("out.zelto.json")), w.actionExport();
             QCOMPARE(dialogs.prompts().first().value, QStringLiteral("Alpha.zelto.json"));
             dialogs.answerPath(path("out.zelto.json")), w.actionImport();
         } else {

@@ -106,6 +106,7 @@ private slots:
         e->panel.setCatalog({});                        // no longer offered: no longer pending
         const QList<QVariantList> heard{{"pan"}, {""}}; // named, then cleared
         QCOMPARE(told, pending.isEmpty() ? QList<QVariantList>() : heard);
+        QVERIFY(!e->panel.list()->isEnabled()); // nothing left to pick
     }
 
     // Each input goes to learning (a pastille of its kind selected), then to an action pending.
