@@ -39,8 +39,7 @@ private slots:
         QCOMPARE(log, QStringList({"connected", "status:3"}));
         GamepadCalibration calibration = defaultCalibration(8, 32);
         calibration.axes[2].outputOffset = 20;
-        pad.setCalibration(calibration);
-        m_joysticks->backend.setAxis(1, 0, 90);
+        pad.setCalibration(calibration), m_joysticks->backend.setAxis(1, 0, 90);
         m_joysticks->backend.setButton(1, 3, true), pad.poll();
         QSignalSpy axes(&pad, &ControlManette::axesChanged);
         pad.close();

@@ -229,8 +229,7 @@ private slots:
         if (!connected) {
             QCOMPARE(m_panel->editedCalibration(), before);
             QCOMPARE(status(), "Deconnectee: captures off");
-            m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f);
-            m_pad->poll();
+            m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f), m_pad->poll();
             QCOMPARE(status(), "Profil requis pour override"); // captures work again
             return;
         }
@@ -429,8 +428,7 @@ private slots:
             m_panel->setDevice(&otherPad);
             left = m_panel->device() == &otherPad;
         } else if (leave == "controller renamed") {
-            m_joysticks->backend.connectController(0, padIdentity("Renamed Pad"));
-            m_pad->poll();
+            m_joysticks->backend.connectController(0, padIdentity("Renamed Pad")), m_pad->poll();
             QTRY_VERIFY(!dialogs.prompts().isEmpty());
             left = label("metaLabel").startsWith("Renamed Pad");
         } else if (leave == "scope") {

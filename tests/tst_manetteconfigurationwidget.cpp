@@ -51,7 +51,10 @@ private slots:
         qApp->setProperty("orqBackdropGlow", QVariant());
         widget.resize(1000, 700);
         const QImage image = widget.grab().toImage();
-        QCOMPARE(widget.findChild<QWidget *>("gamepadTopBar")->width(), 984); // over every column
+        const auto part = [&widget](const char *name) { return widget.findChild<QWidget *>(name); };
+        // The top bar over every column, the side column beside the overlay's top.
+        QCOMPARE(QList({part("gamepadTopBar")->width(), part("gamepadSideColumn")->y()}),
+                 QList({984, part("widgetOverlay")->y()}));
         const auto distance = [&image](QPoint at, QColor b) { // of the pixel at `at` from b
             const QColor a = image.pixelColor(at);
             return qAbs(a.red() - b.red()) + qAbs(a.green() - b.green()) +
