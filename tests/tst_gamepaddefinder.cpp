@@ -160,6 +160,12 @@ private slots:
         QCOMPARE(box.text, shared && !right ? "Seul un admin peut supprimer un profil partage."
                                             : "Supprimer « Vieux » ?");
         QCOMPARE(QFileInfo::exists(meta.folder), !gone);
+        if (shared && !right) { // its calibration edited: copied to the user's, the panel follows
+            w->setMode(GamepadDefinder::CalibrationMode);
+            Q_EMIT w->calibrationPanel()->profileCalibrationMetadataChanged("override", {}, 0, 0);
+            QCoreApplication::processEvents();
+            QVERIFY(w->calibrationPanel()->profile().folder.startsWith(userProfilesRoot()));
+        }
         QCOMPARE(w->profileList()->count() + w->overlay()->nodeCount(), gone ? 0 : 2); // shown
         // The folders are read again by the worker, not on the window's thread.
         const auto *reader = w->findChild<CatalogueReader *>();

@@ -9,12 +9,10 @@ static QImage widgetRendering(const QJsonObject &document, const QString &imageP
     InteractiveOverlay overlay;
     overlay.setAttribute(Qt::WA_DontShowOnScreen);
     overlay.resize(800, 450);
-    overlay.setLocked(true);
-    overlay.setBackgroundPixmap(QPixmap(imagePath));
+    overlay.setLocked(true), overlay.setBackgroundPixmap(QPixmap(imagePath));
     overlay.load(document), overlay.show();
     QImage image(overlay.size(), QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    overlay.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+    image.fill(Qt::transparent), overlay.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
     return image;
 }
 

@@ -134,11 +134,9 @@ private slots:
         QFETCH(double, value);
         QFETCH(bool, maps);
         QFETCH(QString, message);
-        e->addNode(ElementKind::SingleJoy, "joy_1");
-        e->addNode(ElementKind::Button, "but_2");
+        e->addNode(ElementKind::SingleJoy, "joy_1"), e->addNode(ElementKind::Button, "but_2");
         e->addNode(ElementKind::Button, "gate_0");
-        e->overlay.setSelectedNode(key.startsWith("joy_") ? 0 : 1);
-        e->feed(key, value);
+        e->overlay.setSelectedNode(key.startsWith("joy_") ? 0 : 1), e->feed(key, value);
         QTEST(e->mapping.learnRemainingMs() > 150, "learns"); // for 200 ms
         e->overlay.setSelectedNode(-1), e->mapping.finishLearning();
 
@@ -178,10 +176,8 @@ private slots:
         QFETCH(QString, keys);
         QFETCH(bool, locked);
         const int node = e->addNode(ElementKind(qMax(kind, 0)), keys);
-        e->overlay.setNodeSplit(node, split);
-        e->overlay.setSelectedNode(kind < 0 ? -1 : node);
-        e->overlay.setLocked(locked);
-        e->inspector.refresh();
+        e->overlay.setNodeSplit(node, split), e->overlay.setSelectedNode(kind < 0 ? -1 : node);
+        e->overlay.setLocked(locked), e->inspector.refresh();
 
         const bool editable = kind >= 0 && !locked;
         QVERIFY(e->inspector.width() >= 250 && e->inspector.width() <= 280);
