@@ -355,7 +355,8 @@ private slots:
         QTest::newRow("beside the tiles") << false;
     }
 
-    // Entries acting on a profile are enabled ("-": not) only over a tile, and act on that tile.
+    // Entries acting on a profile are enabled ("-": not) only over a tile, and act on that tile;
+    // separators (no text) part the groups.
     void listMenu()
     {
         QFETCH(bool, onTile);
@@ -371,7 +372,7 @@ private slots:
         QTimer::singleShot(0, this, [&] {
             auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
             for (QAction *action : menu->actions()) {
-                if (action->isVisible() && !action->isSeparator())
+                if (action->isVisible())
                     shown += action->text() + (action->isEnabled() ? ", " : "-, ");
                 if (action->text() == "Renommer…")
                     action->trigger();
@@ -380,7 +381,7 @@ private slots:
         });
         Q_EMIT list->customContextMenuRequested(onTile ? tile.center()
                                                        : tile.bottomRight() + QPoint(0, 40));
-        QString menu = "Nouveau…, Importer…, Copier*, Coller, Renommer…*, Dupliquer*, "
+        QString menu = "Nouveau…, Importer…, , Copier*, Coller, , Renommer…*, Dupliquer*, "
                        "Changer l’image…*, Exporter…*, Supprimer*, ";
         QCOMPARE(shown, menu.replace('*', onTile ? "" : "-"));
         QCOMPARE(rowOf(*w, "Gamma") >= 0, onTile);

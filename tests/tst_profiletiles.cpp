@@ -85,8 +85,7 @@ private slots:
         fresh.fill(entries), fresh.waitForThumbnails();
         QCOMPARE(tileImages(list), tileImages(freshList));
         // A tile given back its shown picture while another decodes keeps showing it.
-        tiles.update(0, profile("d", Qt::darkRed));
-        tiles.update(0, entries[0]);
+        tiles.update(0, profile("d", Qt::darkRed)), tiles.update(0, entries[0]);
         tiles.waitForThumbnails();
         QCOMPARE(tileImages(list).at(0), smoothTile(entries[0]));
     }
