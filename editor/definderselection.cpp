@@ -190,8 +190,20 @@ bool GamepadDefinder::mayLeaveCurrent()
 {
     if (!validRow(m_currentRow))
         return m_calibration->requestLeave() && m_linker->requestLeave();
-    return m_session->requestLeave() && m_calibration->requestLeave() &&
-           m_linker->requestLeave();
+    return m_session->requestLeave() && m_calibration->requestLeave() && m_linker->requestLeave();
+}
+
+// A mouse click finishes its own selection after the change it started was handled: the list
+// is put back on the current profile afterwards.
+void GamepadDefinder::showCurrentRowAfterClick()
+{
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            const QSignalBlocker blocker(m_list);
+            m_list->setCurrentRow(m_currentRow);
+        },
+        Qt::QueuedConnection);
 }
 
 bool GamepadDefinder::requestClose()
@@ -209,14 +221,7 @@ void GamepadDefinder::onListSelectionChanged(int row)
     if (!mayLeaveCurrent()) {
         const QSignalBlocker blocker(m_list);
         m_list->setCurrentRow(m_currentRow);
-        // A mouse click finishes its own selection after this handler: put it back afterwards.
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                const QSignalBlocker again(m_list);
-                m_list->setCurrentRow(m_currentRow);
-            },
-            Qt::QueuedConnection);
+        showCurrentRowAfterClick();
         return;
     }
     // A profile deleted elsewhere leaves the catalogue once its edits are settled; the rows
@@ -231,6 +236,7 @@ void GamepadDefinder::onListSelectionChanged(int row)
             if (m_entries.at(i).folder == wanted)
                 row = i;
         }
+        showCurrentRowAfterClick(); // the click lands where the wanted tile no longer is
     }
     m_currentRow = row;
     if (m_list->currentRow() != row) {

@@ -165,6 +165,7 @@ private:
     void refreshMappingPanel();
     bool selectRow(int row);
     bool mayLeaveCurrent();
+    void showCurrentRowAfterClick();
     void buildSession();
     void buildBanner();
     void refreshBanner();

@@ -140,9 +140,14 @@ private:
     bool select(const GamepadProfileMeta &meta)
     {
         QListWidget *list = m_window.profileList();
-        const auto row = [&] { return list->row(list->findItems(meta.name, {}).value(0)); };
-        list->setCurrentRow(row()); // the list may change as it goes: its row is found again
-        return list->currentRow() == row(); // what the user sees: a refusal puts it back at once
+        const auto item = [&] { return list->findItems(meta.name, {}).value(0); };
+        m_window.show(), list->scrollToItem(item()); // clicked: the list may change as it goes
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                          list->visualItemRect(item()).center());
+        QCoreApplication::processEvents(); // what the user sees: a refusal puts it back at once
+        const bool shown = list->selectedItems() == QList{list->currentItem()};
+        [shown] { QVERIFY2(shown, "the tile highlighted is the profile open"); }();
+        return list->currentItem() == item();
     }
 
     const EditSession &rule() const override { return m_window.session()->session(); }

@@ -189,14 +189,11 @@ private slots:
         QFETCH(bool, connected);
         m_panel->setProfile(GamepadProfileInfo()); // the base needs no profile
         axisCard(0)->setExpanded(true);
-        m_panel->addGate(), m_panel->addGate();
-        m_panel->flushSave();
-        m_joysticks->backend.setAxis(0, 0, 42.0);
-        m_joysticks->backend.setAxis(0, 1, -30.0);
+        m_panel->addGate(), m_panel->addGate(), m_panel->flushSave();
+        m_joysticks->backend.setAxis(0, 0, 42.0), m_joysticks->backend.setAxis(0, 1, -30.0);
         if (!connected)
             m_joysticks->backend.disconnectController(0);
-        m_pad->poll();
-        m_panel->updateLiveValues();
+        m_pad->poll(), m_panel->updateLiveValues();
         const GamepadCalibration before = m_panel->editedCalibration();
         GamepadCalibration expected = before;
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
