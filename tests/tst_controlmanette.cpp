@@ -63,8 +63,7 @@ private slots:
             QTest::newRow(qPrintable("bad " + bad.toString())) << 0 << bad << 10;
     }
 
-    // The host's interval survives a stop and a start.
-    void pollingInterval()
+    void pollingInterval() // The host's interval survives a stop and a start.
     {
         QFETCH(int, deviceId);
         QFETCH(QVariant, value);

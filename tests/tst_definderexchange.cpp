@@ -133,8 +133,7 @@ private slots:
             "n'est disponible pour ce profil.");
     }
 
-    // Nothing is written, created or put on the clipboard; the box says why.
-    void refusals()
+    void refusals() // Nothing is written, created or put on the clipboard; the box says why.
     {
         QFETCH(QString, action);
         const bool unreadable = action.endsWith("picture"); // unlinked, its picture a folder
@@ -176,8 +175,7 @@ private slots:
         QTest::newRow("one overlay file deleted") << true;
     }
 
-    // The batch, then the current profile alone, proposed in the batch's folder.
-    void snapshots()
+    void snapshots() // The batch, then the current profile alone, proposed in the batch's folder.
     {
         QFETCH(bool, overlayLost);
         seed(QStringLiteral("Al/pha"));

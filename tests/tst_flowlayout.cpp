@@ -67,6 +67,8 @@ private slots:
     // Nested in another layout, the flow takes that layout's spacing; alone, it has none.
     void spacingOutsideAWidget()
     {
+        QWidget parent; // a margin of 0 is the flow's own, not the style's
+        QCOMPARE(FlowLayout(&parent, 0).contentsMargins(), QMargins());
         QCOMPARE(FlowLayout().horizontalSpacing(), -1);
         QVBoxLayout outer;
         outer.setSpacing(9);

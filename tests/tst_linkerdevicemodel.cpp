@@ -45,8 +45,7 @@ private slots:
         m_joysticks.reset();
     }
 
-    // A row belongs to a controller (ids and name), not to its slot.
-    void rowsFollowTheController()
+    void rowsFollowTheController() // A row belongs to a controller (ids and name), not to its slot.
     {
         Model *model = makeModel();
         QAbstractItemModelTester tester(model);

@@ -49,13 +49,13 @@ struct Editor
                 return b;
         return nullptr;
     }
-    // The slot editor's split box, publish mode, then per slot its source, learn and clear buttons.
+    // The slot editor's split box, publish mode, then per slot source, learn ("*": armed), clear.
     QString slotTexts() const
     {
         QStringList texts;
         for (QWidget *w : inspector.findChildren<QWidget *>()) {
             if (auto *b = qobject_cast<QAbstractButton *>(w); b && w->parentWidget() != &inspector)
-                texts << b->text();
+                texts << b->text() + (b->property("armed").toBool() ? "*" : "");
             else if (auto *combo = qobject_cast<QComboBox *>(w))
                 texts << combo->currentText();
             else if (w->objectName() == "slotSourceLabel")
@@ -165,7 +165,7 @@ private slots:
         QTest::newRow("nothing") << -1 << false << "" << false << "" << "";
         QTest::newRow("joy") << 0 << false << "" << false << "Type : Joy" << "Sur changement,Aucune source,Learn,Clear";
         QTest::newRow("cross") << 1 << false << "joy_3,joy_4" << true << "Type : Double Joy X/Y" << "Split X / Y,Sur changement,Joy 3/4,Learn,Clear";
-        QTest::newRow("split cross") << 1 << true << "joy_3,but_1" << false << "Type : Double Joy X/Y" << "Split X / Y,Sur changement,joy_3,Learn X,Clear,but_1,Learn Y,Clear";
+        QTest::newRow("split cross") << 1 << true << "joy_3,but_1" << false << "Type : Double Joy X/Y" << "Split X / Y,Sur changement,joy_3,Learn X*,Clear,but_1,Learn Y,Clear";
         QTest::newRow("gate button") << 2 << false << "gate_0" << true << "Type : Button" << "Gate gate_0,Learn,Clear";
         // clang-format on
     }
@@ -178,6 +178,8 @@ private slots:
         const int node = e->addNode(ElementKind(qMax(kind, 0)), keys);
         e->overlay.setNodeSplit(node, split), e->overlay.setSelectedNode(kind < 0 ? -1 : node);
         e->overlay.setLocked(locked), e->inspector.refresh();
+        if (QPushButton *learnX = e->button("Learn X")) // its first slot listening
+            learnX->click();
 
         const bool editable = kind >= 0 && !locked;
         QVERIFY(e->inspector.width() >= 250 && e->inspector.width() <= 280);
