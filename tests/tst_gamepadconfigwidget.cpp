@@ -23,8 +23,7 @@ using AxisCard = GamepadAxisCalibrationWidget;
 using ButtonCard = GamepadButtonCalibrationWidget;
 using GateCard = GamepadGateCalibrationWidget;
 
-// A profile named "Regie" that inherits the base.
-static GamepadProfileInfo makeProfile()
+static GamepadProfileInfo makeProfile() // A profile named "Regie" that inherits the base.
 {
     GamepadProfileMeta meta;
     meta.id = QUuid::createUuid();

@@ -50,12 +50,14 @@ private slots:
         QCOMPARE(m_manager->gamepads().value(1)->name(), QStringLiteral("Another pad"));
     }
 
-    // With auto-detection off nothing goes on polling in the background.
+    // Auto-detecting, plugs are found; with auto-detection off nothing polls in the background.
     void autoDetectOffStopsPolling()
     {
         m_manager->setAutoDetectGamePad(true);
         const QTimer *update = m_manager->findChild<QTimer *>(); // the joysticks', every 100 ms
         QVERIFY(update->isActive() && update->interval() == 100);
+        m_joysticks->backend.connectController(2, padIdentity()); // found without asking
+        QTRY_COMPARE(m_events.join(' '), "changed added:2 changed");
         m_manager->setAutoDetectGamePad(false);
         for (const QTimer *timer : m_manager->findChildren<QTimer *>(Qt::FindDirectChildrenOnly))
             QVERIFY(!timer->isActive());

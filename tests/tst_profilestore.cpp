@@ -24,8 +24,7 @@ static QString padBaseFileIn(const QString &root)
 const QByteArray kMeta = R"({"type":"GamepadDefinderMeta","name":"  Arcade  ",
     "id":"8a1e4c2e-3b7d-4a60-9d5c-0f2b6a7c1d11","deviceNames":["A","B"],"image":" pic.jpg "})";
 
-// A profile folder outside the roots, with a file two levels down.
-static QString makeProfile()
+static QString makeProfile() // A profile folder outside the roots, with a file two levels down.
 {
     const QString folder = inConfig("elsewhere/prof-1");
     writeBytes(folder + "/sub/deep/b.txt", "b");
