@@ -236,10 +236,8 @@ private slots:
         // The user keeps another program's file: the snapshots' save asks again.
         w->overlay()->renameNode(0, "Edite");
         QVERIFY(writeFileAtomic(meta.overlayPath(), readBytes(meta.overlayPath()) + ' ', nullptr));
-        dialogs.answerChoice("Annuler");
-        dialogs.answerChoice("Annuler");
-        w->actionSave();
-        w->exportSnapshotsToDir(shots);
+        dialogs.answerChoice("Annuler"), dialogs.answerChoice("Annuler");
+        w->actionSave(), w->exportSnapshotsToDir(shots);
         QCOMPARE(dialogs.prompts().size(), 2);
         QCOMPARE(dialogs.prompts().last().title, "Fichier modifié ailleurs");
         QCOMPARE(w->lastSnapshotError(), "Impossible de sauvegarder la configuration en cours.");
@@ -271,8 +269,7 @@ private slots:
         ScriptedDialogs dialogs;
         auto w = window();
         w->profileList()->setCurrentRow(rowOf(*w, "Sain"));
-        w->profileList()->setCurrentRow(rowOf(*w, "Casse"));
-        w->setMode(GamepadDefinder::EditMode);
+        w->profileList()->setCurrentRow(rowOf(*w, "Casse")), w->setMode(GamepadDefinder::EditMode);
         QVERIFY(dialogs.prompts()[0].text.startsWith("Impossible de charger la configuration : "));
         QCOMPARE(w->overlay()->nodeCount(), 0); // none of the profile shown before
         QVERIFY(!w->findChild<QPushButton *>("gamepadAddNodeButton")->isEnabled());
@@ -297,6 +294,8 @@ private slots:
     // Rewrites and profiles from elsewhere show; one deleted goes quietly, unless it holds edits.
     void catalogueFollowsTheFolders()
     {
+        const QString staged = m_home.filePath("lent"); // a profile copied in file by file later
+        QVERIFY(removeScratchTree(staged) && QDir().rename(seed("Lent").folder, staged));
         GamepadProfileMeta open = seed("Ouvert", {"joy_0"});
         const QString first = QFileInfo(open.folder).path() + "/0"; // listed before any other
         QVERIFY(QDir().rename(std::exchange(open.folder, first), first));
@@ -325,9 +324,13 @@ private slots:
         QVERIFY(removeScratchTree(gone.folder));
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 1, 5000);
         QVERIFY(w->currentRow() == -1 && dialogs.prompts().isEmpty());
+        QVERIFY(QDir().mkdir(userProfilesRoot() + "/lent")); // watched before its files land
+        QTest::qWait(3 * ProfileFolderWatcher::kSettleMs);   // read, with nothing to list yet
+        for (const QString &file : QDir(staged).entryList(QDir::Files))
+            QVERIFY(QFile::rename(staged + '/' + file, userProfilesRoot() + "/lent/" + file));
+        QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 2, 5000);
 
-        w->profileList()->setCurrentRow(0);
-        w->overlay()->renameNode(0, "Garde");
+        w->profileList()->setCurrentRow(0), w->overlay()->renameNode(0, "Garde");
         QVERIFY(removeScratchTree(open.folder));
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->item(0)->text(), "Ouvert (supprimé)", 5000);
         QVERIFY(w->bannerText().contains("a disparu"));
@@ -419,11 +422,9 @@ private slots:
         QFETCH(bool, withRow);
         seed("Delta", {"joy_3"});
         auto w = window();
-        w->onListSelectionChanged(withRow ? 0 : -1);
-        w->setMode(GamepadDefinder::EditMode);
+        w->onListSelectionChanged(withRow ? 0 : -1), w->setMode(GamepadDefinder::EditMode);
         w->overlay()->setSelectedNode(withRow ? 0 : -1);
-        w->quickActions()->setPendingAction("zoom");
-        w->setMode(mode);
+        w->quickActions()->setPendingAction("zoom"), w->setMode(mode);
         QCOMPARE(unplacedWidgets(w.get()), QStringList());
         QCOMPARE(overlappingWidgets(w.get(), QSize(1400, 900)), QStringList());
         auto *add = w->findChild<QPushButton *>("gamepadAddNodeButton");
@@ -462,8 +463,7 @@ private slots:
         w->profileList()->setCurrentRow(arcade);
         QCOMPARE(w->attachedController(), m_pad.get());
 
-        w->quickActions()->setPendingAction("zoom");
-        m_joysticks->backend.setButton(0, 3, true);
+        w->quickActions()->setPendingAction("zoom"), m_joysticks->backend.setButton(0, 3, true);
         m_pad->poll();
         QCOMPARE(w->overlay()->node(3).sources.first().binding.value("ref").toString(), "zoom");
 
@@ -498,8 +498,7 @@ private slots:
         });
         QCOMPARE(dialogs.prompts().value(0).text.left(24), "Échec sauvegarde meta : ");
         QVERIFY(linked.isEmpty() && w->attachedController() == m_pad.get());
-        w->associationBar()->setSelectedTags({});
-        linked.clear();
+        w->associationBar()->setSelectedTags({}), linked.clear();
         w->associationBar()->setSelectedTags({"Pad B"});
         QVERIFY(linked.count() == 1 && w->attachedController() == &padB);
         GamepadProfileMeta onDisk;
@@ -513,8 +512,7 @@ private slots:
 
         // A linked controller that left is never attached; the panel follows the profile shown.
         const int pilote = rowOf(*w, "Pilote");
-        m_joysticks->backend.disconnectController(1);
-        padB.poll();
+        m_joysticks->backend.disconnectController(1), padB.poll();
         w->profileList()->setCurrentRow(pilote);
         QCOMPARE(w->attachedController(), m_pad.get());
         QCOMPARE(w->calibrationPanel()->profile().name, "Pilote");

@@ -15,8 +15,7 @@ static int runHost(QProcess &host, const QStringList &arguments, const QString &
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.remove("QT_QPA_PLATFORM");
     display.isEmpty() ? env.insert("QT_QPA_PLATFORM", "offscreen") : env.insert("DISPLAY", display);
-    env.insert("HOME", home);
-    env.insert("XDG_DATA_HOME", home + "/data");
+    env.insert("HOME", home), env.insert("XDG_DATA_HOME", home + "/data");
     host.setProcessEnvironment(env);
     const rlimit limit{fileSizeLimit, fileSizeLimit};
     if (fileSizeLimit > 0)

@@ -238,6 +238,9 @@ private slots:
         QCOMPARE(e->mapping.learnedAxis(), 5);
         e->overlay.setSelectedNode(pad), e->mapping.finishLearning();
         QCOMPARE(e->overlay.sourceOf(pad, "Bouton").stringKey, "but_6");
+        const int stick = e->addNode(ElementKind::SingleJoy, ""); // the first axis learned too
+        e->overlay.setSelectedNode(stick), e->feed("joy_0", 80.0), e->mapping.finishLearning();
+        QCOMPARE(e->overlay.node(stick).sources[0].source.stringKey, "joy_0");
     }
 };
 
