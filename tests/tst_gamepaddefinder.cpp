@@ -329,6 +329,10 @@ private slots:
         for (const QString &file : QDir(staged).entryList(QDir::Files))
             QVERIFY(QFile::rename(staged + '/' + file, userProfilesRoot() + "/lent/" + file));
         QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->count(), 2, 5000);
+        const QString lent = userProfilesRoot() + "/lent/meta.json"; // renamed, then read again
+        QVERIFY(writeFileAtomic(lent, readBytes(lent).replace("\"Lent\"", "\"Lente\""), nullptr));
+        QVERIFY(QDir().mkdir(userProfilesRoot() + "/vide"));
+        QTRY_COMPARE_WITH_TIMEOUT(w->profileList()->item(1)->text(), "Lente", 5000);
 
         w->profileList()->setCurrentRow(0), w->overlay()->renameNode(0, "Garde");
         QVERIFY(removeScratchTree(open.folder));

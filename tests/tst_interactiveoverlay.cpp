@@ -112,8 +112,7 @@ private slots:
     void layoutRoundTripsOverThePicture()
     {
         QPixmap picture(400, 200); // contained in 800 x 600: (0, 100, 800, 400)
-        picture.fill(Qt::darkGray);
-        m_overlay->setBackgroundPixmap(picture);
+        picture.fill(Qt::darkGray), m_overlay->setBackgroundPixmap(picture);
         const int cross = m_overlay->createNode(ElementKind::DualJoyCross, {}, QPoint(400, 300));
         m_overlay->createNode(ElementKind::Button, QStringLiteral("A"), QPoint(701, 501));
         m_overlay->setNodeSplit(cross, true);
@@ -126,8 +125,7 @@ private slots:
         dragWidget(m_overlay->pastille(1), QPoint(36, 36), QPoint(40, 0));
         QCOMPARE(dirty.size(), 1);
         InteractiveOverlay other;
-        other.resize(m_overlay->size());
-        other.setBackgroundPixmap(picture);
+        other.resize(m_overlay->size()), other.setBackgroundPixmap(picture);
         QVERIFY(other.load(m_overlay->serialize()) && other.nodes() == m_overlay->nodes());
         QCOMPARE(other.pastille(1)->geometry(), QRect(706, 466, 72, 72));
         m_overlay->resize(400, 600); // the picture is now (0, 200, 400, 200)

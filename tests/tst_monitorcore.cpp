@@ -32,8 +32,7 @@ static QString recordSession(const QString &path)
     pads.backend.connectController(0, padIdentity("Rec Pad"), 32, 0x7f); // axis 7 absent
     qint64 now = -1000; // made a second before it starts: times count from the start
     ControlManette device(0);
-    device.setClockSource([&now] { return now; });
-    device.pinCalibration(calibration);
+    device.setClockSource([&now] { return now; }), device.pinCalibration(calibration);
     InputRecorder recorder;
     QString live, reason;
     QTextStream out(&live);
@@ -48,8 +47,7 @@ static QString recordSession(const QString &path)
         pads.backend.setAxis(0, 2, now < 1000 ? -100.0 + now / 5.0 : -100.0);
         pads.backend.setButton(0, 1, now >= 300 && now < 1200);
         pads.backend.setButton(0, 2, (now >= 200 && now < 230) || (now >= 240 && now < 600));
-        pads.backend.setButton(0, 3, now % 300 < 150);
-        device.poll();
+        pads.backend.setButton(0, 3, now % 300 < 150), device.poll();
     }
     return reason.isEmpty() ? live : "failed: " + reason;
 }
