@@ -48,12 +48,17 @@ QString reasonText(int osError)
 }
 
 // Replaces `path` by the file the chain of symbolic links there ends on (itself when no link).
+// A chain of kMaxLinkHops links is followed, as the system would; one more is refused.
 bool followLinks(QByteArray *path, int *osError)
 {
-    for (int hop = 0; hop < kMaxLinkHops; ++hop) {
+    for (int hop = 0;; ++hop) {
         struct stat info;
         if (::lstat(path->constData(), &info) != 0 || !S_ISLNK(info.st_mode))
             return true;
+        if (hop == kMaxLinkHops) {
+            *osError = ELOOP;
+            return false;
+        }
         QByteArray target(PATH_MAX, Qt::Uninitialized);
         const ssize_t length = ::readlink(path->constData(), target.data(), size_t(target.size()));
         if (length < 0 || length >= target.size()) {
@@ -65,8 +70,6 @@ bool followLinks(QByteArray *path, int *osError)
             target.prepend(path->left(path->lastIndexOf('/') + 1));
         *path = target;
     }
-    *osError = ELOOP;
-    return false;
 }
 
 // What stands at the target: -1 when nothing does, else the permission bits the replacement

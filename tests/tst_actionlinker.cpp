@@ -63,8 +63,7 @@ class TestActionLinker : public QObject
     Q_OBJECT
 
 private slots:
-    // Every test starts on a profile with its mapping document on disk.
-    void init()
+    void init() // Every test starts on a profile with its mapping document on disk.
     {
         useThrowAwayHome(m_home);
         qApp->setProperty("kx.currentLogin", "tester");

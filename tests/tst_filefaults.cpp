@@ -150,8 +150,7 @@ private slots:
         QCOMPARE(QDir(w.folder).entryList(all), (expected.sort(), expected));
     }
 
-    // The reader's messages; "*" stands for the parser's reason.
-    void readerMessages_data()
+    void readerMessages_data() // The reader's messages; "*" stands for the parser's reason.
     {
         QTest::addColumn<QByteArray>("content"); // empty: no file
         QTest::addColumn<QString>("expected");
@@ -184,8 +183,7 @@ private slots:
                  qPrintable(error));
     }
 
-    // A document the readers would refuse is never written.
-    void documentBeyondTheReaders()
+    void documentBeyondTheReaders() // A document the readers would refuse is never written.
     {
         const QString path = m_home.filePath("big.json");
         QString error;
@@ -199,6 +197,17 @@ private slots:
         const QByteArray fits(kFaultFileSizeLimit, ' ');
         QVERIFY(runUnder(FileFault::DiskFullSignalNotIgnored,
                          [&] { return writeJsonFileAtomic(path, fits, &error); }));
+    }
+
+    void linkChains() // followed as far as the system would: 40 links, and no further
+    {
+        const QString end = m_home.filePath("end.json"), at = m_home.filePath("link%1");
+        for (int i = 1; i <= 41; ++i) // link 1 leads to the file, link i to link i - 1
+            QVERIFY(QFile::link(i == 1 ? end : at.arg(i - 1), at.arg(i)));
+        QString error;
+        QVERIFY(writeFileAtomic(at.arg(40), "[]", &error) && readBytes(end) == "[]");
+        QVERIFY(!writeFileAtomic(at.arg(41), "{}", &error) && readBytes(end) == "[]");
+        QCOMPARE(error, "Too many levels of symbolic links");
     }
 
     // A name below the folder, through its links too, gives the clean path; any other is refused.

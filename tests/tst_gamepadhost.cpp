@@ -70,8 +70,7 @@ private slots:
         QTEST(options ? summary(*options) : "error: " + error, "parsed");
     }
 
-    // What gamepad-host exits with and says; the screenshots it writes.
-    void runs_data()
+    void runs_data() // What gamepad-host exits with and says; the screenshots it writes.
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("code");

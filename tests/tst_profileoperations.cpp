@@ -60,8 +60,7 @@ private slots:
         QVERIFY(removeScratchTree(m_home.filePath("outside")));
     }
 
-    // A picture without suffix is stored as PNG; a JPEG chosen later goes beside it.
-    void create()
+    void create() // A picture without suffix is stored as PNG; a JPEG chosen later goes beside it.
     {
         const NewProfileRequest request{" New ", m_png, " Pad X ", 0x45e, 0x28e, kOverlay};
         const QDateTime now(QDate(2024, 5, 6), QTime(7, 8, 9), Qt::UTC);
@@ -140,8 +139,7 @@ private slots:
         }
     }
 
-    // A profile removed, or refused, by the profile editor is its own test.
-    void deletion_data()
+    void deletion_data() // A profile removed, or refused, by the profile editor is its own test.
     {
         QTest::addColumn<QString>("message");   // empty: removed; %1: the folder
         QTest::newRow("link to outside") << ""; // the link goes, not its target
@@ -192,8 +190,7 @@ private slots:
         QVERIFY(QDir(entry.folder).isEmpty());
     }
 
-    // A failing step leaves every file it did not write byte for byte.
-    void failures_data()
+    void failures_data() // A failing step leaves every file it did not write byte for byte.
     {
         // Named "operation, fault"; a profile without login lies in the shared root.
         QTest::addColumn<QString>("changed"); // the files written before the failing step

@@ -11,16 +11,14 @@
 const QString kAccented = QStringLiteral("Aucune pastille n'est liée à \"%1\" pour \"%2\".");
 const QString kUnaccented = QStringLiteral("Aucune pastille n'est liee a \"%1\" pour \"%2\".");
 
-// The editor's side panels over one overlay; the inspector goes first.
-struct Editor
+struct Editor // The editor's side panels over one overlay; the inspector goes first.
 {
     InteractiveOverlay overlay;
     QuickActionsPanel panel;
     QuickMapping mapping{&overlay, &panel};
     InspectorPanel inspector{&overlay};
 
-    // Slot keys in slot order, comma-separated.
-    int addNode(ElementKind kind, const QString &keys)
+    int addNode(ElementKind kind, const QString &keys) // Slot keys in slot order, comma-separated.
     {
         const int index = overlay.createNode(kind, QString(), QPoint(100, 100));
         const QStringList labels = slotLabels(kind), split = keys.split(',');

@@ -14,8 +14,7 @@ class TestRunScript : public QObject
 {
     Q_OBJECT
 private slots:
-    // DISPLAY names a display the stub host cannot open.
-    void run_data()
+    void run_data() // DISPLAY names a display the stub host cannot open.
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("ran"); // %1: the folder the user runs the script in
