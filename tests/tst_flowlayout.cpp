@@ -21,8 +21,7 @@ class TestFlowLayout : public QObject
     Q_OBJECT
 
 private slots:
-    // Margins 5, 4, 5, 4 in a 100 px wide rectangle: items may use x 5 to 94.
-    void geometry_data()
+    void geometry_data() // Margins 5, 4, 5, 4 in a 100 px wide rectangle: items may use x 5 to 94.
     {
         QTest::addColumn<QList<QSize>>("hints");
         QTest::addColumn<int>("expanding"); // index of the expanding item, -1 for none
@@ -31,6 +30,7 @@ private slots:
         QTest::addColumn<int>("height");
         const QSize a(40, 20), b(30, 24), c(50, 20);
         // clang-format off
+        QTest::newRow("empty") << QList<QSize>{} << -1 << 6 << QList<QRect>{} << 8;
         QTest::newRow("one line") << QList<QSize>{a, b} << -1 << 6 << QList<QRect>{{5, 4, 40, 20}, {51, 4, 30, 24}} << 32;
         QTest::newRow("wraps on the tallest") << QList<QSize>{a, b, c} << -1 << 6 << QList<QRect>{{5, 4, 40, 20}, {51, 4, 30, 24}, {5, 34, 50, 20}} << 58;
         QTest::newRow("expanding fills its line") << QList<QSize>{a, b} << 1 << 6 << QList<QRect>{{5, 4, 40, 20}, {51, 4, 44, 24}} << 32;
