@@ -161,8 +161,7 @@ private slots:
         auto *sources = m_panel->findChild<GateCard *>()->findChild<QComboBox *>("gateSource");
         QStringList offered;
         for (int i = 0; i < sources->count(); ++i) {
-            sources->setCurrentIndex(i);
-            m_panel->updateLiveValues();
+            sources->setCurrentIndex(i), m_panel->updateLiveValues();
             offered << sources->itemText(i);
         }
         QCOMPARE(offered, QStringList({"Joy 0/1", "Joy 2/3"})); // the gate's own axes, "near"

@@ -488,6 +488,10 @@ private slots:
         w->calibrationPanel()->addGate(); // offered its own axes and the profile's cross
         QCOMPARE(w->calibrationPanel()->findChild<QComboBox *>("gateSource")->itemText(1),
                  "Joy 0/0");
+        QPointer<QWidget> card = w->calibrationPanel()->findChild<GamepadAxisCalibrationWidget *>();
+        w->setMode(GamepadDefinder::EditMode), w->overlay()->renameNode(cross, "Croix");
+        w->setMode(GamepadDefinder::CalibrationMode), QCoreApplication::processEvents();
+        QVERIFY2(card, "the same profile and controller: its cards stay as they are");
         w->setRealGamepads({&padB}); // the panel follows the controllers plugged
         QCOMPARE(w->calibrationPanel()->device(), &padB);
         w->setRealGamepads({m_pad.get(), &padB});

@@ -140,8 +140,7 @@ private slots:
         QVERIFY(!apply->isEnabled() && !progress->isHidden() && review->isHidden());
         dialog.addSample(2500, present, {54, 0, 0});
         QVERIFY(progress->isHidden());
-        dialog.addSample(3000, present, {-70, 80, 0});
-        dialog.finishMotion();
+        dialog.addSample(3000, present, {-70, 80, 0}), dialog.finishMotion();
         dialog.addSample(4000, present, {-100, 0, 0}); // ignored once reviewing
         QVERIFY(apply->isEnabled() && !review->isHidden());
         QCOMPARE(review->selectionMode(), QAbstractItemView::NoSelection); // read, not picked

@@ -213,8 +213,7 @@ private slots:
         QVERIFY(storedKv("gp:0").value("lastSeen").toDouble() >= before);
         QCOMPARE(readDeviceRegistry(m_context).devices.size(), kMaxRegistryEntries);
 
-        model->setUniqSelection(false);
-        model->setSelected("gp:old4", true);
+        model->setUniqSelection(false), model->setSelected("gp:old4", true);
         model->setSelected("gp:old6", true);
         QSignalSpy heard(model, &Model::selectedInterfacesChanged); // what the host hears
         model->setUniqSelection(true);

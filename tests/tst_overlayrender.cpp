@@ -7,8 +7,7 @@
 static QImage widgetRendering(const QJsonObject &document, const QString &imagePath)
 {
     InteractiveOverlay overlay;
-    overlay.setAttribute(Qt::WA_DontShowOnScreen);
-    overlay.resize(800, 450);
+    overlay.setAttribute(Qt::WA_DontShowOnScreen), overlay.resize(800, 450);
     overlay.setLocked(true), overlay.setBackgroundPixmap(QPixmap(imagePath));
     overlay.load(document), overlay.show();
     QImage image(overlay.size(), QImage::Format_ARGB32_Premultiplied);
