@@ -157,8 +157,7 @@ private slots:
     void deletedWhileAFieldHasFocus()
     {
         auto *box = new ActionToolBox;
-        box->setCatalog(catalog()), box->setBinding(object(R"({"ref": "zoom"})"));
-        box->show();
+        box->setCatalog(catalog()), box->setBinding(object(R"({"ref": "zoom"})")), box->show();
         QApplication::setActiveWindow(box);
         QVERIFY(QTest::qWaitForWindowActive(box));
         QLineEdit *speed = box->findChild<QComboBox *>("actionToolBoxParam_speed")->lineEdit();

@@ -68,8 +68,7 @@ private slots:
         QFETCH(int, deviceId);
         QFETCH(QVariant, value);
         ControlManette *pad = startedPad();
-        pad->setParameter(deviceId, 0, "pollingInterval", value), pad->stop();
-        pad->start();
+        pad->setParameter(deviceId, 0, "pollingInterval", value), pad->stop(), pad->start();
         QTEST(pad->pollInterval(), "interval");
     }
 
@@ -126,6 +125,10 @@ private slots:
         QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));
         pad->setParameter(0, 0, "reloadCalibration", {});
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 43.0);
+        marked.axes[0].deadzoneRadius = 44; // and a start, after a stop
+        QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));
+        pad->stop(), pad->start();
+        QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 44.0);
         // The host's mapping document: the bound profile's, else one made for this controller.
         QCOMPARE(pad->noCodeApp(), QStringList()); // none written yet
         const QString bound = userProfilesRoot() + '/' + id + "/configActionGamepad.json";

@@ -58,8 +58,7 @@ private slots:
         first.id = QUuid::createUuid();
         first.name = "Now";
         first.deviceNames = {"Pad"};
-        entry.refreshCarousel({{first, 0, 0}});
-        entry.setActiveProfile(first.id.toString(), "Then");
+        entry.refreshCarousel({{first, 0, 0}}), entry.setActiveProfile(first.id.toString(), "Then");
         QCOMPARE(entry.activeProfileName(), "Now");
     }
 };

@@ -128,7 +128,7 @@ private slots:
     {
         Cal calibration;
         calibration.axes = {Axis{true, Cal::AxisMode::Bidirectional, 0, 0}};     // output = raw
-        calibration.gates = {{true, "ring", {}, 0, 1}, {true, "bad", {}, 0, 9}}; // no axis 9
+        calibration.gates = {{true, "ring", {}, 0, 1}, {true, "bad", {}, 0, 8}}; // no axis 8
         InputProcessor processor;
         PollResult result;
         JoystickReadings readings;

@@ -48,8 +48,7 @@ private slots:
     {
         qApp->setProperty("orqBackdropGlow", "#2080c0");
         ManetteConfigurationWidget widget;
-        qApp->setProperty("orqBackdropGlow", QVariant());
-        widget.resize(1000, 700);
+        qApp->setProperty("orqBackdropGlow", QVariant()), widget.resize(1000, 700);
         const QImage image = widget.grab().toImage();
         const auto part = [&widget](const char *name) { return widget.findChild<QWidget *>(name); };
         // The top bar over every column, the side column beside the overlay's top.
