@@ -43,10 +43,8 @@ private slots:
         row("outputScale", 0, 0.001);
         row("debounceMs", 9000, 5000);
         row("debounceMs", 12.5, 0); // not a whole number: the default
-        row("repeatDelayMs", 1e12, 350);
-        row("repeatIntervalMs", 60001, 60000);
-        row("xAxis", 9, 3);
-        row("mode", "TRIGGER", "trigger");
+        row("repeatDelayMs", 1e12, 350), row("repeatIntervalMs", 60001, 60000);
+        row("xAxis", 9, 3), row("mode", "TRIGGER", "trigger");
         row("publishMode", " Continuous_Outside_Rest ", "activeOnly");
         QTest::newRow("a gate emits on one edge at least")
             << QJsonArray{QJsonObject{{"emitOnEnter", false}, {"emitOnExit", false}}}

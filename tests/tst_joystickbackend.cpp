@@ -46,8 +46,10 @@ private slots:
         VirtualJoystickBackend real;
         DemoJoystickBackend demo(real);
         const int slot = DemoJoystickBackend::kDemoSlot;
-        demo.openPump(), demo.closePump(), demo.animate(timeMs), demo.update();
-        QVERIFY(!real.isPumpOpen()); // the real controllers' pump closes with the demo's
+        demo.openPump();
+        QVERIFY(real.isPumpOpen()); // the real controllers' pump opens and closes with the demo's
+        demo.closePump(), demo.animate(timeMs), demo.update();
+        QVERIFY(!real.isPumpOpen());
         std::array<bool, JoystickBackend::kMaxAxes> present{};
         std::array<double, JoystickBackend::kMaxAxes> read{};
         std::array<bool, JoystickBackend::kMaxButtons> held{};
