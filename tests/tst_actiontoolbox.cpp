@@ -149,6 +149,7 @@ private slots:
                  onHeader && button == Qt::LeftButton);
         send(QEvent::MouseMove, global + delta, button);
         send(QEvent::MouseButtonRelease, global + delta, Qt::NoButton);
+        send(QEvent::MouseMove, global + 2 * delta, Qt::LeftButton); // released: no longer dragged
         QCOMPARE(m_box->pos(), expected);
         QCOMPARE(moved.count(), m_box->pos() == QPoint(10, 20) ? 0 : 1);
     }

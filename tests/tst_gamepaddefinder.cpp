@@ -73,8 +73,7 @@ class TestGamepadDefinder : public QObject
 private slots:
     void initTestCase()
     {
-        useThrowAwayHome(m_home);
-        registerCalibrationMetaTypes();
+        useThrowAwayHome(m_home), registerCalibrationMetaTypes();
         m_joysticks = std::make_unique<VirtualJoysticks>();
         GamepadManager::instance()->setAutoDetectGamePad(false); // controllers come from the tests
         m_picture = m_home.filePath("pad.png");
