@@ -296,8 +296,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(useTestHome(m_home));
-        useThrowAwayHome(m_home);
-        registerCalibrationMetaTypes();
+        useThrowAwayHome(m_home), registerCalibrationMetaTypes();
         m_joysticks = std::make_unique<VirtualJoysticks>();
         GamepadManager::instance()->setAutoDetectGamePad(false);
         QVERIFY(writeBytes(m_picture, encoded("PNG", {400, 240}, QColor(52, 74, 92))));
@@ -305,8 +304,7 @@ private slots:
 
     void init()
     {
-        qApp->setProperty("kx.currentLogin", "tester");
-        removeScratchTree(configurationRoot());
+        qApp->setProperty("kx.currentLogin", "tester"), removeScratchTree(configurationRoot());
         m_joysticks->backend.connectController(0, padIdentity("Pad A"));
         m_pad = std::make_unique<ControlManette>(0);
         m_pad->poll();

@@ -235,6 +235,9 @@ private slots:
         QVERIFY(fresh.load(layout(1)));
         QCOMPARE(fresh.pastille(0)->geometry(),
                  QRect(0, 0, TouchArea::kNewSide, TouchArea::kNewSide));
+        const qsizetype made = fresh.findChildren<TouchArea *>().size(); // a removed one is freed
+        fresh.removeNode(0), QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(fresh.findChildren<TouchArea *>().size(), made - 1);
     }
 
 private:
