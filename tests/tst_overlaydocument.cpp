@@ -146,13 +146,13 @@ private slots:
         OverlayDocument document;
         QVERIFY(!overlayDocumentFromJson({{"type", "interactiveOverlay"}}, kContext, &document));
         QVERIFY(overlayDocumentFromJson(json(R"({"type": "InteractiveOverlay", "version": "4",
-            "coordSpace": "BackGround", "overlaySize": {"w": 0, "h": -5}, "bgMode": 2,
+            "coordSpace": "BackGround", "overlaySize": {"w": 400, "h": -5}, "bgMode": 2,
             "nodes": [3, "x", null, {"id": "nope", "kind": 3, "title": 7, "isJoy": "no",
                 "geometry": {"x": "a", "y": 0.5, "w": true}, "publishMode": 2, "split": "yes",
                 "sources": {"Joystick": {"deviceType": 1, "deviceId": "3", "packetId": 2.5,
                     "stringKey": 9}}, "freeAspect": 1}]})"),
                                         kContext, &document));
-        QVERIFY(document.overlaySize == QSize(1, 1) && document.bgMode == Mode::Contain);
+        QVERIFY(document.overlaySize == QSize(400, 1) && document.bgMode == Mode::Contain);
         OverlayNode expected = makeOverlayNode(ElementKind::SingleJoy, "Joy 1");
         expected.id = document.nodes.value(0).id;
         expected.geometry = QRectF(0.1, 0.5, 0.08, 0.08);
