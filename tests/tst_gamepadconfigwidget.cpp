@@ -104,16 +104,14 @@ private slots:
     void initTestCase()
     {
         QVERIFY(useTestHome(m_home));
-        useThrowAwayHome(m_home);
-        registerCalibrationMetaTypes();
+        useThrowAwayHome(m_home), registerCalibrationMetaTypes();
     }
 
     // A pad of 4 axes and 12 buttons, its base with gamma 1.5 on axis 0, a profile inheriting it.
     void init()
     {
         m_panel.reset(), m_pad.reset(), m_joysticks.reset(); // the last test's, panel first
-        setHost("tester");
-        removeScratchTree(configurationRoot());
+        setHost("tester"), removeScratchTree(configurationRoot());
         m_joysticks = std::make_unique<VirtualJoysticks>();
         m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f);
         m_pad = std::make_unique<ControlManette>(0);

@@ -183,6 +183,8 @@ private slots:
         writeDeviceRegistry(m_context, rows);
         Model *model = makeModel();
         QCOMPARE(model->count(), 2);
+        plug(2, "Twin"); // in a slot of its own, one takes the first row remembered: "Left"
+        QCOMPARE(value(model, "gp:2", Model::NameRole), QVariant("Left"));
         plug(1, "Twin");
         QCOMPARE(value(model, "gp:1", Model::NameRole), QVariant("Right"));
     }
