@@ -56,8 +56,7 @@ private slots:
 
     void init()
     {
-        qApp->setProperty("kx.currentLogin", "tester");
-        removeScratchTree(configurationRoot());
+        qApp->setProperty("kx.currentLogin", "tester"), removeScratchTree(configurationRoot());
         QGuiApplication::clipboard()->clear();
     }
 

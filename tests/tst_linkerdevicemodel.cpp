@@ -182,6 +182,7 @@ private slots:
         rows[1].kv["nameOverride"] = "Right"; // the file's last entry, without a key, shows no card
         writeDeviceRegistry(m_context, rows);
         Model *model = makeModel();
+        model->syncSelected(); // absent, unselected: nothing to start
         QCOMPARE(model->count(), 2);
         plug(2, "Twin"); // in a slot of its own, one takes the first row remembered: "Left"
         QCOMPARE(value(model, "gp:2", Model::NameRole), QVariant("Left"));
