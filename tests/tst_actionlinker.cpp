@@ -65,8 +65,7 @@ class TestActionLinker : public QObject
 private slots:
     void init() // Every test starts on a profile with its mapping document on disk.
     {
-        useThrowAwayHome(m_home);
-        qApp->setProperty("kx.currentLogin", "tester");
+        useThrowAwayHome(m_home), qApp->setProperty("kx.currentLogin", "tester");
         m_linker = std::make_unique<ActionLinker>();
         m_linker->setExternalServices(
             {{"sharedActionCatalog", QJsonDocument::fromJson(kCatalog).array()}});

@@ -12,8 +12,7 @@ class TestControlManette : public QObject
 private slots:
     void initTestCase()
     {
-        useThrowAwayHome(m_home);
-        qApp->setProperty("kx.currentLogin", "tester");
+        useThrowAwayHome(m_home), qApp->setProperty("kx.currentLogin", "tester");
     }
 
     void init()

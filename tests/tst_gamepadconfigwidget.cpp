@@ -129,7 +129,9 @@ private slots:
         QCOMPARE(label("metaLabel", 1) + " | " + label("sourceLabel") + " | " + status(),
                  "Profil: Regie | Source: Base | Pret");
         m_panel->addGate();
-        QCOMPARE(unplacedWidgets(m_panel.get()), QStringList()); // every card laid out too
+        // Every card laid out, and what a gate card holds.
+        const QStringList unplaced = unplacedWidgets(m_panel->findChild<GateCard *>());
+        QCOMPARE(unplacedWidgets(m_panel.get()) + unplaced, QStringList());
         QCOMPARE(overlappingWidgets(m_panel.get(), QSize(900, 700)), QStringList());
         m_joysticks->backend.setAxis(0, 0, 30.0), m_joysticks->backend.setAxis(0, 1, -30.0);
         m_joysticks->backend.setButton(0, 2, true), m_pad->poll();
@@ -327,6 +329,7 @@ private slots:
         QVERIFY(gammaOnDisk(overrideFile()) == 2.5 && label("sourceLabel") == "Source: Profil");
         editGamma(3.0), scopeCombo()->setCurrentIndex(0);
         QVERIFY(gammaOnDisk(overrideFile()) == 3.0 && meta.last().at(0).toString() == "inherit");
+        QCOMPARE(axisCard(0)->settings().gamma, 2.5); // the base, on its card at once
         scopeCombo()->setCurrentIndex(1);
         QCOMPARE(shownGamma(), 3.0);
         button("Copier base vers profil")->click(); // the base on disk, not the override in force

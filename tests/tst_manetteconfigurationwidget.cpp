@@ -83,8 +83,7 @@ private slots:
     void closingAsksWhatBecomesOfTheEdits()
     {
         QFETCH(QString, answer);
-        qApp->setProperty("kx.currentLogin", "tester");
-        removeScratchTree(configurationRoot());
+        qApp->setProperty("kx.currentLogin", "tester"), removeScratchTree(configurationRoot());
         QVERIFY(writeBytes(m_home.filePath("pad.png"), encoded("png", {64, 48}, Qt::darkGray)));
         GamepadProfileMeta meta;
         const QJsonObject overlay{{"type", "InteractiveOverlay"}};
