@@ -214,8 +214,7 @@ private slots:
             load(m_profile);
         } else {
             m_linker->loadGamepadSnapshot(QUuid::createUuid(), "Perdu", {}, kOverlay, {});
-            bind("pan", 3);
-            m_linker->flushSave();
+            bind("pan", 3), m_linker->flushSave();
         }
         QVERIFY2(log.lines.contains(line.arg(m_path)), qPrintable(log.lines.join('\n')));
     }
@@ -306,8 +305,7 @@ private slots:
         QCOMPARE(bindings() << m_linker->profileFolder(), QStringList({"but_5:tilt", last.folder}));
         QCOMPARE(m_linker->overlay()->pictureSize(), QSize(8, 6)); // its picture, its actions
         QCOMPARE(m_linker->overlay()->pastille(1)->labels(), QStringList("tilt"));
-        bind("Enregistrer", 3);
-        m_linker->flushSave();
+        bind("Enregistrer", 3), m_linker->flushSave();
         QCOMPARE(bridgesOnDisk(mappingDocumentPath(last.folder)),
                  QStringList({"but_3:record", "but_5:tilt"}));
     }

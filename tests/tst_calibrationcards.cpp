@@ -83,8 +83,7 @@ private slots:
         GamepadButtonCalibrationWidget button(0, ButtonSettings());
         QSignalSpy buttonSpy(&button, &GamepadButtonCalibrationWidget::settingsChanged);
         auto *interval = button.findChild<QSpinBox *>("repeatIntervalSpin");
-        interval->selectAll();
-        QTest::keyClicks(interval, "5\r");
+        interval->selectAll(), QTest::keyClicks(interval, "5\r");
         QVERIFY(button.settings().repeatIntervalMs == 10 && buttonSpy.count() == 1);
     }
 
@@ -211,28 +210,36 @@ private slots:
         QCOMPARE(styleNamesMissing(&button, names), QString());
     }
 
-    // The preview spans -100..100 over 200 px from x = 5: the dead zone is a band around the
-    // rest point, on both sides of a stick's rest and on the travel side of a trigger's.
+    // The preview spans -100..100 from x = 5 to its width less 5: the dead zone is a band around
+    // the rest point, on both sides of a stick's rest and on the travel side of a trigger's.
     void previewShowsTheDeadZone_data()
     {
         QTest::addColumn<int>("mode");
         QTest::addColumn<QString>("band"); // per column: x dead zone, t travel alone, . nothing
-        QTest::newRow("stick") << int(GamepadCalibration::AxisMode::Bidirectional) << ".xx.";
-        QTest::newRow("trigger") << int(GamepadCalibration::AxisMode::Trigger) << "..xt";
+        QTest::addColumn<bool>("onCard");  // the preview of an axis card given the settings
+        using Mode = GamepadCalibration::AxisMode;
+        QTest::newRow("stick") << int(Mode::Bidirectional) << ".xx." << false;
+        QTest::newRow("trigger") << int(Mode::Trigger) << "..xt" << false;
+        QTest::newRow("card") << int(Mode::Trigger) << "..xt" << true;
     }
     void previewShowsTheDeadZone()
     {
         QFETCH(int, mode);
-        AxisCalibrationPreviewWidget preview;
-        preview.resize(210, 18);
+        QFETCH(bool, onCard);
+        GamepadAxisCalibrationWidget card(0, AxisSettings());
+        AxisCalibrationPreviewWidget alone,
+            &preview = onCard ? *card.findChild<AxisCalibrationPreviewWidget *>() : alone;
         // Rest at -40, where a trigger's travel starts (up to 100); a dead zone of 20.
-        preview.setSettings({true, GamepadCalibration::AxisMode(mode), -40, 20});
-        preview.setLiveRaw(90); // the live marker, away from the columns looked at
+        const AxisSettings settings{true, GamepadCalibration::AxisMode(mode), -40, 20};
+        onCard ? card.setSettings(settings) : preview.setSettings(settings);
+        preview.resize(210, 18); // a card lays its preview out again when it renders
+        preview.setLiveRaw(90);  // the live marker, away from the columns looked at
         QImage image(preview.size(), QImage::Format_ARGB32_Premultiplied);
         image.fill(Qt::transparent), preview.render(&image, {}, {}, QWidget::DrawChildren);
         QString band;
         for (const int raw : {-70, -50, -30, -10}) { // above the track, within a band's height
-            const int alpha = image.pixelColor(105 + raw, 5).alpha();
+            const int alpha =
+                image.pixelColor(5 + (raw + 100) * (preview.width() - 10) / 200, 5).alpha();
             band += alpha == 0 ? '.' : alpha <= 45 ? 't' : 'x'; // travel alone is fainter
         }
         QTEST(band, "band");

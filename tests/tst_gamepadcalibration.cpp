@@ -38,10 +38,8 @@ private slots:
             QTest::addRow("%s %s", key, qPrintable(in.toVariant().toString()))
                 << QJsonArray{QJsonObject{{key, in}}} << QString(key) << out;
         };
-        row("deadzoneRadius", 150, 99);
-        row("gamma", 0, 0.05);
-        row("outputScale", 0, 0.001);
-        row("debounceMs", 9000, 5000);
+        row("deadzoneRadius", 150, 99), row("gamma", 0, 0.05);
+        row("outputScale", 0, 0.001), row("debounceMs", 9000, 5000);
         row("debounceMs", 12.5, 0); // not a whole number: the default
         row("repeatDelayMs", 1e12, 350), row("repeatIntervalMs", 60001, 60000);
         row("xAxis", 9, 3), row("mode", "TRIGGER", "trigger");

@@ -147,10 +147,12 @@ private slots:
         QVERIFY(buttons.size() == 12 && buttons.at(2)->isPressed() && !buttons.at(1)->isPressed());
         m_joysticks->backend.disconnectController(0), m_pad->poll();
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | deconnectee");
-        QVERIFY(!button("Mesurer…")->isEnabled()); // a measure needs the controller
+        const auto *capture = m_panel->findChild<QPushButton *>("gateCaptureButton");
+        QVERIFY(!button("Mesurer…")->isEnabled() && !capture->isEnabled()); // need the controller
         m_panel = std::make_unique<GamepadConfigWidget>();
         QCOMPARE(label("metaLabel", 1) + " | " + label("sourceLabel"),
                  "Aucun profil selectionne | Source: Defaut");
+        QVERIFY(!button("Copier base vers profil")->isEnabled()); // an override needs a profile
     }
 
     // A pastille on an axis past the eighth is not offered to gates: nothing reads beyond the axes.
@@ -279,8 +281,7 @@ private slots:
         ScriptedDialogs dialogs;
         auto *record = m_panel->findChild<QPushButton *>("recordButton");
         QCOMPARE(record->text(), "Enregistrer…");
-        dialogs.cancelNext();
-        QTest::mouseClick(record, Qt::LeftButton);
+        dialogs.cancelNext(), QTest::mouseClick(record, Qt::LeftButton);
         QVERIFY(!m_panel->isRecording() && !record->isChecked());
         dialogs.answerPath(m_home.path()); // a folder: refused and said, the button up again
         QTest::mouseClick(record, Qt::LeftButton);
@@ -291,8 +292,7 @@ private slots:
             for (int i = 0; i < polls; ++i)
                 m_joysticks->backend.setButton(0, 1, i / 2 % 2), m_pad->poll();
         };
-        dialogs.answerPath(path);
-        QTest::mouseClick(record, Qt::LeftButton);
+        dialogs.answerPath(path), QTest::mouseClick(record, Qt::LeftButton);
         QVERIFY(m_panel->isRecording() && record->isChecked());
         pressFor(4);
         QTest::mouseClick(record, Qt::LeftButton);
@@ -302,8 +302,7 @@ private slots:
         QVERIFY(lines[0].startsWith("{\"t\": ") && lines[0].contains("\"name\": \"Test Pad\""));
         QVERIFY(lines[1].endsWith("\"buttons\": [1]}") && lines[2].isEmpty());
 
-        dialogs.answerPath(path);
-        QTest::mouseClick(record, Qt::LeftButton);
+        dialogs.answerPath(path), QTest::mouseClick(record, Qt::LeftButton);
         QVERIFY(runUnder(
             FileFault::DiskFull, [&] { return pressFor(400), true; }, 16384));
         QVERIFY(!m_panel->isRecording() && !record->isChecked());

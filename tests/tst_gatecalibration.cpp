@@ -94,7 +94,8 @@ private slots:
         combo->setCurrentIndex(2);
         QCOMPARE(changed.count(), 1);
         QCOMPARE(changed.at(0).at(0).value<Gate>(), Gate({true, "gate_0", "pad_right", 3, 4}));
-        card.findChild<QDoubleSpinBox *>("gateCenterX")->setValue(-12.5);
+        auto *centerX = card.findChild<QDoubleSpinBox *>("gateCenterX");
+        centerX->selectAll(), QTest::keyClicks(centerX, "-12.5\r"); // one edit, not one per key
         card.findChild<QComboBox *>("gateFront")->setCurrentIndex(2);
         card.findChild<QCheckBox *>("gateInvert")->setChecked(true);
         // Enabled, key, pastille, axes, centre, radius, hysteresis, enter, exit, invert.
@@ -119,10 +120,8 @@ private slots:
 
         auto *capture = card.findChild<QPushButton *>("gateCaptureButton");
         QSignalSpy requested(&card, &GamepadGateCalibrationWidget::captureCenterRequested);
-        card.setCaptureEnabled(false);
-        QTest::mouseClick(capture, Qt::LeftButton);
-        card.setCaptureEnabled(true);
-        QTest::mouseClick(capture, Qt::LeftButton);
+        card.setCaptureEnabled(false), QTest::mouseClick(capture, Qt::LeftButton);
+        card.setCaptureEnabled(true), QTest::mouseClick(capture, Qt::LeftButton);
         QCOMPARE(requested.count(), 1);
     }
 

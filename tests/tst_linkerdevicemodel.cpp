@@ -161,8 +161,7 @@ private slots:
         } else if (action == "deselect") {
             model->setSelected("gp:2", false);
         } else { // the only selection moves: the other device is stopped
-            plug(4);
-            model->setSelected("gp:4", true);
+            plug(4), model->setSelected("gp:4", true);
             QVERIFY(!model->isSelected("gp:2") && !deviceAt(2)->isConnected());
         }
         QStringList titles;
