@@ -219,9 +219,10 @@ void GamepadDefinder::onCalibrationProfileMetadataChanged(const QString &mode,
                                                           const QString &overrideFile,
                                                           uint vendorId, uint productId)
 {
-    // The panel speaks of the profile it holds, which is the current one unless it was just left.
-    int row = m_currentRow;
+    // The panel speaks of the profile it holds, which is the current one unless it was just left;
+    // one no longer listed (its folder deleted elsewhere) has no entry to write.
     const QUuid id = m_calibration->profile().id;
+    int row = id.isNull() ? m_currentRow : -1;
     for (int i = 0; !id.isNull() && i < m_entries.size(); ++i) {
         if (m_entries.at(i).id == id) {
             row = i;

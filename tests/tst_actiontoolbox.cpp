@@ -72,8 +72,7 @@ private slots:
         QVERIFY(!m_box->binding().value("args").toObject().contains("on"));
         param("on")->clear();
         QApplication::setActiveWindow(m_parent); // a focused field, where completion would be
-        param("on")->setFocus();
-        QTest::keyClicks(param("on"), "T");
+        param("on")->setFocus(), QTest::keyClicks(param("on"), "T");
         QCOMPARE(param("on")->text(), "T");                   // never completed to a choice
         QTest::keyClicks(param("on"), "RUE\r\r");             // Return twice
         QCOMPARE(combo("actionToolBoxParam_on")->count(), 3); // typed text adds no choice
@@ -162,8 +161,7 @@ private slots:
         QApplication::setActiveWindow(box);
         QVERIFY(QTest::qWaitForWindowActive(box));
         QLineEdit *speed = box->findChild<QComboBox *>("actionToolBoxParam_speed")->lineEdit();
-        speed->setFocus();
-        QTest::keyClicks(speed, "7");
+        speed->setFocus(), QTest::keyClicks(speed, "7");
         QSignalSpy durty(box, &ActionToolBox::durty);
         delete box;
         QCOMPARE(durty.count(), 0);

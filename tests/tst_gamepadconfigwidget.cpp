@@ -294,8 +294,7 @@ private slots:
         };
         dialogs.answerPath(path), QTest::mouseClick(record, Qt::LeftButton);
         QVERIFY(m_panel->isRecording() && record->isChecked());
-        pressFor(4);
-        QTest::mouseClick(record, Qt::LeftButton);
+        pressFor(4), QTest::mouseClick(record, Qt::LeftButton);
         pressFor(4);
         const QList<QByteArray> lines = readBytes(path).split('\n');
         QCOMPARE(lines.size(), 3); // two of four polls changed something, then the last line's end
@@ -410,8 +409,7 @@ private slots:
         QFETCH(QString, answer);
         m_joysticks->backend.connectController(1, padIdentity("Other Pad"), 12, 0x0f);
         ControlManette otherPad(1);
-        otherPad.poll();
-        editGamma(2.5);
+        otherPad.poll(), editGamma(2.5);
         readOnly(QFileInfo(baseFile()).absolutePath(), [this] { m_panel->flushSave(); });
         const QString failure = status();
         QVERIFY(failure.startsWith("Impossible d'enregistrer " + baseFile() + " ("));

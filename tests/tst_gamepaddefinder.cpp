@@ -345,6 +345,11 @@ private slots:
             dialogs.answerChoice("Enregistrer comme nouveau profil");
             QVERIFY(!w->session()->requestLeave() && w->session()->hasUnsavedEdits());
         }
+        const auto leave = [&w] { return w->session()->requestLeave(); };
+        dialogs.answerChoice("Enregistrer comme nouveau profil"); // a full disk: told, nothing made
+        QVERIFY(!runUnder(FileFault::DiskFull, leave, 100));
+        const QString said = dialogs.prompts().last().text, why = "/overlay.json (File too large)";
+        QVERIFY(said.endsWith(why) && readProfileEntries().size() == 1);
         // Kept as a new profile (whose edits tst_editingfaults checks), with a blank picture.
         sessionButtons(*w, "Enregistrer comme nouveau profil"); // else no "(récupéré)" below
         const QImage kept(w->entries().at(w->currentRow()).imagePath());
@@ -494,6 +499,9 @@ private slots:
         QCOMPARE(w->calibrationPanel()->device(), &padB);
         w->setRealGamepads({m_pad.get(), &padB});
         Q_EMIT w->calibrationPanel()->profileCalibrationMetadataChanged("override", {}, 0x45e, 0);
+        GamepadProfileInfo gone = w->calibrationPanel()->profile(); // no longer listed: not written
+        gone.id = QUuid::createUuid(), w->calibrationPanel()->setProfile(gone);
+        Q_EMIT w->calibrationPanel()->profileCalibrationMetadataChanged("inherit", {}, 0, 0);
 
         // Linking another controller is written to the profile and moves the live input to it.
         QSignalSpy linked(w.get(), &GamepadDefinder::deviceSelectionChanged);

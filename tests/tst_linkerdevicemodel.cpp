@@ -154,8 +154,7 @@ private slots:
         const QString action = QTest::currentDataTag();
         Model *model = makeModel();
         QSignalSpy events(model, &Model::providerEventOccurred);
-        plug(2);
-        model->setSelected("gp:2", action != "unplug");
+        plug(2), model->setSelected("gp:2", action != "unplug");
         if (action.startsWith("unplug")) {
             unplug(2);
         } else if (action == "deselect") {
