@@ -73,8 +73,7 @@ private slots:
     {
         QFETCH(QString, question);
         QFETCH(QString, answer);
-        m_seen.clear();
-        answerNext(answer);
+        m_seen.clear(), answerNext(answer);
         DialogSeam &seam = dialogSeam();
         const QString title = "Titre", text = "Texte", dir = QDir::tempPath();
         const QStringList choices{"Partir", "Rester"}, items{"a", "b"};

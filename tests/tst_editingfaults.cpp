@@ -158,11 +158,7 @@ class CalibrationSubject : public Subject
 {
 public:
     QString document() const override { return QDir(un.folder).filePath(kOverride); }
-    void open() override
-    {
-        m_panel.setDevice(pad);
-        show(un);
-    }
+    void open() override { m_panel.setDevice(pad), show(un); }
     bool edit() override
     {
         m_panel.addGate();

@@ -152,7 +152,10 @@ private slots:
         if (!shared || right) // without the right nothing is asked
             dialogs.answerYes(yes);
         auto w = window();
-        w->onListSelectionChanged(0), w->actionDelete();
+        w->onListSelectionChanged(0);
+        w->overlay()->renameNode(0, shared ? w->overlay()->node(0).title : "Vite"); // unsaved
+        runUnder(FileFault::DiskFull, [&] { return w->actionDelete(), true; }); // and not saved
+        QCOMPARE(w->session()->hasUnsavedEdits(), !shared && !yes); // a deleted one takes its edits
         const ScriptedDialogSeam::Prompt box = dialogs.prompts().value(0);
         QCOMPARE(box.title, "Supprimer");
         QCOMPARE(box.text, shared && !right ? "Seul un admin peut supprimer un profil partage."

@@ -118,8 +118,7 @@ private slots:
         for (TagSelectionBar *shown : {&bar, &fresh})
             shown->resize(320, 120), shown->show();
         bar.setSelectedTags({"Pad 1", "Pad 2", "Pad 3"}), bar.setAvailableTags({"Pad 2"});
-        QTest::keyClicks(input(bar), "Pad 4");
-        QTest::keyClick(input(bar), Qt::Key_Return);
+        QTest::keyClicks(input(bar), "Pad 4"), QTest::keyClick(input(bar), Qt::Key_Return);
         QCoreApplication::processEvents(); // the chips show, styled
         bar.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"}), bar.setAvailableTags({"pad 1", "Pad 4"});
         fresh.setAvailableTags({"pad 1", "Pad 4"});
