@@ -176,7 +176,7 @@ private slots:
         QVERIFY(InputProcessor::axisKey(0) == "joy_0" && InputProcessor::buttonKey(32).isEmpty());
         QCOMPARE(result.keys, QStringList({"joy_3", "joy_7", "zeta", "but_0", "but_4", "but_31"}));
         QCOMPARE(result.values, QVariantList({-50.0, 50.0, false, true, true, true}));
-        QVERIFY(result.values.at(0).typeId() == QMetaType::Double &&
+        QVERIFY(result.values.at(0).typeId() == QMetaType::Double && result.rawAxesMoved &&
                 result.values.at(2).typeId() == QMetaType::Bool);
 
         // Same readings: only the deflected axes stream; a release without event still notifies.
