@@ -60,6 +60,9 @@ private slots:
         m_box->setBinding(object(R"({"ref": "ghost"})")); // unknown to the catalog: shown by name
         QCOMPARE(actions->currentText(), "ghost");
         QCOMPARE(durty.count(), 2); // a binding given is no edit
+        const int narrow = actions->sizeHint().width();
+        m_box->setCatalog({QJsonObject{{"name", "pan"}, {"label", "Panoramique lent"}}});
+        QVERIFY(actions->sizeHint().width() > narrow); // the list widens to a longer name
     }
 
     // Typed text takes its type, a repeat is no edit; default or empty drops it, and empty "args".

@@ -123,25 +123,26 @@ private slots:
         QVERIFY(!stepButton(state, true, settings, 1000).publish);
     }
 
-    // Radius 50, hysteresis 3: entered at 50, kept up to 53, left beyond.
+    // Centre (20, 5), radius 50, hysteresis 3: entered at 50 from it, kept up to 53, left beyond.
     void gateHysteresisAndAbsentAxis()
     {
         Cal calibration;
-        calibration.axes = {Axis{true, Cal::AxisMode::Bidirectional, 0, 0}};     // output = raw
-        calibration.gates = {{true, "ring", {}, 0, 1}, {true, "bad", {}, 0, 8}}; // no axis 8
+        const Axis linear{true, Cal::AxisMode::Bidirectional, 0, 0}; // output = raw
+        calibration.axes = {linear, linear};
+        calibration.gates = {{true, "ring", {}, 0, 1, 20, 5}, {true, "bad", {}, 0, 8}}; // no axis 8
         InputProcessor processor;
         PollResult result;
         JoystickReadings readings;
-        readings.axisPresent.fill(true);
+        readings.axisPresent.fill(true), readings.axes[1] = 5.0;
 
         QString events;
-        for (double x : {70.0, 50.0, 52.0, 53.0, 51.0, 53.5, 52.0, 50.0}) {
+        for (double x : {90.0, 70.0, 72.0, 73.0, 71.0, 73.5, 72.0, 70.0}) {
             readings.axes[0] = x;
             processor.process(readings, calibration, 0, result);
             for (const PollResult::GateEvent &event : result.gateEvents)
                 events += QStringLiteral("%1:%2 ").arg(x).arg(int(event.value));
         }
-        QCOMPARE(events, "50:1 53.5:0 50:1 ");
+        QCOMPARE(events, "70:1 73.5:0 70:1 ");
 
         readings.axes[0] = 90.0; // An absent axis skips the gate and keeps its state.
         readings.axisPresent[1] = false;

@@ -33,11 +33,11 @@ static QString recordSession(const QString &path)
     qint64 now = -1000; // made a second before it starts: times count from the start
     ControlManette device(0);
     device.setClockSource([&now] { return now; }), device.pinCalibration(calibration);
-    InputRecorder recorder;
+    InputRecorder recorder; // started twice: a start ends the recording before it
     QString live, reason;
     QTextStream out(&live);
     QObject::connect(&recorder, &InputRecorder::failed, [&](const QString &why) { reason = why; });
-    if (!recorder.start(&device, path, &reason))
+    if (!recorder.start(&device, path + '~', &reason) || !recorder.start(&device, path, &reason))
         return reason;
     printBatchesOnDeviceClock(&device, out);
     now = 0, device.start();
