@@ -455,8 +455,7 @@ private slots:
     {
         m_joysticks->backend.connectController(1, padIdentity("Pad B"));
         ControlManette padB(1);
-        padB.poll();
-        seed("Arcade", {"joy_0", "but_1", "but_2", "but_3"});
+        padB.poll(), seed("Arcade", {"joy_0", "but_1", "but_2", "but_3"});
         seed("Pilote", {"joy_1", "but_0"}, "Pad B");
         auto w = window();
         QSignalSpy plugged(w.get(), &GamepadDefinder::realGamepadsChanged);

@@ -18,6 +18,7 @@ private slots:
             QVERIFY(!sfml.isConnected(bad) && sfml.buttonCount(bad) == 0 && !sfml.hasAxis(bad, 0));
             QVERIFY(!sfml.hasAxis(0, bad) && sfml.axisPosition(0, bad) == 0);
             QVERIFY(!sfml.isButtonPressed(bad, 0) && !sfml.isButtonPressed(0, badButton));
+            QCOMPARE(sfml.identification(bad).name, QString());
         }
         VirtualJoystickBackend scripted; // nor does a script reach past the axes or buttons
         scripted.connectController(0, {"Pad", 1, 2});
