@@ -28,6 +28,12 @@ inline bool writeInPlace(const QString &path, const QByteArray &bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
+// The object a JSON text holds; empty when it holds none.
+inline QJsonObject jsonOf(const QByteArray &text)
+{
+    return QJsonDocument::fromJson(text).object();
+}
+
 inline QByteArray readBytes(const QString &path)
 {
     QFile file(path);

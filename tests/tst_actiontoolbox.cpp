@@ -1,12 +1,8 @@
 #include "actiontoolbox.h"
+#include "filetestsupport.h"
 
 #include <QtTest>
 #include <QtWidgets>
-
-static QJsonObject object(const QString &json)
-{
-    return QJsonDocument::fromJson(json.toUtf8()).object();
-}
 
 static QJsonArray catalog()
 {
@@ -39,7 +35,7 @@ private slots:
         QVERIFY(actions->itemData(1, Qt::FontRole).value<QFont>().bold()); // a group's title
         QSignalSpy durty(m_box, &ActionToolBox::durty);
         QTest::keyClick(actions, Qt::Key_Down); // the group title cannot be chosen
-        QCOMPARE(m_box->binding(), object(R"({"ref": "zoom", "action": "zoom"})"));
+        QCOMPARE(m_box->binding(), jsonOf(R"({"ref": "zoom", "action": "zoom"})"));
         auto *edit = m_box->findChild<QPushButton *>("actionToolBoxEdit");
         QVERIFY(edit->isEnabled()); // zoom has parameters to edit
         auto *line = m_box->findChild<QLabel *>("actionToolBoxSignature"); // under, to copy
@@ -57,7 +53,7 @@ private slots:
         QVERIFY(!edit->isEnabled() && !edit->isChecked() && line->isHidden()); // none shown
         QCOMPARE(durty.count(), 2);
 
-        m_box->setBinding(object(R"({"ref": "ghost"})")); // unknown to the catalog: shown by name
+        m_box->setBinding(jsonOf(R"({"ref": "ghost"})")); // unknown to the catalog: shown by name
         QCOMPARE(actions->currentText(), "ghost");
         QCOMPARE(durty.count(), 2); // a binding given is no edit
         const int narrow = actions->sizeHint().width();
@@ -68,7 +64,7 @@ private slots:
     // Typed text takes its type, a repeat is no edit; default or empty drops it, and empty "args".
     void editsStoreTypedArguments()
     {
-        m_box->setBinding(object(R"({"ref": "zoom", "args": {"speed": 3, "gain": 0.25}})"));
+        m_box->setBinding(jsonOf(R"({"ref": "zoom", "args": {"speed": 3, "gain": 0.25}})"));
         QSignalSpy durty(m_box, &ActionToolBox::durty);
         QTest::keyClick(combo("actionToolBoxParam_on"), Qt::Key_Down); // "true"
         QTest::keyClick(combo("actionToolBoxParam_on"), Qt::Key_Up);   // "<par défaut>"
@@ -80,13 +76,13 @@ private slots:
         QTest::keyClicks(param("on"), "RUE\r\r");             // Return twice
         QCOMPARE(combo("actionToolBoxParam_on")->count(), 3); // typed text adds no choice
         QCOMPARE(m_box->binding().value("args").toObject(),
-                 object(R"({"speed": 3, "gain": 0.25, "on": true})"));
+                 jsonOf(R"({"speed": 3, "gain": 0.25, "on": true})"));
         for (const char *name : {"speed", "gain", "on"}) {
             param(name)->selectAll();
             QTest::keyClick(param(name), Qt::Key_Backspace);
             QTest::keyClick(param(name), Qt::Key_Return);
         }
-        QVERIFY(durty.count() == 6 && m_box->binding() == object(R"({"ref": "zoom"})"));
+        QVERIFY(durty.count() == 6 && m_box->binding() == jsonOf(R"({"ref": "zoom"})"));
     }
 
     // Focus passing through the fields is no edit: stored values keep their type and every digit.
@@ -100,7 +96,7 @@ private slots:
     void leavingFieldsChangesNothing()
     {
         QFETCH(QString, args);
-        const QJsonObject binding{{"ref", "zoom"}, {"args", object(args)}};
+        const QJsonObject binding{{"ref", "zoom"}, {"args", jsonOf(args.toUtf8())}};
         m_box->setBinding(binding);
         QApplication::setActiveWindow(m_parent); // shown by init()
         QVERIFY(QTest::qWaitForWindowActive(m_parent));
@@ -160,7 +156,7 @@ private slots:
     void deletedWhileAFieldHasFocus()
     {
         auto *box = new ActionToolBox;
-        box->setCatalog(catalog()), box->setBinding(object(R"({"ref": "zoom"})")), box->show();
+        box->setCatalog(catalog()), box->setBinding(jsonOf(R"({"ref": "zoom"})")), box->show();
         QApplication::setActiveWindow(box);
         QVERIFY(QTest::qWaitForWindowActive(box));
         QLineEdit *speed = box->findChild<QComboBox *>("actionToolBoxParam_speed")->lineEdit();

@@ -5,10 +5,6 @@
 
 const QUuid kId("{0a1b2c3d-4e5f-4a6b-8c7d-8e9fa0b1c2d3}");
 
-QJsonObject object(const QString &json)
-{
-    return QJsonDocument::fromJson(json.toUtf8()).object();
-}
 template <typename T> QByteArray compact(const T &json)
 {
     return QJsonDocument(json).toJson(QJsonDocument::Compact);
@@ -21,12 +17,12 @@ OverlayNode node(ElementKind kind, const QStringList &keys, const QStringList &b
     n.sources.resize(keys.size());
     for (int i = 0; i < keys.size(); ++i) {
         n.sources[i].source.stringKey = keys[i];
-        n.sources[i].binding = object(bindings.value(i));
+        n.sources[i].binding = jsonOf(bindings.value(i).toUtf8());
     }
     return n;
 }
 
-const QJsonArray kCatalog{object(R"({"name": "MoveGimbal", "params": [
+const QJsonArray kCatalog{jsonOf(R"({"name": "MoveGimbal", "params": [
     {"name": "axis", "default": " param:joy_0 "}, {"name": "speed", "default": "1"}]})")};
 
 class TestMappingDocument : public QObject

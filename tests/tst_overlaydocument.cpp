@@ -6,11 +6,6 @@
 using Mode = BackgroundScaleMode;
 const OverlayReadContext kContext{QSize(800, 600), QSize(400, 200)};
 
-QJsonObject json(const QByteArray &text)
-{
-    return QJsonDocument::fromJson(text).object();
-}
-
 // "kind/title/publish mode/s(plit)f(reeAspect)" then "key j|b deviceId packetId" per slot.
 QStringList describe(const OverlayDocument &document)
 {
@@ -100,7 +95,7 @@ private slots:
     {
         QFETCH(QString, file);
         OverlayDocument doc;
-        QVERIFY(overlayDocumentFromJson(json(readBytes(file)), kContext, &doc));
+        QVERIFY(overlayDocumentFromJson(jsonOf(readBytes(file)), kContext, &doc));
         QTEST(describe(doc), "nodes");
         const QRect bg = ::backgroundRect(doc.overlaySize, kContext.pictureSize, doc.bgMode);
         QTEST(placeFractions(doc.nodes[0].geometry, bg), "placed0");
@@ -122,18 +117,18 @@ private slots:
                 QFile::link(outside, profile + "/linked"));
         QString error;
         QVERIFY2(writeOverlayFile(profile, "overlay.json", document, &error), qPrintable(error));
-        QJsonObject written = json(readBytes(profile + "/overlay.json"));
+        QJsonObject written = jsonOf(readBytes(profile + "/overlay.json"));
         const QJsonArray nodes = written.take("nodes").toArray(); // each marked as at rest
         QCOMPARE(QJsonArray({nodes.size(), nodes[0]["state"]}), QJsonArray({1, "Normal"}));
-        QCOMPARE(written, json(R"({"type": "InteractiveOverlay", "version": 4, "bgMode": "Cover",
+        QCOMPARE(written, jsonOf(R"({"type": "InteractiveOverlay", "version": 4, "bgMode": "Cover",
             "coordSpace": "background", "overlaySize": {"w": 1111, "h": 333}})"));
         OverlayDocument read;
-        QVERIFY(overlayDocumentFromJson(json(readBytes(profile + "/overlay.json")), {}, &read));
+        QVERIFY(overlayDocumentFromJson(jsonOf(readBytes(profile + "/overlay.json")), {}, &read));
         QCOMPARE(overlayDocumentToJson(read), overlayDocumentToJson(document)); // size, mode
         QCOMPARE(read.nodes, document.nodes);
         // A link below the folder is the user's, written through; a name climbing out is refused.
         QVERIFY(writeOverlayFile(profile, "linked/overlay.json", document, &error));
-        QCOMPARE(json(readBytes(outside + "/overlay.json")), overlayDocumentToJson(document));
+        QCOMPARE(jsonOf(readBytes(outside + "/overlay.json")), overlayDocumentToJson(document));
         QVERIFY(!writeOverlayFile(profile, "../overlay.json", document, &error));
         QCOMPARE(error,
                  "Écriture refusée hors du dossier du profil " + profile + " : ../overlay.json");
@@ -145,7 +140,7 @@ private slots:
     {
         OverlayDocument document;
         QVERIFY(!overlayDocumentFromJson({{"type", "interactiveOverlay"}}, kContext, &document));
-        QVERIFY(overlayDocumentFromJson(json(R"({"type": "InteractiveOverlay", "version": "4",
+        QVERIFY(overlayDocumentFromJson(jsonOf(R"({"type": "InteractiveOverlay", "version": "4",
             "coordSpace": "BackGround", "overlaySize": {"w": 400, "h": -5}, "bgMode": 2,
             "nodes": [3, "x", null, {"id": "nope", "kind": 3, "title": 7, "isJoy": "no",
                 "geometry": {"x": "a", "y": 0.5, "w": true}, "publishMode": 2, "split": "yes",
@@ -158,7 +153,7 @@ private slots:
         expected.geometry = QRectF(0.1, 0.5, 0.08, 0.08);
         QCOMPARE(document.nodes, QVector<OverlayNode>{expected});
 
-        QVERIFY(overlayDocumentFromJson(json(R"({"type": "InteractiveOverlay", "bgMode": "cover",
+        QVERIFY(overlayDocumentFromJson(jsonOf(R"({"type": "InteractiveOverlay", "bgMode": "cover",
             "overlaySize": {"w": 2147483647, "h": 46341},
             "nodes": [{"geometry": {"x": 1e300, "y": -1e300, "w": 3e9, "h": 0.5}}]})"),
                                         kContext, &document));

@@ -9,11 +9,6 @@
 const QString kLong(6000, QLatin1Char('x')); // outgrows the disk-full limit
 const QJsonObject kOverlay{{"type", "InteractiveOverlay"}, {"version", 4}};
 
-static QJsonObject readJson(const QString &path)
-{
-    return QJsonDocument::fromJson(readBytes(path)).object();
-}
-
 // A profile "Pad" whose "meta.json" outgrows a full disk; its override "calib.json" is not written.
 static GamepadProfileMeta seed(const QString &root)
 {
@@ -70,17 +65,18 @@ private slots:
         QCOMPARE(title, QString("Création"));
         const QString folder = created.folder;
         QCOMPARE(folder, userProfilesRoot() + '/' + created.id.toString(QUuid::WithoutBraces));
-        QCOMPARE(readJson(folder + "/overlay.json"), kOverlay);
+        QCOMPARE(jsonOf(readBytes(folder + "/overlay.json")), kOverlay);
         const auto mapping = QJsonDocument::fromJson(R"({"bridges": [], "onClose": [],
             "onStartup": [], "ref": [], "signals": [], "timers": []})");
-        QCOMPARE(readJson(folder + "/configActionGamepad.json"), mapping.object());
+        QCOMPARE(jsonOf(readBytes(folder + "/configActionGamepad.json")), mapping.object());
         const auto expected = QJsonDocument::fromJson(R"({"name": "New", "image": "image.png",
             "calibrationMode": "inherit", "createdAt": "2024-05-06T07:08:09Z", "vendorId": "0x045e",
             "productId": "0x028e", "deviceNames": ["Pad X"]})");
         for (const QString &key : expected.object().keys())
-            QCOMPARE(readJson(folder + "/meta.json")[key], expected[key]);
+            QCOMPARE(jsonOf(readBytes(folder + "/meta.json"))[key], expected[key]);
         QVERIFY2(changeProfileImage(&created, m_jpg, &error), qPrintable(error));
-        QCOMPARE(readJson(folder + "/meta.json")["image"].toString(), QString("image.jpg"));
+        QCOMPARE(jsonOf(readBytes(folder + "/meta.json"))["image"].toString(),
+                 QString("image.jpg"));
         QCOMPARE(QImageReader::imageFormat(folder + "/image.jpg"), "jpeg");
         QCOMPARE(QImageReader::imageFormat(folder + "/image.png"), "png");
     }
@@ -135,7 +131,8 @@ private slots:
             QCOMPARE(readBytes(meta) == before, !right);
             QCOMPARE(entry.folder,
                      right ? folder : userProfilesRoot() + '/' + QFileInfo(folder).fileName());
-            QCOMPARE(readJson(entry.folder + "/meta.json")["name"].toString(), QString("Neo"));
+            QCOMPARE(jsonOf(readBytes(entry.folder + "/meta.json"))["name"].toString(),
+                     QString("Neo"));
         }
     }
 

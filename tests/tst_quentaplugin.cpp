@@ -1,5 +1,6 @@
 // The plug-in as the host sees it: loaded from the built module file, never linked.
 
+#include "icominterface.h"
 #include "icominterfacemodelprovider.h"
 #include "profilemeta.h"
 #include "profilestore.h"
@@ -191,7 +192,7 @@ private slots:
     void deviceEventsReachTheHost()
     {
         IComInterfaceModelProvider *p = freshProvider();
-        p->model("events", nullptr);
+        QAbstractItemModel *model = p->model("events", nullptr);
         QSignalSpy events(p, &IComInterfaceModelProvider::eventPosted);
         QVERIFY(QMetaObject::invokeMethod(p, "addSimulatedController", Q_ARG(int, 0)));
         QCoreApplication::sendPostedEvents(); // the manager looks for controllers again
@@ -200,6 +201,13 @@ private slots:
         QCOMPARE(event.level, 0);
         QCOMPARE(event.title + " | " + event.message + " | " + event.source,
                  "Gamepad detected | Virtual Demo Pad (gp:7) is now available. | Gamepad");
+        QObject *demo = nullptr; // its only row, then moving on its own: its left stick turns
+        QMetaObject::invokeMethod(model, "interfaceForRow", Q_RETURN_ARG(QObject *, demo),
+                                  Q_ARG(int, 0));
+        QSignalSpy moved(demo, SIGNAL(dataChanged(int, int, QStringList, QVariantList)));
+        QVERIFY(QMetaObject::invokeMethod(p, "addSimulatedController", Q_ARG(int, -1)));
+        static_cast<IComInterface *>(demo)->start();
+        QTRY_VERIFY(moved.size() > 2 && moved.last().at(2).toStringList().contains("joy_1"));
     }
 };
 
