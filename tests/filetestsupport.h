@@ -1,6 +1,7 @@
 #pragma once
 
 #include "jsonfile.h"
+#include "profilemeta.h"
 
 #include <QtCore>
 
@@ -38,6 +39,12 @@ inline QByteArray readBytes(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
+}
+
+// The overlay a profile holds on disk.
+inline QJsonObject overlayOf(const GamepadProfileMeta &meta)
+{
+    return jsonOf(readBytes(meta.overlayPath()));
 }
 
 #ifdef QT_GUI_LIB

@@ -39,11 +39,6 @@ class TestDefinderExchange : public QObject
         return meta;
     }
 
-    static QJsonObject overlayOf(const GamepadProfileMeta &meta)
-    {
-        return QJsonDocument::fromJson(readBytes(meta.overlayPath())).object();
-    }
-
     QTemporaryDir m_home;
     VirtualJoysticks m_joysticks;
 

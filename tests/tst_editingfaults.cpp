@@ -36,11 +36,6 @@ template <typename Tag> static QString diskState(const QString &path, const Tag 
                              : "damaged";
 }
 
-static QJsonObject overlayOf(const GamepadProfileMeta &meta)
-{
-    return QJsonDocument::fromJson(readBytes(meta.overlayPath())).object();
-}
-
 // The profile editor's overlay by the titles of its pastilles.
 static QString titlesTag(const QJsonObject &overlay)
 {

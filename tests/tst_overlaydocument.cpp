@@ -117,13 +117,14 @@ private slots:
                 QFile::link(outside, profile + "/linked"));
         QString error;
         QVERIFY2(writeOverlayFile(profile, "overlay.json", document, &error), qPrintable(error));
-        QJsonObject written = jsonOf(readBytes(profile + "/overlay.json"));
+        const QByteArray bytes = readBytes(profile + "/overlay.json");
+        QJsonObject written = jsonOf(bytes); // indented, as a hand edit expects
         const QJsonArray nodes = written.take("nodes").toArray(); // each marked as at rest
         QCOMPARE(QJsonArray({nodes.size(), nodes[0]["state"]}), QJsonArray({1, "Normal"}));
         QCOMPARE(written, jsonOf(R"({"type": "InteractiveOverlay", "version": 4, "bgMode": "Cover",
             "coordSpace": "background", "overlaySize": {"w": 1111, "h": 333}})"));
         OverlayDocument read;
-        QVERIFY(overlayDocumentFromJson(jsonOf(readBytes(profile + "/overlay.json")), {}, &read));
+        QVERIFY(bytes.startsWith("{\n    \"") && overlayDocumentFromJson(jsonOf(bytes), {}, &read));
         QCOMPARE(overlayDocumentToJson(read), overlayDocumentToJson(document)); // size, mode
         QCOMPARE(read.nodes, document.nodes);
         // A link below the folder is the user's, written through; a name climbing out is refused.
