@@ -127,8 +127,7 @@ private slots:
         QVERIFY(delegate.editorEvent(&click, &model, optionFor(&view), model.addCard("gp:6", {})));
         QPointer<QMenu> shown = view.findChild<QMenu *>();
         QVERIFY(shown && shown->isVisible());
-        shown->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        shown->close(), QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!shown);
     }
 

@@ -28,8 +28,7 @@ private slots:
     void cleanup()
     {
         delete GamepadManager::instance();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        m_joysticks.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete), m_joysticks.reset();
     }
 
     void plugUnplugAndReplug()

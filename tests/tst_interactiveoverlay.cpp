@@ -122,8 +122,13 @@ private slots:
         QVERIFY(!m_overlay->renameNode(2, "Z") && !m_overlay->renameNode(1, " "));
         QVERIFY(!m_overlay->setNodeSource(2, QStringLiteral("Axe Y"), {}));
         QSignalSpy dirty(m_overlay, &InteractiveOverlay::dirty);
-        dragWidget(m_overlay->pastille(1), QPoint(36, 36), QPoint(40, 0));
-        QCOMPARE(dirty.size(), 1);
+        TouchArea *button = m_overlay->pastille(1); // moved, then resized and back: three edits
+        const QPoint grip = button->resizeGripRect().center(), by(10, 10);
+        dragWidget(button, QPoint(36, 36), QPoint(40, 0)), dragWidget(button, grip, by);
+        dragWidget(button, grip + by, -by);
+        QCOMPARE(dirty.size(), 3);
+        QVERIFY(m_overlay->startListening(cross, "Axe Y") && m_overlay->completeListening("joy_1"));
+        QCOMPARE(m_overlay->node(cross).title, "Double Joy 1"); // one axis of two names nothing
         InteractiveOverlay other;
         other.resize(m_overlay->size()), other.setBackgroundPixmap(picture);
         QVERIFY(other.load(m_overlay->serialize()) && other.nodes() == m_overlay->nodes());
@@ -229,7 +234,8 @@ private slots:
         QCOMPARE(m_overlay->grab().toImage(), fresh.grab().toImage());
         QVERIFY(fresh.load(layout(count)) && fresh.load(layout(count / 2))); // held ones spare
         const TouchArea *created = fresh.pastille(fresh.createNode(ElementKind::Button, {}, {}));
-        QVERIFY(!created->isPaintingHeld() && created->pos() == QPoint(0, 0)); // kept inside
+        QVERIFY(!created->isPaintingHeld() && created->pos() == QPoint(0, 0)); // inside, on top
+        QCOMPARE(fresh.children().constLast(), created);
         // With no room to place them yet, pastilles stand in the corner at a new pastille's size.
         fresh.resize(0, 0);
         QVERIFY(fresh.load(layout(1)));

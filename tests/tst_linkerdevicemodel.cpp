@@ -41,8 +41,7 @@ private slots:
     {
         m_models.clear();
         delete GamepadManager::instance();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        m_joysticks.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete), m_joysticks.reset();
     }
 
     void rowsFollowTheController() // A row belongs to a controller (ids and name), not to its slot.
@@ -199,8 +198,7 @@ private slots:
                           {"productIdHex", "28e"},
                           {"name", QString("Old %1").arg(i)},
                           {"lastSeen", i == 5 || i == 7 ? QJsonValue() : 1000 + i}}});
-        full[0].kv.insert("selected", true);
-        writeDeviceRegistry(m_context, full);
+        full[0].kv.insert("selected", true), writeDeviceRegistry(m_context, full);
         const double before = double(QDateTime::currentMSecsSinceEpoch());
         Model *model = makeModel();
         QCOMPARE(model->previousCount(), kMaxRegistryEntries); // as many as the file held
