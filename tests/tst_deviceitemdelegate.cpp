@@ -93,7 +93,7 @@ private slots:
         CardModel model(card != "bare");
         model.refuse = card == "refuse";
         model.addCard("gp:0", {{"selected", false},
-                               {"profileCount", card == "one profile" ? 1 : 3},
+                               {"profileCount", card == "one profile" ? 1 : 2},
                                {"hasProfileCarousel", card != "no carousel"}});
         DeviceItemDelegate delegate;
         QSignalSpy toggled(&delegate, &DeviceItemDelegate::toggledSelect);
@@ -175,6 +175,8 @@ private slots:
         QHelpEvent event(QEvent::ToolTip, pos, view.viewport()->mapToGlobal(pos));
         const bool shown = delegate.helpEvent(&event, &view, optionFor(view.viewport()), index);
         QTEST(shown ? QToolTip::text() : QString(), "expected");
+        QHelpEvent query(QEvent::QueryWhatsThis, pos, view.viewport()->mapToGlobal(pos)); // none
+        QVERIFY(!delegate.helpEvent(&query, &view, optionFor(view.viewport()), index));
     }
 
     // More controls than the strip holds end in a "+N" chip, drawn on the card like the others.
