@@ -297,8 +297,7 @@ private slots:
         m_linker->hide();
         const GamepadProfileMeta first = seedProfile(), last = seedProfile();
         QVERIFY(writeFileAtomic(mappingDocumentPath(last.folder), kTheirs, nullptr));
-        load(first);
-        load(last);
+        load(first), load(last);
         const auto *built = m_linker->findChild<InteractiveOverlay *>("iteractiveoverlay");
         QCOMPARE(bindingsOf(*built), QStringList{"but_5:zoom"}); // the previous profile's
         m_linker->show();

@@ -45,8 +45,7 @@ class TestDefinderExchange : public QObject
 private slots:
     void initTestCase()
     {
-        useThrowAwayHome(m_home);
-        GamepadManager::instance()->setAutoDetectGamePad(false);
+        useThrowAwayHome(m_home), GamepadManager::instance()->setAutoDetectGamePad(false);
     }
 
     void init()

@@ -121,6 +121,13 @@ private slots:
         QCOMPARE(editor.elsewhere.count(), 2);
     }
 
+    // An answer scripted and never asked for fails the test that scripted it.
+    void unusedAnswersFail()
+    {
+        QEXPECT_FAIL("", "nothing asks the question scripted here", Continue);
+        ScriptedDialogs().answerYes(true);
+    }
+
     // A touch makes the documents dirty, heard once; with their folder gone nothing waits to save.
     void touchedThenGone()
     {

@@ -29,8 +29,7 @@ static GamepadProfileInfo makeProfile() // A profile named "Regie" that inherits
     meta.id = QUuid::createUuid();
     meta.name = QStringLiteral("Regie");
     meta.folder = QDir(userProfilesRoot()).filePath(meta.id.toString(QUuid::WithoutBraces));
-    QDir().mkpath(meta.folder);
-    writeProfileMeta(&meta, nullptr);
+    QDir().mkpath(meta.folder), writeProfileMeta(&meta, nullptr);
     return readProfileInfo(meta.folder);
 }
 
@@ -91,8 +90,7 @@ class TestGamepadConfigWidget : public QObject
     void editAxis(int axis, const std::function<void(Axis &)> &change)
     {
         Axis settings = axisCard(axis)->settings();
-        change(settings);
-        axisCard(axis)->setSettings(settings);
+        change(settings), axisCard(axis)->setSettings(settings);
         Q_EMIT axisCard(axis)->settingsChanged(settings);
     }
     void editGamma(double gamma)

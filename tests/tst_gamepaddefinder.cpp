@@ -153,8 +153,8 @@ private slots:
             dialogs.answerYes(yes);
         auto w = window();
         w->onListSelectionChanged(0);
-        w->overlay()->renameNode(0, shared ? w->overlay()->node(0).title : "Vite"); // unsaved
-        runUnder(FileFault::DiskFull, [&] { return w->actionDelete(), true; }); // and not saved
+        w->overlay()->renameNode(0, shared ? w->overlay()->node(0).title : "Vite"); // not saved:
+        runUnder(FileFault::DiskFull, [&] { return w->actionDelete(), true; });
         QCOMPARE(w->session()->hasUnsavedEdits(), !shared && !yes); // a deleted one takes its edits
         const ScriptedDialogSeam::Prompt box = dialogs.prompts().value(0);
         QCOMPARE(box.title, "Supprimer");

@@ -48,8 +48,7 @@ private slots:
     void initTestCase()
     {
         qputenv("HOME", QFile::encodeName(m_home.path())); // the data locations start empty
-        QStandardPaths::setTestModeEnabled(true);
-        qApp->setProperty("kx.currentLogin", QString());
+        QStandardPaths::setTestModeEnabled(true), qApp->setProperty("kx.currentLogin", QString());
     }
 
     void exportImportListAndSnapshot()

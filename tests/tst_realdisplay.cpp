@@ -200,8 +200,7 @@ int main(int argc, char *argv[])
         QTextStream(stdout) << "SKIP: GAMEPAD_TEST_DISPLAY names no X display" << Qt::endl;
         return 77; // the test's SKIP_RETURN_CODE in CTest
     }
-    qputenv("DISPLAY", display);
-    qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("DISPLAY", display), qputenv("QT_QPA_PLATFORM", "xcb");
     QTemporaryDir home; // The plug-in's profiles and registry land in a home of the test's own.
     for (const char *variable : {"HOME", "XDG_RUNTIME_DIR"})
         qputenv(variable, QFile::encodeName(home.path()));
