@@ -201,8 +201,7 @@ public:
     QString document() const override { return mappingDocumentPath(un.folder); }
     void open() override
     {
-        m_linker.setExternalServices({{"sharedActionCatalog", kCatalog}});
-        show(un);
+        m_linker.setExternalServices({{"sharedActionCatalog", kCatalog}}), show(un);
     }
     bool edit() override
     {

@@ -103,6 +103,8 @@ private slots:
         QCompleter *completer = input(bar)->completer();
         auto *model = qobject_cast<QStringListModel *>(completer->model());
         QCOMPARE(model->stringList(), QStringList({"Pad 1", "Stick Pro"}));
+        bar.show(), QTest::mouseClick(input(bar), Qt::LeftButton); // a click in the field: all
+        QTRY_VERIFY(completer->popup()->isVisible());
         completer->setCompletionPrefix("ICK");
         Q_EMIT completer->activated(completer->currentCompletion());
         QCOMPARE(bar.selectedTags(), QStringList({"pad 2", "Stick Pro"}));
