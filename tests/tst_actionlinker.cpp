@@ -317,8 +317,7 @@ private:
     }
     void bind(const QString &label, int button)
     {
-        choose(label);
-        m_linker->onInputButtonChanged(button, true);
+        choose(label), m_linker->onInputButtonChanged(button, true);
     }
     QStringList bindings() const { return bindingsOf(*m_linker->overlay()); }
     // "key:action" for each bound slot of the overlay, sorted.

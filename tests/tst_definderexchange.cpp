@@ -177,6 +177,7 @@ private slots:
         const QString folder = path(QStringLiteral("shots%1").arg(overlayLost));
         ScriptedDialogs dialogs;
         dialogs.answerPath(folder), dialogs.answerPath(path("one.png"));
+        LogCapture log; // a profile left out is logged, as is a folder that cannot be made
         auto w = std::make_unique<GamepadDefinder>();
         w->onListSelectionChanged(w->entries().first().id == beta.id ? 1 : 0);
         w->actionSnapshotAll(); // told once its steps are done, the window answering meanwhile
@@ -191,7 +192,7 @@ private slots:
         QVERIFY(exportSnapshots(w->entries(), direct, nullptr, nullptr,
                                 w->entries().at(w->currentRow()).id, w->overlay()->serialize()));
         QCOMPARE(readBytes(folder + "/Al_pha.png"), readBytes(direct + "/Al_pha.png"));
-        LogCapture log; // a folder that cannot be made is refused, and logged
+        QCOMPARE(log.lines.filter("issue error=Beta : ").size(), 2 * overlayLost); // both batches
         QVERIFY(!exportSnapshots(w->entries(), folder + "/Al_pha.png/x", nullptr, nullptr));
         QVERIFY(log.lines.join(' ').contains("issue error=Impossible de créer le dossier"));
 
