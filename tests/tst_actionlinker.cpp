@@ -87,8 +87,7 @@ private slots:
         m_linker->loadGamepadSnapshot(m_profile.id, "P", {" pad a "}, kOverlay, QString());
         m_linker->setInputDevices({&linked, &other, gone.get()});
         QSignalSpy saved(m_linker.get(), &ActionLinker::mappingSaved);
-        choose("Enregistrer");
-        joysticks.backend.setButton(1, 3, true);
+        choose("Enregistrer"), joysticks.backend.setButton(1, 3, true);
         other.poll(); // a controller the profile does not link is not heard
         QCOMPARE(m_linker->pendingAction(), QString("record"));
         joysticks.backend.setButton(0, 3, true), linked.poll();
@@ -124,8 +123,7 @@ private slots:
         m_linker->setInputDevices({&pad});
         m_linker->loadGamepadSnapshot(m_profile.id, "P", {"Pad A"}, kOverlay, QString());
         joysticks.backend.setIdentification(0, padIdentity(after));
-        joysticks.backend.setButton(0, 3, true);
-        choose("pan");
+        joysticks.backend.setButton(0, 3, true), choose("pan");
         pad.poll();
         QTEST(bindings().contains("but_3:pan"), "heard");
     }
@@ -157,8 +155,7 @@ private slots:
     // A chosen action does not wait in the next profile; without an id nothing is saved.
     void noProfileIsNeverSaved()
     {
-        choose("tilt");
-        m_linker->loadGamepadSnapshot(QUuid(), "P", {}, kOverlay, {});
+        choose("tilt"), m_linker->loadGamepadSnapshot(QUuid(), "P", {}, kOverlay, {});
         QCOMPARE(hint(), QString("Cliquez une action puis appuyez sur un bouton."));
         bind("pan", 3);
         QCOMPARE(bindings(), QStringList{"but_3:pan"});

@@ -32,8 +32,7 @@ private slots:
         connect(&pad, &IComInterface::statusChanged, this,
                 [&](IComInterface::ComStatus s) { log << QStringLiteral("status:%1").arg(s); });
         connect(&pad, &ControlManette::connectedChanged, this, [&] { log << "connected"; });
-        connect(&pad, &IComInterface::finished, this, [&] { log << "finished"; });
-        pad.start();
+        connect(&pad, &IComInterface::finished, this, [&] { log << "finished"; }), pad.start();
         pad.start(); // already connected: no second status change
         QCOMPARE(log, QStringList({"connected", "status:3"}));
         GamepadCalibration calibration = defaultCalibration(8, 32);

@@ -335,8 +335,7 @@ private slots:
         ScriptedDialogs dialogs; // the failure's box
         runUnder(fault, [&] { return under.save(), true; });
         QTEST(under.status().mid(under.status().lastIndexOf('[')), "buttons");
-        chmod(folder.constData(), 0755);
-        under.click(way);
+        chmod(folder.constData(), 0755), under.click(way);
         QTEST(under.memory() + ' ' + under.disk(), "after");
         QVERIFY(under.status().isEmpty() && (!QFileInfo::exists(folder) || fault != "deleted"));
     }

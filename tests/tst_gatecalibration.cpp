@@ -107,6 +107,11 @@ private slots:
         const auto *front = card.findChild<QComboBox *>("gateFront"); // both edges again
         QCOMPARE(QList({combo->currentIndex(), front->currentIndex()}), QList({0, 0}));
         QCOMPARE(card.findChild<QLabel *>("gateTitle")->text(), "gate_1");
+        auto *preview = card.findChild<GatePreviewWidget *>(); // it draws the gate given
+        const QImage shown = preview->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        GatePreviewWidget alone;
+        alone.resize(preview->size()), alone.setGate(card.settings());
+        QCOMPARE(shown, alone.grab().toImage());
     }
 
     void liveStateAndCapture()

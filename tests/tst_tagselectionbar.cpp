@@ -61,8 +61,7 @@ private slots:
         QCOMPARE(flowContent(bar), QStringList{"tagSelectionInput"}); // a new bar: its field
         bar.setAvailableTags({"Pad 1", "Pad 2"}), bar.setSelectedTags({"Pad 2"});
         QSignalSpy changed(&bar, &TagSelectionBar::selectedTagsChanged);
-        QTest::keyClicks(input(bar), typed);
-        QTest::keyClick(input(bar), Qt::Key(key));
+        QTest::keyClicks(input(bar), typed), QTest::keyClick(input(bar), Qt::Key(key));
         QCOMPARE(bar.selectedTags(), expected);
         QTEST(input(bar)->text(), "fieldAfter");
         QCOMPARE(input(bar)->placeholderText(), "Ajouter une manette...");
