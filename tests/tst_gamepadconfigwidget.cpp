@@ -323,13 +323,14 @@ private slots:
         const QJsonObject file = QJsonDocument::fromJson(readBytes(overrideFile())).object();
         QCOMPARE(file.value("profileId").toString(), m_profile.id.toString(QUuid::WithoutBraces));
         QVERIFY(gammaOnDisk(overrideFile()) == 2.5 && label("sourceLabel") == "Source: Profil");
+        QVERIFY(writeGamma(baseFile(), 2.25)); // another program meanwhile: read on the way back
         editGamma(3.0), scopeCombo()->setCurrentIndex(0);
         QVERIFY(gammaOnDisk(overrideFile()) == 3.0 && meta.last().at(0).toString() == "inherit");
-        QCOMPARE(axisCard(0)->settings().gamma, 2.5); // the base, on its card at once
+        QCOMPARE(axisCard(0)->settings().gamma, 2.25); // the base, on its card at once
         scopeCombo()->setCurrentIndex(1);
         QCOMPARE(shownGamma(), 3.0);
         button("Copier base vers profil")->click(); // the base on disk, not the override in force
-        QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
+        QCOMPARE(gammaOnDisk(overrideFile()), 2.25);
         QSignalSpy saved(m_panel.get(), &GamepadConfigWidget::calibrationSaved);
         button("Supprimer override")->click();
         QVERIFY(!QFile::exists(overrideFile()) && scopeCombo()->currentIndex() == 0);
@@ -338,7 +339,7 @@ private slots:
         button("Copier base vers profil")->click();
         QCOMPARE(meta.last().at(0).toString(), "override");
         QCOMPARE(scopeCombo()->currentText() + " " + label("sourceLabel"), "Profil Source: Profil");
-        QCOMPARE(gammaOnDisk(overrideFile()), 2.5);
+        QCOMPARE(gammaOnDisk(overrideFile()), 2.25);
     }
 
     void refused_data()

@@ -137,6 +137,7 @@ private slots:
         auto *apply = dialog.findChild<QPushButton *>("measureApplyButton");
         auto *progress = dialog.findChild<QWidget *>("measureProgress"); // shown during the rest
         QVERIFY(dialog.findChild<QLabel *>("measureInstructions")->wordWrap()); // a long text
+        QCOMPARE(dialog.windowTitle(), "Mesurer la calibration");
         const CalibrationRecording::Presence present{true, true, true};
         dialog.addSample(500, present, {54, 0, 0}), dialog.addSample(2499, present, {54, 0, 0});
         dialog.finishMotion();

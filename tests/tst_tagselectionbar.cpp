@@ -123,8 +123,7 @@ private slots:
         QCoreApplication::processEvents(); // the chips show, styled
         bar.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"}), bar.setAvailableTags({"pad 1", "Pad 4"});
         fresh.setAvailableTags({"pad 1", "Pad 4"});
-        fresh.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"});
-        QCoreApplication::processEvents();
+        fresh.setSelectedTags({"Pad 3", "Pad 1", "Pad 4"}), QCoreApplication::processEvents();
         QCOMPARE(flowContent(bar), QStringList({"Pad 3/false/Manette non connectee", "Pad 1/true/",
                                                 "Pad 4/true/", "tagSelectionInput"}));
         QCOMPARE(flowContent(bar), flowContent(fresh));
