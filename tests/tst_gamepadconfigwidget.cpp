@@ -292,8 +292,7 @@ private slots:
         };
         dialogs.answerPath(path), QTest::mouseClick(record, Qt::LeftButton);
         QVERIFY(m_panel->isRecording() && record->isChecked());
-        pressFor(4), QTest::mouseClick(record, Qt::LeftButton);
-        pressFor(4);
+        pressFor(4), QTest::mouseClick(record, Qt::LeftButton), pressFor(4);
         const QList<QByteArray> lines = readBytes(path).split('\n');
         QCOMPARE(lines.size(), 3); // two of four polls changed something, then the last line's end
         QVERIFY(lines[0].startsWith("{\"t\": ") && lines[0].contains("\"name\": \"Test Pad\""));

@@ -116,7 +116,8 @@ private slots:
         const int cross = m_overlay->createNode(ElementKind::DualJoyCross, {}, QPoint(400, 300));
         m_overlay->createNode(ElementKind::Button, QStringLiteral("A"), QPoint(701, 501));
         m_overlay->setNodeSplit(cross, true);
-        m_overlay->setNodeSource(cross, QStringLiteral("Axe Y"), {true, "autre", 3, 2, "joy_1"});
+        QVERIFY(m_overlay->startListening(cross, "Axe Y") && m_overlay->completeListening("joy_1"));
+        QCOMPARE(m_overlay->node(cross).title, "Double Joy 1"); // one axis of two names nothing
         // Past the last pastille: refused, nothing changes.
         QVERIFY(!m_overlay->hasNode(2) && m_overlay->hasNode(1) && !m_overlay->hasNode(-1));
         QVERIFY(!m_overlay->renameNode(2, "Z") && !m_overlay->renameNode(1, " "));
