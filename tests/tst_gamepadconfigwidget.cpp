@@ -319,7 +319,7 @@ private slots:
         QVERIFY(gammaOnDisk(baseFile()) == 2.5 && meta.count() == 1);
         QCOMPARE(meta.at(0), QVariantList({"override", "calibration.override.json", quint32(0x45e),
                                            quint32(0x28e)}));
-        const QJsonObject file = QJsonDocument::fromJson(readBytes(overrideFile())).object();
+        const QJsonObject file = jsonOf(readBytes(overrideFile()));
         QCOMPARE(file.value("profileId").toString(), m_profile.id.toString(QUuid::WithoutBraces));
         QVERIFY(gammaOnDisk(overrideFile()) == 2.5 && label("sourceLabel") == "Source: Profil");
         QVERIFY(writeGamma(baseFile(), 2.25)); // another program meanwhile: read on the way back

@@ -23,7 +23,7 @@ static Run run(const QStringList &arguments)
 
 static QJsonObject overlayDocument()
 {
-    return QJsonDocument::fromJson(readBytes(GAMEPAD_TEST_DATA "/overlay_v4.json")).object();
+    return jsonOf(readBytes(GAMEPAD_TEST_DATA "/overlay_v4.json"));
 }
 
 // A profile made by the editor's own operation under `userRoot`; its id without braces.

@@ -161,7 +161,7 @@ private slots:
         GamepadProfileMeta meta = profileMetaFromJson(hand.object(), folder);
         QString error;
         QVERIFY(QDir().mkpath(folder) && writeProfileMeta(&meta, &error, now.toOffsetFromUtc(60)));
-        QCOMPARE(QJsonDocument::fromJson(readBytes(folder + "/meta.json")).object(), hand.object());
+        QCOMPARE(jsonOf(readBytes(folder + "/meta.json")), hand.object());
         // Files are read only from inside the folder.
         QVERIFY(meta.imagePath() == folder + "/img/i.jpg" && meta.configPath().isEmpty());
         meta.calibrationMode = "overrides"; // Only the override mode names its file.
