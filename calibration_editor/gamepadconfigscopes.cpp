@@ -71,11 +71,6 @@ void GamepadConfigWidget::createSessions()
     }
 }
 
-DocumentSession *GamepadConfigWidget::scopeSession(int scope) const
-{
-    return m_sessions[scope == ProfileScope ? size_t(ProfileScope) : size_t(BaseScope)];
-}
-
 const GamepadCalibration &GamepadConfigWidget::editedCalibration() const
 {
     return m_buffers[size_t(m_scope)];

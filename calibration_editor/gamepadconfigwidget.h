@@ -64,8 +64,6 @@ public:
     bool isRecording() const;
     // Edits of either scope that are not on disk (waiting for their save, or after a failure).
     bool hasUnsavedEdits() const;
-    // The session that keeps the file of a scope.
-    DocumentSession *scopeSession(int scope) const;
     QString statusText() const;
 
     // The measurement dialog while it is open, for the live timer and for tests.

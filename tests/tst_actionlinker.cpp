@@ -123,8 +123,7 @@ private slots:
         m_linker->setInputDevices({&pad});
         m_linker->loadGamepadSnapshot(m_profile.id, "P", {"Pad A"}, kOverlay, QString());
         joysticks.backend.setIdentification(0, padIdentity(after));
-        joysticks.backend.setButton(0, 3, true), choose("pan");
-        pad.poll();
+        joysticks.backend.setButton(0, 3, true), choose("pan"), pad.poll();
         QTEST(bindings().contains("but_3:pan"), "heard");
     }
 

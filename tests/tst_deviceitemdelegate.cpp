@@ -145,8 +145,7 @@ private slots:
         row("leading bar", QPoint(79, 206), "|btn://1");
         row("first bar only", QPoint(107, 206), "Z");
         row("no label, no value", QPoint(135, 206), "Axe: axis://");
-        row("case sensitive", QPoint(163, 206), "X");
-        row("overflow chip", QPoint(275, 206), "+1");
+        row("case sensitive", QPoint(163, 206), "X"), row("overflow chip", QPoint(275, 206), "+1");
         row("badge", kBadge, "Profil B (1/3)");
         row("badge, the last", kBadge, "Profil B (3/3)", {{"activeProfilePosition", 3}});
         row("badge, none bound", kBadge, "Aucun profil (–/3)",

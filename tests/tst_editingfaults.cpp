@@ -93,8 +93,7 @@ public:
     QString document() const override { return un.overlayPath(); }
     void open() override
     {
-        m_window.setRealGamepads({pad}), select(un);
-        m_window.setMode(GamepadDefinder::EditMode);
+        m_window.setRealGamepads({pad}), select(un), m_window.setMode(GamepadDefinder::EditMode);
     }
     bool edit() override
     {

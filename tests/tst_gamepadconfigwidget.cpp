@@ -151,6 +151,8 @@ private slots:
         QCOMPARE(label("metaLabel", 1) + " | " + label("sourceLabel"),
                  "Aucun profil selectionne | Source: Defaut");
         QVERIFY(!button("Copier base vers profil")->isEnabled()); // an override needs a profile
+        m_panel->setDevice(new ControlManette(1, m_panel.get())); // every card until it is read
+        QCOMPARE(m_panel->findChildren<ButtonCard *>().size(), 32);
     }
 
     // A pastille on an axis past the eighth is not offered to gates: nothing reads beyond the axes.

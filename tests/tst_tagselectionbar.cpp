@@ -47,8 +47,7 @@ private slots:
         const int enter = Qt::Key_Return, back = Qt::Key_Backspace;
         row("connected spelling", " pad 1 ", enter, {"Pad 2", "Pad 1"});
         row("not connected", "Vieux pad", enter, {"Pad 2", "Vieux pad"});
-        row("already selected", "PAD 2", enter, {"Pad 2"});
-        row("blank", "   ", enter, {"Pad 2"});
+        row("already selected", "PAD 2", enter, {"Pad 2"}), row("blank", "   ", enter, {"Pad 2"});
         row("backspace edits text", "ab", back, {"Pad 2"}, "a");
         row("backspace in empty field", "", back, {});
     }
