@@ -218,8 +218,7 @@ void GamepadConfigWidget::addAxisCards(const GamepadCalibration &calibration,
     for (int axis = 0; axis < kGamepadAxisCount; ++axis) {
         if (!(m_cardLayout & (1u << axis)))
             continue;
-        auto *card = new GamepadAxisCalibrationWidget(axis, calibration.axes[axis],
-                                                      m_axisNames.value(axis), this);
+        auto *card = new GamepadAxisCalibrationWidget(axis, calibration.axes[axis], {}, this);
         card->setExpanded(expanded.contains(axis));
         connect(card, &GamepadAxisCalibrationWidget::settingsChanged, this,
                 [this, axis, card](const GamepadCalibration::AxisSettings &settings) {
@@ -264,8 +263,7 @@ void GamepadConfigWidget::addButtonCards(const GamepadCalibration &calibration,
 void GamepadConfigWidget::addGateCards(const GamepadCalibration &calibration)
 {
     for (int gate = 0; gate < calibration.gates.size(); ++gate) {
-        auto *card =
-            new GamepadGateCalibrationWidget(calibration.gates[gate], m_sources, m_axisNames, this);
+        auto *card = new GamepadGateCalibrationWidget(calibration.gates[gate], m_sources, {}, this);
         connect(card, &GamepadGateCalibrationWidget::settingsChanged, this,
                 [this, gate, card](const GamepadCalibration::GateSettings &settings) {
                     if (!mayEdit()) {

@@ -22,7 +22,7 @@ void GamepadConfigWidget::openMeasurement()
         return;
     }
     m_measureScope = m_scope;
-    m_measureDialog = new CalibrationMeasureDialog(editedCalibration(), m_axisNames, this);
+    m_measureDialog = new CalibrationMeasureDialog(editedCalibration(), {}, this);
     m_measureDialog->setAttribute(Qt::WA_DeleteOnClose);
     m_measureDialog->setApplyCheck([this] { return measurementMayApply(); });
     connect(m_measureDialog, &QDialog::accepted, this, &GamepadConfigWidget::applyMeasurement);

@@ -310,12 +310,6 @@ void GamepadConfigWidget::setTwoAxisSources(const QList<GateSourceOption> &sourc
     rebuildAxisCards();
 }
 
-void GamepadConfigWidget::setAxisNames(const QStringList &names)
-{
-    m_axisNames = names;
-    rebuildAxisCards();
-}
-
 GamepadDeviceIdentity GamepadConfigWidget::currentIdentity() const
 {
     if (!m_device)

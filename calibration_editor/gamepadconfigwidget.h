@@ -52,9 +52,8 @@ public:
     ControlManette *device() const;
     void setProfile(const GamepadProfileInfo &profile);
     const GamepadProfileInfo &profile() const { return m_profile; }
-    // The overlay's two-axis pastilles offered to gates, and the names shown beside axis numbers.
+    // The overlay's two-axis pastilles offered to gates.
     void setTwoAxisSources(const QList<GateSourceOption> &sources);
-    void setAxisNames(const QStringList &names);
 
     int scope() const { return m_scope; }
     // The buffer the cards show and edit.
@@ -169,7 +168,6 @@ private:
     GamepadDeviceIdentity m_identity; // kept when the controller goes, for the pending save
     GamepadProfileInfo m_profile;
     QList<GateSourceOption> m_sources;
-    QStringList m_axisNames;
     ResolvedCalibration m_resolved;
     int m_scope = BaseScope;
     // Indexed by Scope: what each scope shows and edits, and the session keeping its file.

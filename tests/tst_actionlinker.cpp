@@ -13,7 +13,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 #include <memory>
 #include <utility>

@@ -5,7 +5,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 using AxisSettings = GamepadCalibration::AxisSettings;
 using ButtonSettings = GamepadCalibration::ButtonSettings;

@@ -11,7 +11,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -461,13 +460,16 @@ private slots:
         QVERIFY(!button("Mesurer…")->isEnabled() && !button("Ajouter une gate")->isEnabled());
         ScriptedDialogs dialogs;
         const GamepadCalibration shown = m_panel->editedCalibration();
-        editGamma(4.0);
+        auto *buttonCard = m_panel->findChildren<ButtonCard *>().at(1); // given back the buffer's
+        editGamma(4.0), buttonCard->setSettings({false});
+        Q_EMIT buttonCard->settingsChanged(buttonCard->settings());
         for (auto slot : {&GamepadConfigWidget::captureRestForAll, &GamepadConfigWidget::addGate,
                           &GamepadConfigWidget::resetCurrentCalibration,
                           &GamepadConfigWidget::openMeasurement, &GamepadConfigWidget::flushSave})
             (m_panel.get()->*slot)();
         QCOMPARE(m_panel->editedCalibration(), shown);
         QCOMPARE(axisCard(0)->settings().gamma, shown.axes[0].gamma);
+        QVERIFY(buttonCard->settings().enabled);
         QVERIFY(!m_panel->measureDialog() && dialogs.prompts().isEmpty());
 
         dialogs.answerYes(true), startAgain->click();

@@ -18,7 +18,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 class TestGamepadDefinder : public QObject
 {

@@ -4,7 +4,6 @@
 
 #include <QTableWidget>
 #include <QtTest>
-#include <QtWidgets>
 
 // Enabled, key, pastille, x axis, y axis; the rest as by default.
 using Gate = GamepadCalibration::GateSettings;
@@ -91,15 +90,15 @@ private slots:
         QCOMPARE(combo->itemData(1, Qt::ToolTipRole).toString(),
                  "Source technique : pad_left\nX : joy_0 (Stick G X)\nY : joy_1 (Stick G Y)");
 
-        combo->setCurrentIndex(2);
+        combo->setCurrentIndex(1); // the first pastille
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(changed.at(0).at(0).value<Gate>(), Gate({true, "gate_0", "pad_right", 3, 4}));
+        QCOMPARE(changed.at(0).at(0).value<Gate>(), Gate({true, "gate_0", "pad_left", 0, 1}));
         auto *centerX = card.findChild<QDoubleSpinBox *>("gateCenterX");
         centerX->selectAll(), QTest::keyClicks(centerX, "-12.5\r"); // one edit, not one per key
         card.findChild<QComboBox *>("gateFront")->setCurrentIndex(2);
         card.findChild<QCheckBox *>("gateInvert")->setChecked(true);
         // Enabled, key, pastille, axes, centre, radius, hysteresis, enter, exit, invert.
-        const Gate edited{true, "gate_0", "pad_right", 3, 4, -12.5, 0, 50, 3, false, true, true};
+        const Gate edited{true, "gate_0", "pad_left", 0, 1, -12.5, 0, 50, 3, false, true, true};
         QVERIFY(changed.count() == 4 && changed.last().at(0).value<Gate>() == edited);
 
         card.setSettings({true, "gate_1", "pad_left"}); // a known pastille: no historical item

@@ -4,7 +4,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 static QString menuTexts(QMenu *menu)
 {

@@ -6,7 +6,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 const QString kAccented = QStringLiteral("Aucune pastille n'est liée à \"%1\" pour \"%2\".");
 const QString kUnaccented = QStringLiteral("Aucune pastille n'est liee a \"%1\" pour \"%2\".");

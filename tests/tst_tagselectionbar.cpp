@@ -4,7 +4,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 using Kind = ScriptedDialogSeam::Kind;
 

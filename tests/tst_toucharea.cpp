@@ -3,7 +3,6 @@
 #include "widgettestsupport.h"
 
 #include <QtTest>
-#include <QtWidgets>
 
 class TestTouchArea : public QObject
 {
