@@ -127,6 +127,8 @@ private slots:
         QVERIFY(saveCalibrationFile(overridePath, marked, {}, id, nullptr));
         pad->stop(), pad->start();
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 44.0);
+        pad->resetAllBias(), pad->poll(); // the defaults, from no file, until the next reload
+        QCOMPARE(pad->info()["calibrationSource"].toString() + pad->calibrationPath(), "Defaults");
         // The host's mapping document: the bound profile's, else one made for this controller.
         QCOMPARE(pad->noCodeApp(), QStringList()); // none written yet
         const QString bound = userProfilesRoot() + '/' + id + "/configActionGamepad.json";
