@@ -99,6 +99,8 @@ private slots:
         QSignalSpy toggled(&delegate, &DeviceItemDelegate::toggledSelect);
         QSignalSpy deleted(&delegate, &DeviceItemDelegate::requestDelete);
         QSignalSpy cycled(&delegate, &DeviceItemDelegate::cycleProfile);
+        QMouseEvent press(QEvent::MouseButtonPress, pos, pos, Qt::LeftButton, Qt::LeftButton, {});
+        delegate.editorEvent(&press, &model, optionFor(), model.index(0, 0)); // only releases act
         QMouseEvent release(QEvent::MouseButtonRelease, pos, pos, Qt::LeftButton, Qt::NoButton, {});
         QCOMPARE(delegate.editorEvent(&release, &model, optionFor(), model.index(0, 0)),
                  outcome != "base");

@@ -17,9 +17,6 @@
 #include <QtTest>
 #include <QtWidgets>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 // Each row: one of the three editors keeping documents edits, meets one fault, takes one way out.
 
 const QJsonArray kCatalog = {QJsonObject{{"name", "zoom"}}, QJsonObject{{"name", "tilt"}}};

@@ -12,9 +12,6 @@
 
 #include <QtTest>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 // The calibration panel; most of what it does with faulty files is in tst_editingfaults.
 
 using Axis = GamepadCalibration::AxisSettings;
