@@ -54,7 +54,7 @@ private slots:
     // A copy goes 28 px right when it fits, else left unless that passes the left edge.
     void duplicateOffsets()
     {
-        QCOMPARE(QList({duplicateOffset(0, 50, 78), duplicateOffset(28, 50, 100),
+        QCOMPARE(QList({duplicateOffset(28, 50, 106), duplicateOffset(28, 50, 100),
                         duplicateOffset(27, 50, 100)}),
                  QList({28, -28, 28}));
     }
