@@ -117,6 +117,8 @@ private slots:
         m_overlay->setNodeSplit(cross, true);
         QVERIFY(m_overlay->startListening(cross, "Axe Y") && m_overlay->completeListening("joy_1"));
         QCOMPARE(m_overlay->node(cross).title, "Double Joy 1"); // one axis of two names nothing
+        QVERIFY(m_overlay->startListening(cross, "Axe X") && m_overlay->completeListening("joy_0"));
+        QCOMPARE(m_overlay->node(cross).title, "Joy 0/1");
         // Past the last pastille: refused, nothing changes.
         QVERIFY(!m_overlay->hasNode(2) && m_overlay->hasNode(1) && !m_overlay->hasNode(-1));
         QVERIFY(!m_overlay->renameNode(2, "Z") && !m_overlay->renameNode(1, " "));

@@ -92,7 +92,6 @@ private slots:
         TouchArea *p = m_pastille;
         QSignalSpy kind(p, &TouchArea::elementKindChanged);
         const QList<std::function<void()>> changes{[&] { QApplication::sendEvent(p, &enter); },
-                                                   [&] { QApplication::sendEvent(p, &leave); },
                                                    [p] { p->setTitle("Zoom"); },
                                                    [p] { p->setSubtitle("but_4"); },
                                                    [p] { p->setLabels({"zoom"}); },
@@ -102,11 +101,12 @@ private slots:
                                                    [p] { p->setState(TouchArea::Active); },
                                                    [p] { p->applyEditedTitle("Pan"); },
                                                    [p] { p->setPaintingHeld(true); },
-                                                   [p] { p->renew(TouchArea::Button); }};
+                                                   [p] { p->renew(TouchArea::Button); },
+                                                   [&] { QApplication::sendEvent(p, &leave); }};
         for (const auto &change : changes)
             change(), QCoreApplication::processEvents();
-        QCOMPARE(QList({qsizetype(count.paints), kind.count()}),
-                 QList({changes.size(), qsizetype(1)}));
+        QCOMPARE(QList({qsizetype(count.paints), kind.count(), qsizetype(p->isHovered())}),
+                 QList({changes.size(), qsizetype(1), qsizetype(0)})); // left: not hovered
     }
 
     // The grip: three strokes in the corner of an editable pastille, none further in.
