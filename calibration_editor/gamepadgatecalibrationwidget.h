@@ -41,6 +41,7 @@ public:
     explicit GatePreviewWidget(QWidget *parent = nullptr);
 
     void setGate(const GamepadCalibration::GateSettings &gate);
+    const GamepadCalibration::GateSettings &gate() const { return m_gate; }
     // Repaints only when the point or the state changed.
     void setLivePoint(const QPointF &point, bool inside);
     QPointF livePoint() const { return m_point; }

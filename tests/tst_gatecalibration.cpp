@@ -100,6 +100,7 @@ private slots:
         // Enabled, key, pastille, axes, centre, radius, hysteresis, enter, exit, invert.
         const Gate edited{true, "gate_0", "pad_left", 0, 1, -12.5, 0, 50, 3, false, true, true};
         QVERIFY(changed.count() == 4 && changed.last().at(0).value<Gate>() == edited);
+        QCOMPARE(card.findChild<GatePreviewWidget *>()->gate(), edited); // the preview follows
 
         card.setSettings({true, "gate_1", "pad_left"}); // a known pastille: no historical item
         QCOMPARE(combo->count(), 2);
