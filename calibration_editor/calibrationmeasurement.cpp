@@ -26,10 +26,11 @@ double ceilToHalf(double value)
 
 } // namespace
 
+// at() on the first read: a slip in the bound fails loudly instead of writing past the recording.
 void CalibrationRecording::addRestSample(const Presence &present, const RawAxes &raw)
 {
     for (size_t i = 0; i < m_axes.size(); ++i) {
-        if (!present[i] || !std::isfinite(raw[i]))
+        if (!present.at(i) || !std::isfinite(raw[i]))
             continue;
         const double value = qBound(-100.0, raw[i], 100.0);
         AxisRecording &axis = m_axes[i];
@@ -43,7 +44,7 @@ void CalibrationRecording::addRestSample(const Presence &present, const RawAxes 
 void CalibrationRecording::addMotionSample(const Presence &present, const RawAxes &raw)
 {
     for (size_t i = 0; i < m_axes.size(); ++i) {
-        if (!present[i] || !std::isfinite(raw[i]))
+        if (!present.at(i) || !std::isfinite(raw[i]))
             continue;
         const double value = qBound(-100.0, raw[i], 100.0);
         AxisRecording &axis = m_axes[i];

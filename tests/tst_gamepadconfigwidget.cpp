@@ -3,8 +3,6 @@
 #include "filetestsupport.h"
 #include "gamepadbuttoncalibrationwidget.h"
 #include "gamepadconfigwidget.h"
-#include "jsonfile.h"
-#include "profilemeta.h"
 #include "runtimetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"
@@ -147,8 +145,11 @@ private slots:
         QCOMPARE(label("metaLabel", 1) + " | " + label("sourceLabel"),
                  "Aucun profil selectionne | Source: Defaut");
         QVERIFY(!button("Copier base vers profil")->isEnabled()); // an override needs a profile
-        m_panel->setDevice(new ControlManette(1, m_panel.get())); // every card until it is read
+        auto *unread = new ControlManette(1, m_panel.get());      // every card until it is read
+        m_panel->setDevice(unread), m_joysticks->backend.connectController(1, padIdentity(), 1);
         QCOMPARE(m_panel->findChildren<ButtonCard *>().size(), 32);
+        unread->poll(); // then its one button
+        QTRY_COMPARE(m_panel->findChildren<ButtonCard *>().size(), 1);
     }
 
     // A pastille on an axis past the eighth is not offered to gates: nothing reads beyond the axes.
@@ -546,7 +547,7 @@ private slots:
             return;
         scopeCombo()->setCurrentIndex(0); // back: applied, and the user's new curve kept
         editAxis(0, [](Axis &a) { a.curvePreset = GamepadCalibration::CurvePreset::Soft; });
-        dialog->accept();
+        dialog->findChild<QPushButton *>("measureApplyButton")->click();
         const Axis &axis = m_panel->editedCalibration().axes[0];
         QVERIFY(axis.restRaw == 54.0 && axis.curvePreset == GamepadCalibration::CurvePreset::Soft);
         QTRY_VERIFY(!dialog);

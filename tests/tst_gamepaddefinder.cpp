@@ -6,7 +6,6 @@
 #include "gamepaddefinder.h"
 #include "inspectorpanel.h"
 #include "interactiveoverlay.h"
-#include "jsonfile.h"
 #include "profilefolderwatcher.h"
 #include "profileoperations.h"
 #include "profiletiles.h"
