@@ -5,7 +5,6 @@
 #include "interactiveoverlay.h"
 #include "logcapture.h"
 #include "mappingdocument.h"
-#include "profilemeta.h"
 #include "runtimetestsupport.h"
 #include "scratchtree.h"
 #include "scripteddialogseam.h"

@@ -105,6 +105,8 @@ private slots:
         m_joysticks->backend.setIdentification(0, padIdentity("Renamed Pad"));
         pad->poll(); // the new identity is seen and its calibration loaded within this poll
         QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 30.0);
+        m_joysticks->backend.setIdentification(0, {"Renamed Pad", 0x45e, 0x28f}), pad->poll();
+        QCOMPARE(pad->calibration().axes.at(0).deadzoneRadius, 8.0); // another model: the defaults
 
         QCOMPARE(pad->info().value("vendorId").toString(), QStringLiteral("0x45e")); // not padded
 

@@ -1,7 +1,6 @@
 #include "filetestsupport.h"
 #include "gamepaddefinder.h"
 #include "interactiveoverlay.h"
-#include "jsonfile.h"
 #include "logcapture.h"
 #include "overlayrender.h"
 #include "profileexchange.h"

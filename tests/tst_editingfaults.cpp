@@ -6,7 +6,6 @@
 #include "gamepadconfigwidget.h"
 #include "gamepaddefinder.h"
 #include "interactiveoverlay.h"
-#include "jsonfile.h"
 #include "mappingdocument.h"
 #include "overlaybindings.h"
 #include "profileoperations.h"

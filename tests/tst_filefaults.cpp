@@ -2,7 +2,6 @@
 #include "filetestsupport.h"
 #include "mappingdocument.h"
 #include "overlaydocument.h"
-#include "profilemeta.h"
 
 #include <QtTest>
 

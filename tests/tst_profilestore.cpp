@@ -1,6 +1,5 @@
 #include "calibrationsources.h"
 #include "filetestsupport.h"
-#include "profilemeta.h"
 #include "profilestore.h"
 #include "scratchtree.h"
 

@@ -78,6 +78,8 @@ private slots:
         changed.setFileTime(QDateTime::currentDateTime().addSecs(60), QFile::FileModificationTime);
         tiles.fill(entries), tiles.waitForThumbnails();
         QCOMPARE(tiles.decodeCount(), 6);
+        tiles.fill(entries << profile("e", Qt::green)), tiles.waitForThumbnails(); // as "b" was
+        QCOMPARE(tiles.decodeCount(), 7); // pictures no longer listed are let go
         for (int row : {0, 1, 4})
             QCOMPARE(tileImages(list).at(row), smoothTile(entries[row]));
         QListWidget freshList;
