@@ -311,7 +311,7 @@ void GamepadConfigWidget::updateLiveValues()
     }
     showWearReports();
     if (m_measureDialog && m_device->isConnected())
-        m_measureDialog->addSample(m_clock.elapsed(), state.axisPresent(), state.rawAxes());
+        m_measureDialog->addSample(m_device->lastPollMs(), state.axisPresent(), state.rawAxes());
 }
 
 // Every poll of the controller feeds the detectors with its raw readings on the device's clock.

@@ -74,7 +74,6 @@ GamepadConfigWidget::GamepadConfigWidget(QWidget *parent, Cards cards)
     m_liveTimer.setInterval(kLiveIntervalMs);
     connect(&m_liveTimer, &QTimer::timeout, this, &GamepadConfigWidget::updateLiveValues);
     m_liveTimer.start();
-    m_clock.start();
     reload();
 }
 

@@ -7,7 +7,6 @@
 #include "profilestore.h"
 #include "weardetection.h"
 
-#include <QElapsedTimer>
 #include <QList>
 #include <QPointer>
 #include <QSet>
@@ -187,7 +186,6 @@ private:
     bool m_cardsWaitForShow = false; // Cards::WhenShown, until the panel is first shown
 
     QTimer m_liveTimer;
-    QElapsedTimer m_clock;
     // The measurement is bound to the controller, the profile and the scope it was started for:
     // it is cancelled when the first two change and applies to no other scope.
     QPointer<CalibrationMeasureDialog> m_measureDialog;
