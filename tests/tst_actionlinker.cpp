@@ -45,8 +45,7 @@ static QStringList bridgesOnDisk(const QString &path)
 static GamepadProfileMeta seedProfile()
 {
     GamepadProfileMeta meta;
-    meta.id = QUuid::createUuid();
-    meta.name = "Pad";
+    meta.id = QUuid::createUuid(), meta.name = "Pad";
     meta.folder = userProfilesRoot() + '/' + meta.id.toString(QUuid::WithoutBraces);
     const bool written = QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr) &&
                          QImage(8, 6, QImage::Format_RGB32).save(meta.imagePath()) &&

@@ -39,7 +39,7 @@ private slots:
         QTest::newRow("end never reached keeps its value") << Samples{0, 0.4} << Samples{0, 80} << false << Proposed{0.2, 0.2, 2.5, -90, 80, "+"};
         QTest::newRow("noise beyond the limit") << Samples{-60, 60} << Samples{-100, 100} << false << Proposed{0, 60, 50, -100, 100, "-+"};
         QTest::newRow("trigger resting at -90, the limit") << Samples{-90, -90} << Samples{-90, 100} << false << Proposed{-90, 0, 2, -90, 100, "T"};
-        QTest::newRow("reversed trigger") << Samples{99, 100} << Samples{100, -97} << false << Proposed{99.5, 0.5, 2.5, -90, -97, "T"};
+        QTest::newRow("reversed trigger, up to its dead zone") << Samples{97, 98} << Samples{100, -97} << false << Proposed{97.5, 0.5, 2.5, -90, -97, "T"};
         QTest::newRow("stick resting near an end") << Samples{95} << Samples{100, 40} << false << Proposed{95, 0, 2, 40, 100, "-+"};
         QTest::newRow("trigger mode kept") << Samples{0} << Samples{0, -60} << true << Proposed{0, 0, 2, -90, -60, "T"};
         QTest::newRow("never moved") << Samples{10} << Samples{12, 29.9} << false << Proposed{};

@@ -155,8 +155,7 @@ private:
     ControlManette *startedPad(int index = 0)
     {
         m_joysticks->backend.connectController(index, padIdentity());
-        m_pad = std::make_unique<ControlManette>(index);
-        m_pad->start();
+        m_pad = std::make_unique<ControlManette>(index), m_pad->start();
         return m_pad.get();
     }
 

@@ -55,8 +55,7 @@ private slots:
         QVERIFY(entry.setActiveProfile("a", "Renamed") && entry.activeProfileName() == "Renamed");
         QVERIFY(entry.setActiveProfile({}, {}) && entry.activeProfileId().isEmpty());
         GamepadProfileInfo first; // a profile of its carousel is named as the catalogue names it
-        first.id = QUuid::createUuid();
-        first.name = "Now";
+        first.id = QUuid::createUuid(), first.name = "Now";
         first.deviceNames = {"Pad"};
         entry.refreshCarousel({{first, 0, 0}}), entry.setActiveProfile(first.id.toString(), "Then");
         QCOMPARE(entry.activeProfileName(), "Now");

@@ -51,8 +51,7 @@ class TestDocumentSession : public QObject
 private slots:
     void init()
     {
-        m_folder = m_root.filePath("profile");
-        removeScratchTree(m_folder);
+        m_folder = m_root.filePath("profile"), removeScratchTree(m_folder);
         QVERIFY(QDir().mkpath(m_folder) && writeInPlace(m_folder + "/doc.json", "{\"v\": 1}"));
     }
 

@@ -290,10 +290,8 @@ private slots:
     {
         qApp->setProperty("kx.currentLogin", "tester"), removeScratchTree(configurationRoot());
         m_joysticks->backend.connectController(0, padIdentity("Pad A"));
-        m_pad = std::make_unique<ControlManette>(0);
-        m_pad->poll();
-        fixture.pad = m_pad.get();
-        fixture.un = seed("Un");
+        m_pad = std::make_unique<ControlManette>(0), m_pad->poll();
+        fixture.pad = m_pad.get(), fixture.un = seed("Un");
         fixture.deux = seed("Deux");
     }
 

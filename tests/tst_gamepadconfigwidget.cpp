@@ -20,8 +20,7 @@ using GateCard = GamepadGateCalibrationWidget;
 static GamepadProfileInfo makeProfile() // A profile named "Regie" that inherits the base.
 {
     GamepadProfileMeta meta;
-    meta.id = QUuid::createUuid();
-    meta.name = QStringLiteral("Regie");
+    meta.id = QUuid::createUuid(), meta.name = QStringLiteral("Regie");
     meta.folder = QDir(userProfilesRoot()).filePath(meta.id.toString(QUuid::WithoutBraces));
     QDir().mkpath(meta.folder), writeProfileMeta(&meta, nullptr);
     return readProfileInfo(meta.folder);
@@ -106,8 +105,7 @@ private slots:
         setHost("tester"), removeScratchTree(configurationRoot());
         m_joysticks = std::make_unique<VirtualJoysticks>();
         m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f);
-        m_pad = std::make_unique<ControlManette>(0);
-        m_pad->poll();
+        m_pad = std::make_unique<ControlManette>(0), m_pad->poll();
         QVERIFY(writeGamma(baseFile(), 1.5));
         m_profile = makeProfile();
         m_panel = std::make_unique<GamepadConfigWidget>();
@@ -137,6 +135,8 @@ private slots:
         QTRY_COMPARE(m_panel->findChildren<AxisCard *>().size(), 3);
         const auto buttons = m_panel->findChildren<ButtonCard *>();
         QVERIFY(buttons.size() == 12 && buttons.at(2)->isPressed() && !buttons.at(1)->isPressed());
+        overlappingWidgets(m_panel.get(), QSize(900, 700)); // laid out again: two cards a row
+        QVERIFY(buttons[1]->y() == buttons[0]->y() && buttons[2]->y() > buttons[1]->y());
         m_joysticks->backend.disconnectController(0), m_pad->poll();
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | deconnectee");
         const auto *capture = m_panel->findChild<QPushButton *>("gateCaptureButton");
@@ -185,7 +185,7 @@ private slots:
         QFETCH(QString, edit);
         QFETCH(bool, connected);
         m_panel->setProfile(GamepadProfileInfo()); // the base needs no profile
-        axisCard(0)->setExpanded(true);
+        axisCard(0)->setExpanded(true), m_panel->findChildren<ButtonCard *>()[2]->setExpanded(true);
         m_panel->addGate(), m_panel->addGate(), m_panel->flushSave();
         m_joysticks->backend.setAxis(0, 0, 42.0), m_joysticks->backend.setAxis(0, 1, -30.0);
         if (!connected)
@@ -237,6 +237,7 @@ private slots:
         QCOMPARE(axisCard(0)->settings(), expected.axes[0]);
         QCOMPARE(m_panel->findChildren<GateCard *>().first()->settings(), expected.gates.first());
         QVERIFY(axisCard(0)->isExpanded() && !axisCard(1)->isExpanded());
+        QVERIFY(m_panel->findChildren<ButtonCard *>()[2]->isExpanded());
     }
 
     // A bouncing button and a drifting stick are told on their cards; their fixes are saved.
@@ -350,11 +351,13 @@ private slots:
         QTest::newRow("read-only, copy") << "Impossible d'enregistrer %1 (";
         QTest::newRow("read-only, delete") << "Impossible de supprimer %1";
         QTest::newRow("no login, edit") << "Aucun fichier de calibration cible.";
+        QTest::newRow("login gone, edit") << "Aucun fichier de calibration cible.";
         QTest::newRow("outside, edit") << "Impossible d'enregistrer %1 (hors du dossier du profil)";
         QTest::newRow("damaged, copy") << "Calibration illisible dans %1 (";
     }
 
-    // The panel stays in its scope and says why; nothing is written, the profile is told nothing.
+    // The panel stays in its scope and says why; nothing is written, the profile is told nothing;
+    // an edit whose save fails (the login gone before it) stays to be saved.
     void refused()
     {
         const QStringList row = QString(QTest::currentDataTag()).split(", ");
@@ -381,12 +384,16 @@ private slots:
             {"switch", [this] { scopeCombo()->setCurrentIndex(1); }},
             {"copy", [this] { m_panel->copyBaseToProfile(); }},
             {"delete", [this] { m_panel->deleteOverride(); }},
-            {"edit", [this] { editGamma(2.5), m_panel->flushSave(); }}};
+            {"edit", [&] {
+                 editGamma(2.5), setHost(situation.contains("login") ? QString() : "tester");
+                 m_panel->flushSave();
+             }}};
         readOnly(situation == "read-only" ? m_profile.folder : QString(), acts[action]);
         QCOMPARE(scopeCombo()->currentIndex(), scope);
         QVERIFY2(status().startsWith(said.replace("%1", watched)), qPrintable(status()));
         QVERIFY((shownGamma() == 2.5) == (action == "edit") && readBytes(watched) == bytes);
         QVERIFY(meta.isEmpty() && dialogs.prompts().isEmpty());
+        QCOMPARE(m_panel->hasUnsavedEdits(), situation == "outside" || situation == "login gone");
     }
 
     void leavingAfterAFailedSave_data()

@@ -82,8 +82,7 @@ private slots:
     {
         qApp->setProperty("kx.currentLogin", "tester"), removeScratchTree(configurationRoot());
         m_joysticks->backend.connectController(0, padIdentity("Pad A"));
-        m_pad = std::make_unique<ControlManette>(0);
-        m_pad->poll();
+        m_pad = std::make_unique<ControlManette>(0), m_pad->poll();
     }
 
     void cleanup() { m_pad.reset(); }

@@ -14,8 +14,7 @@ private slots:
 
     void init()
     {
-        m_joysticks = std::make_unique<VirtualJoysticks>();
-        m_manager = GamepadManager::instance();
+        m_joysticks = std::make_unique<VirtualJoysticks>(), m_manager = GamepadManager::instance();
         m_events.clear();
         connect(m_manager, &GamepadManager::gamepadsChanged, this,
                 [this] { m_events << "changed"; });

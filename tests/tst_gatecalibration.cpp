@@ -107,11 +107,10 @@ private slots:
         const auto *front = card.findChild<QComboBox *>("gateFront"); // both edges again
         QCOMPARE(QList({combo->currentIndex(), front->currentIndex()}), QList({0, 0}));
         QCOMPARE(card.findChild<QLabel *>("gateTitle")->text(), "gate_1");
-        auto *preview = card.findChild<GatePreviewWidget *>(); // it draws the gate given
-        const QImage shown = preview->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        const QImage shown = card.findChild<GatePreviewWidget *>()->grab().toImage(); // the gate
         GatePreviewWidget alone;
-        alone.resize(preview->size()), alone.setGate(card.settings());
-        QCOMPARE(shown, alone.grab().toImage());
+        alone.resize(shown.size()), alone.setGate(card.settings());
+        QCOMPARE(shown.convertToFormat(QImage::Format_RGB32), alone.grab().toImage());
     }
 
     void liveStateAndCapture()

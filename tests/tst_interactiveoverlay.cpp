@@ -20,8 +20,7 @@ class TestInteractiveOverlay : public QObject
 private slots:
     void init()
     {
-        m_overlay = new InteractiveOverlay;
-        m_overlay->resize(800, 600), m_overlay->show();
+        m_overlay = new InteractiveOverlay, m_overlay->resize(800, 600), m_overlay->show();
     }
     void cleanup() { delete m_overlay; }
 

@@ -19,12 +19,10 @@ private slots:
         const QStringList devices{"Test Pad", "TEST PAD", "", "Other Pad"};
         for (int i = 0; i < names.size(); ++i) {
             GamepadProfileMeta meta;
-            meta.id = QUuid::createUuid();
-            meta.name = names[i];
+            meta.id = QUuid::createUuid(), meta.name = names[i];
             meta.folder = sharedProfilesRoot() + '/' + names[i];
             meta.deviceNames = QStringList{devices[i]};
-            meta.vendorId = i == 2 ? 0x45e : 0;
-            meta.productId = i == 2 ? 0x28e : 0;
+            meta.vendorId = i == 2 ? 0x45e : 0, meta.productId = i == 2 ? 0x28e : 0;
             QVERIFY(QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr));
             m_profiles << meta.id;
         }
@@ -32,8 +30,7 @@ private slots:
 
     void init()
     {
-        m_joysticks = std::make_unique<VirtualJoysticks>();
-        m_manager = GamepadManager::instance();
+        m_joysticks = std::make_unique<VirtualJoysticks>(), m_manager = GamepadManager::instance();
         m_context = QTest::currentTestFunction() + QString(QTest::currentDataTag());
     }
 
@@ -170,7 +167,8 @@ private slots:
         QTEST(titles, "expected");
     }
 
-    // Two identical controllers remembered in their slots: each comes back to its own row.
+    // Two identical controllers remembered in their slots: each comes back to its own row, and
+    // steps aside under its model's key for another controller in its slot.
     void identicalControllersKeepTheirSlots()
     {
         const QJsonObject twin{{"vendorIdHex", "45e"}, {"productIdHex", "28e"}, {"name", "Twin"}};
@@ -185,6 +183,8 @@ private slots:
         QCOMPARE(value(model, "gp:2", Model::NameRole), QVariant("Left"));
         plug(1, "Twin");
         QCOMPARE(value(model, "gp:1", Model::NameRole), QVariant("Right"));
+        unplug(1), unplug(2), plug(1, "Pad B"), plug(2, "Pad C"); // each row steps aside, "#2" last
+        QCOMPARE(value(model, "gp:45e-28e:Twin#2", Model::NameRole), QVariant("Left"));
     }
 
     // A full registry: a new controller pushes out the first seen longest ago ("Old 5", then "Old

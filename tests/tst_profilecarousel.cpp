@@ -6,8 +6,7 @@ static CatalogProfile profile(const QString &name, const QString &device, quint3
                               quint32 product = 0)
 {
     CatalogProfile profile{{}, vendor, product};
-    profile.info.id = QUuid::createUuid();
-    profile.info.name = name;
+    profile.info.id = QUuid::createUuid(), profile.info.name = name;
     profile.info.deviceNames = QStringList{device};
     return profile;
 }

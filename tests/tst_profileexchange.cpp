@@ -15,8 +15,7 @@ static GamepadProfileMeta seed(const QString &root, const QString &name, const Q
                                const QString &imageFile, const QJsonObject &overlay)
 {
     GamepadProfileMeta meta;
-    meta.id = QUuid::createUuid();
-    meta.name = name;
+    meta.id = QUuid::createUuid(), meta.name = name;
     meta.folder = root + '/' + meta.id.toString(QUuid::WithoutBraces);
     meta.imageFile = imageFile;
     const bool ok =

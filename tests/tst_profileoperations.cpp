@@ -14,11 +14,9 @@ static GamepadProfileMeta seed(const QString &root)
 {
     GamepadProfileMeta meta;
     meta.id = QUuid::createUuid();
-    meta.folder = root + '/' + meta.id.toString(QUuid::WithoutBraces);
-    meta.name = "Pad";
+    meta.folder = root + '/' + meta.id.toString(QUuid::WithoutBraces), meta.name = "Pad";
     meta.otherKeys = {{"note", kLong}};
-    meta.calibrationMode = "override";
-    meta.calibrationOverrideFile = "calib.json";
+    meta.calibrationMode = "override", meta.calibrationOverrideFile = "calib.json";
     const bool written = writeBytes(meta.folder + "/image.png", encoded("png")) &&
                          writeBytes(meta.folder + "/overlay.json", "{}") &&
                          writeBytes(meta.folder + "/configActionGamepad.json", "{\"old\": 1}") &&

@@ -308,8 +308,7 @@ private slots:
         GamepadProfileInfo profile;
         profile.id = nullId ? QUuid() : QUuid::createUuid();
         profile.folder = inConfig("p1");
-        profile.calibrationMode = mode;
-        profile.calibrationOverrideFile = "o.json";
+        profile.calibrationMode = mode, profile.calibrationOverrideFile = "o.json";
         const ResolvedCalibration result = resolveCalibration(kPad, profile, 2, 3);
         QCOMPARE(result.overridePath, nullId ? "" : overridePath);
         QCOMPARE(result.sourcePath, (QStringList{"", basePath, overridePath}.at(source)));

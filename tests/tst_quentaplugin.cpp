@@ -36,8 +36,7 @@ class TestQuentaPlugin : public QObject
     static QString makeProfileFor(const QString &device, const QString &name)
     {
         GamepadProfileMeta meta;
-        meta.id = QUuid::createUuid();
-        meta.name = name;
+        meta.id = QUuid::createUuid(), meta.name = name;
         meta.folder = sharedProfilesRoot() + '/' + name;
         meta.deviceNames = QStringList{device};
         const bool made = QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr);

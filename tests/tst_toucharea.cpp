@@ -11,8 +11,7 @@ class TestTouchArea : public QObject
 private slots:
     void init()
     {
-        m_parent = new QWidget;
-        m_parent->resize(400, 300);
+        m_parent = new QWidget, m_parent->resize(400, 300);
         m_pastille = new TouchArea(m_parent);
         m_pastille->move(50, 50);
     }
