@@ -9,18 +9,20 @@ using Prompt = ScriptedDialogSeam::Prompt;
 
 namespace {
 
-Prompt makePrompt(Kind kind, const QString &title, const QString &text = {})
+Prompt makePrompt(const QWidget *parent, Kind kind, const QString &title, const QString &text = {})
 {
     Prompt prompt;
+    prompt.parent = parent;
     prompt.kind = kind;
     prompt.title = title;
     prompt.text = text;
     return prompt;
 }
 
-Prompt filePrompt(Kind kind, const QString &title, const QString &dir, const QString &filter = {})
+Prompt filePrompt(const QWidget *parent, Kind kind, const QString &title, const QString &dir,
+                  const QString &filter = {})
 {
-    Prompt prompt = makePrompt(kind, title);
+    Prompt prompt = makePrompt(parent, kind, title);
     prompt.value = dir;
     prompt.filter = filter;
     return prompt;
@@ -79,10 +81,10 @@ ScriptedDialogSeam::Answer ScriptedDialogSeam::ask(const Prompt &prompt)
     return {};
 }
 
-QString ScriptedDialogSeam::getText(QWidget *, const QString &title, const QString &label,
+QString ScriptedDialogSeam::getText(QWidget *parent, const QString &title, const QString &label,
                                     const QString &text, bool *ok)
 {
-    Prompt prompt = makePrompt(Kind::Text, title, label);
+    Prompt prompt = makePrompt(parent, Kind::Text, title, label);
     prompt.value = text;
     const Answer answer = ask(prompt);
     if (ok)
@@ -90,10 +92,10 @@ QString ScriptedDialogSeam::getText(QWidget *, const QString &title, const QStri
     return answer.accepted ? answer.value : QString();
 }
 
-QString ScriptedDialogSeam::getItem(QWidget *, const QString &title, const QString &label,
+QString ScriptedDialogSeam::getItem(QWidget *parent, const QString &title, const QString &label,
                                     const QStringList &items, int current, bool editable, bool *ok)
 {
-    Prompt prompt = makePrompt(Kind::Item, title, label);
+    Prompt prompt = makePrompt(parent, Kind::Item, title, label);
     prompt.items = items;
     prompt.current = current;
     prompt.editable = editable;
@@ -108,51 +110,51 @@ QString ScriptedDialogSeam::getItem(QWidget *, const QString &title, const QStri
     return answer.accepted ? answer.value : QString();
 }
 
-QString ScriptedDialogSeam::getOpenFileName(QWidget *, const QString &title, const QString &dir,
-                                            const QString &filter)
+QString ScriptedDialogSeam::getOpenFileName(QWidget *parent, const QString &title,
+                                            const QString &dir, const QString &filter)
 {
-    const Answer answer = ask(filePrompt(Kind::OpenFile, title, dir, filter));
+    const Answer answer = ask(filePrompt(parent, Kind::OpenFile, title, dir, filter));
     return answer.accepted ? answer.value : QString();
 }
 
-QString ScriptedDialogSeam::getSaveFileName(QWidget *, const QString &title, const QString &dir,
-                                            const QString &filter)
+QString ScriptedDialogSeam::getSaveFileName(QWidget *parent, const QString &title,
+                                            const QString &dir, const QString &filter)
 {
-    const Answer answer = ask(filePrompt(Kind::SaveFile, title, dir, filter));
+    const Answer answer = ask(filePrompt(parent, Kind::SaveFile, title, dir, filter));
     return answer.accepted ? answer.value : QString();
 }
 
-QString ScriptedDialogSeam::getExistingDirectory(QWidget *, const QString &title,
+QString ScriptedDialogSeam::getExistingDirectory(QWidget *parent, const QString &title,
                                                  const QString &dir)
 {
-    const Answer answer = ask(filePrompt(Kind::Folder, title, dir));
+    const Answer answer = ask(filePrompt(parent, Kind::Folder, title, dir));
     return answer.accepted ? answer.value : QString();
 }
 
-void ScriptedDialogSeam::information(QWidget *, const QString &title, const QString &text)
+void ScriptedDialogSeam::information(QWidget *parent, const QString &title, const QString &text)
 {
-    m_prompts.append(makePrompt(Kind::Information, title, text));
+    m_prompts.append(makePrompt(parent, Kind::Information, title, text));
 }
 
-void ScriptedDialogSeam::warning(QWidget *, const QString &title, const QString &text)
+void ScriptedDialogSeam::warning(QWidget *parent, const QString &title, const QString &text)
 {
-    m_prompts.append(makePrompt(Kind::Warning, title, text));
+    m_prompts.append(makePrompt(parent, Kind::Warning, title, text));
 }
 
-void ScriptedDialogSeam::critical(QWidget *, const QString &title, const QString &text)
+void ScriptedDialogSeam::critical(QWidget *parent, const QString &title, const QString &text)
 {
-    m_prompts.append(makePrompt(Kind::Critical, title, text));
+    m_prompts.append(makePrompt(parent, Kind::Critical, title, text));
 }
 
-bool ScriptedDialogSeam::question(QWidget *, const QString &title, const QString &text)
+bool ScriptedDialogSeam::question(QWidget *parent, const QString &title, const QString &text)
 {
-    return ask(makePrompt(Kind::Question, title, text)).accepted;
+    return ask(makePrompt(parent, Kind::Question, title, text)).accepted;
 }
 
-int ScriptedDialogSeam::choose(QWidget *, const QString &title, const QString &text,
+int ScriptedDialogSeam::choose(QWidget *parent, const QString &title, const QString &text,
                                const QStringList &choices, int defaultChoice)
 {
-    Prompt prompt = makePrompt(Kind::Choice, title, text);
+    Prompt prompt = makePrompt(parent, Kind::Choice, title, text);
     prompt.items = choices;
     prompt.current = defaultChoice;
     const Answer answer = ask(prompt);

@@ -38,6 +38,7 @@ public:
         QString filter;    // the name filter of a file question
         int current = -1;  // the preselected choice of an item question, the default button
         bool editable = false;
+        const QWidget *parent = nullptr; // the window the question is asked over
     };
 
     ~ScriptedDialogSeam() override;

@@ -193,7 +193,7 @@ private slots:
         QCOMPARE(unplacedWidgets(&button) + unplacedWidgets(&card), QStringList());
         QVERIFY(!card.driftNotice().row->isVisibleTo(&card) &&
                 !button.bounceNotice().row->isVisibleTo(&button)); // until there is news
-        const QStringList inputs{"QComboBox", "QSpinBox", "QDoubleSpinBox", "QCheckBox"};
+        QStringList inputs{"QComboBox", "QSpinBox", "QDoubleSpinBox", "QCheckBox", "QToolButton"};
         for (const QWidget *w : card.findChildren<QWidget *>() + button.findChildren<QWidget *>())
             QVERIFY2(!inputs.contains(w->metaObject()->className()) || !w->toolTip().isEmpty(),
                      qPrintable(w->objectName())); // each input says what it sets

@@ -141,6 +141,7 @@ private slots:
         QCOMPARE(label("metaLabel"), "Test Pad | VID 0x045e PID 0x028e | deconnectee");
         const auto *capture = m_panel->findChild<QPushButton *>("gateCaptureButton");
         QVERIFY(!button("Mesurer…")->isEnabled() && !capture->isEnabled()); // need the controller
+        QVERIFY(!button("Capturer repos")->isEnabled());
         m_panel = std::make_unique<GamepadConfigWidget>();
         QCOMPARE(label("metaLabel", 1) + " | " + label("sourceLabel"),
                  "Aucun profil selectionne | Source: Defaut");
@@ -478,8 +479,8 @@ private slots:
         QVERIFY(!m_panel->measureDialog() && dialogs.prompts().isEmpty());
 
         dialogs.answerYes(true), startAgain->click();
-        QVERIFY(dialogs.prompts().first().text.contains(
-            "la calibration Base de « Test Pad » à vide ?"));
+        const auto asked = dialogs.prompts().first(); // over the panel
+        QVERIFY(asked.text.contains("Base de « Test Pad »") && asked.parent == m_panel.get());
         QVERIFY(axisCard(0)->isEnabled() && !startAgain->isVisibleTo(m_panel.get()));
         QVERIFY(button("Mesurer…")->isEnabled() && button("Ajouter une gate")->isEnabled());
         QCOMPARE(status(), "Pret");

@@ -235,6 +235,7 @@ private slots:
         w->overlay()->renameNode(0, "Edite");
         QVERIFY(writeFileAtomic(meta.overlayPath(), readBytes(meta.overlayPath()) + ' ', nullptr));
         dialogs.answerChoice("Annuler"), dialogs.answerChoice("Annuler");
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("issue error=Impossible de sauv"));
         w->actionSave(), w->exportSnapshotsToDir(shots);
         QCOMPARE(dialogs.prompts().size(), 2);
         QCOMPARE(dialogs.prompts().last().title, "Fichier modifié ailleurs");

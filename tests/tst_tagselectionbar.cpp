@@ -102,6 +102,9 @@ private slots:
         QCOMPARE(model->stringList(), QStringList({"Pad 1", "Stick Pro"}));
         bar.show(), QTest::mouseClick(input(bar), Qt::LeftButton); // a click in the field: all
         QTRY_VERIFY(completer->popup()->isVisible());
+        completer->popup()->setCurrentIndex(completer->completionModel()->index(0, 0));
+        const QImage rows = completer->popup()->viewport()->grab().toImage(); // the current one lit
+        QVERIFY(rows.pixel(10, 17) != rows.pixel(10, 34 + 17));
         completer->setCompletionPrefix("ICK");
         Q_EMIT completer->activated(completer->currentCompletion());
         QCOMPARE(bar.selectedTags(), QStringList({"pad 2", "Stick Pro"}));
