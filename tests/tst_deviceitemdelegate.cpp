@@ -216,10 +216,10 @@ private slots:
             paintedCard({{"profileCount", 3}, {"hasProfileCarousel", true}}, Qt::black);
         for (const int outward : {-3, 3}) {
             const QPoint c = (outward < 0 ? cardLeftArrowRect : cardRightArrowRect)(kCard).center();
-            // The arms start on the inner side, above and below the tip.
-            for (int dy : {-6, 6})
-                QVERIFY(qGreen(image.pixel(c.x() - outward, c.y() + dy)) >
-                        qGreen(image.pixel(c.x() + outward, c.y() + dy)) + 60);
+            // The arms start on the inner side, above and below the tip, which is on the outer.
+            for (int dy : {-6, 0, 6})
+                QVERIFY(qGreen(image.pixel(c.x() - (dy ? outward : -outward), c.y() + dy)) >
+                        qGreen(image.pixel(c.x() + (dy ? outward : -outward), c.y() + dy)) + 60);
         }
     }
 

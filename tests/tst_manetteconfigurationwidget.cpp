@@ -101,6 +101,8 @@ private slots:
         window.close();
         QVERIFY(window.isVisible() == (answer == "Rester") && dialogs.prompts().size() == 1);
         QCOMPARE(dialogs.prompts().first().title, QString("Modifications non enregistrées"));
+        ManetteConfigurationWidget alone; // its own window, with nothing to ask: it just closes
+        QVERIFY(alone.close() && dialogs.prompts().size() == 1);
     }
 };
 

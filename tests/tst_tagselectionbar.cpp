@@ -108,6 +108,7 @@ private slots:
         completer->setCompletionPrefix("ICK");
         Q_EMIT completer->activated(completer->currentCompletion());
         QCOMPARE(bar.selectedTags(), QStringList({"pad 2", "Stick Pro"}));
+        QCOMPARE(completer->completionCount(), 1); // what is left, offered whole again
         bar.setAvailableTags({"Pad 1", "Pad 3"}); // a controller comes, others go: it is offered
         QCOMPARE(model->stringList(), QStringList({"Pad 1", "Pad 3"}));
     }
