@@ -63,14 +63,12 @@ private slots:
         GamepadCalibration current = defaultCalibration(6, 0);
         Axis &before = current.axes[0];
         before.mode = wasTrigger ? AxisMode::Trigger : AxisMode::Bidirectional;
-        before.negativeRaw = -90;
-        before.curvePreset = Curve::Soft;
+        before.negativeRaw = -90, before.curvePreset = Curve::Soft;
         Axis settings = before;
         const bool trigger = expected.measured == "T";
         if (!expected.measured.isEmpty()) {
             settings.mode = trigger ? AxisMode::Trigger : AxisMode::Bidirectional;
-            settings.restRaw = expected.rest;
-            settings.deadzoneRadius = expected.deadzone;
+            settings.restRaw = expected.rest, settings.deadzoneRadius = expected.deadzone;
             settings.negativeRaw = expected.low;
             (trigger ? settings.activeRaw : settings.positiveRaw) = expected.high;
         }

@@ -48,8 +48,7 @@ public:
 static QStyleOptionViewItem optionFor(QWidget *widget = nullptr)
 {
     QStyleOptionViewItem option;
-    option.rect = kCard;
-    option.widget = widget;
+    option.rect = kCard, option.widget = widget;
     return option;
 }
 

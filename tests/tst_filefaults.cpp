@@ -25,8 +25,7 @@ static WriterCase writerCase(const QString &writer, const QString &base)
     const QString path = folder + "/a.json";
     const QJsonObject big{{"t", kLong}};
     GamepadProfileMeta meta;
-    meta.folder = folder;
-    meta.name = kLong;
+    meta.folder = folder, meta.name = kLong;
     OverlayDocument overlay;
     overlay.nodes << makeOverlayNode(ElementKind::Button, kLong);
     GamepadProfileInfo source; // copyProfileToRoot: the copied picture is the document

@@ -107,8 +107,7 @@ private slots:
         m_joysticks->backend.connectController(0, padIdentity(), 12, 0x0f);
         m_pad = std::make_unique<ControlManette>(0), m_pad->poll();
         QVERIFY(writeGamma(baseFile(), 1.5));
-        m_profile = makeProfile();
-        m_panel = std::make_unique<GamepadConfigWidget>();
+        m_profile = makeProfile(), m_panel = std::make_unique<GamepadConfigWidget>();
         m_panel->setDevice(m_pad.get()), m_panel->setProfile(m_profile);
     }
 

@@ -44,6 +44,8 @@ private slots:
         m_joysticks->backend.connectController(3, padIdentity("Another pad")), discover();
         QCOMPARE(takeEvents(), "changed added:3 changed");
         QCOMPARE(m_manager->gamepads().value(1)->name(), QStringLiteral("Another pad"));
+        delete m_manager, m_manager = GamepadManager::instance(); // a new one finds them at once
+        QCOMPARE(m_manager->gamepads().size(), 2);
     }
 
     // Auto-detecting, plugs are found; with auto-detection off nothing polls in the background.

@@ -166,8 +166,10 @@ private slots:
         QCOMPARE(m_overlay->pictureMessage(), "Impossible d’afficher l’image " + broken);
         const QRect said = message->geometry();
         QVERIFY((said.center() - m_overlay->rect().center()).manhattanLength() <= 1); // centred
+        m_overlay->resize(500, 400); // and again once resized
+        QVERIFY((message->geometry().center() - QPoint(249, 199)).manhattanLength() <= 1);
         QVERIFY(m_overlay->backgroundPixmap().isNull());
-        m_overlay->setBackgroundPicture(large);
+        m_overlay->resize(800, 600), m_overlay->setBackgroundPicture(large);
         // Placed at once, the pixels following from a worker.
         QCOMPARE(m_overlay->pictureSize(), QSize(6000, 6000));
         QCOMPARE(m_overlay->backgroundRect(), QRect(100, 0, 600, 600));

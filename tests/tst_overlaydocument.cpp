@@ -109,8 +109,7 @@ private slots:
         OverlayNode &cross = document.nodes[0];
         cross.geometry = QRectF(-0.1, 0.7, 0.3, 0.45);
         cross.sources[0].source = {true, "autre", 3, 7, "joy_6"};
-        cross.publishMode = PublishMode::Always;
-        cross.split = cross.freeAspect = true;
+        cross.publishMode = PublishMode::Always, cross.split = cross.freeAspect = true;
         QTemporaryDir dir;
         const QString profile = dir.filePath("profile"), outside = dir.filePath("outside");
         QVERIFY(QDir().mkpath(profile) && QDir().mkpath(outside) &&

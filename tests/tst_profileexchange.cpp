@@ -16,8 +16,7 @@ static GamepadProfileMeta seed(const QString &root, const QString &name, const Q
 {
     GamepadProfileMeta meta;
     meta.id = QUuid::createUuid(), meta.name = name;
-    meta.folder = root + '/' + meta.id.toString(QUuid::WithoutBraces);
-    meta.imageFile = imageFile;
+    meta.folder = root + '/' + meta.id.toString(QUuid::WithoutBraces), meta.imageFile = imageFile;
     const bool ok =
         writeBytes(meta.folder + '/' + imageFile, image) &&
         (overlay.isEmpty() || writeJsonFileAtomic(meta.folder + "/overlay.json", overlay, nullptr));

@@ -306,8 +306,7 @@ private slots:
         QVERIFY(writeBytes(basePath, R"({"type":"GamepadCalibration","axes":[{"restRaw":11}]})") &&
                 writeBytes(overridePath, overrideFile));
         GamepadProfileInfo profile;
-        profile.id = nullId ? QUuid() : QUuid::createUuid();
-        profile.folder = inConfig("p1");
+        profile.id = nullId ? QUuid() : QUuid::createUuid(), profile.folder = inConfig("p1");
         profile.calibrationMode = mode, profile.calibrationOverrideFile = "o.json";
         const ResolvedCalibration result = resolveCalibration(kPad, profile, 2, 3);
         QCOMPARE(result.overridePath, nullId ? "" : overridePath);

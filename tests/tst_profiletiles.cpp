@@ -15,8 +15,7 @@ class TestProfileTiles : public QObject
     GamepadProfileMeta profile(const QString &name, const QColor &colour, QSize size = {400, 200})
     {
         GamepadProfileMeta meta;
-        meta.name = name;
-        meta.imageFile = QStringLiteral("image.bmp");
+        meta.name = name, meta.imageFile = QStringLiteral("image.bmp");
         meta.folder = m_dir.filePath(name);
         QDir().mkpath(meta.folder);
         QImage picture(size, QImage::Format_RGB32);

@@ -37,8 +37,7 @@ class TestQuentaPlugin : public QObject
     {
         GamepadProfileMeta meta;
         meta.id = QUuid::createUuid(), meta.name = name;
-        meta.folder = sharedProfilesRoot() + '/' + name;
-        meta.deviceNames = QStringList{device};
+        meta.folder = sharedProfilesRoot() + '/' + name, meta.deviceNames = QStringList{device};
         const bool made = QDir().mkpath(meta.folder) && writeProfileMeta(&meta, nullptr);
         return made ? meta.id.toString(QUuid::WithoutBraces) : QString();
     }
