@@ -30,9 +30,10 @@ private slots:
             QCoreApplication::processEvents();
         }
         QCOMPARE(count.paints, 3);
-        // A gate wider than the axes' ±100 is drawn whole: the plane's corner stays outside it.
+        // A gate wider than the axes' ±100 is drawn whole with the ring of its hysteresis: the
+        // plane's corner stays outside it.
         const QRgb corner = preview.grab().toImage().pixel(6, 6);
-        preview.setGate({true, "gate_0", {}, 0, 1, 0, 0, 150.0});
+        preview.setGate({true, "gate_0", {}, 0, 1, 0, 0, 150.0, 50.0});
         QCOMPARE(preview.grab().toImage().pixel(6, 6), corner);
     }
 
@@ -158,6 +159,9 @@ private slots:
                                     "joy_2|inchange|0.0|-100.0|100.0|8.0|-"}));
         const GamepadCalibration proposed = dialog.proposedCalibration();
         QVERIFY(proposed.axes.at(0).restRaw == 54 && proposed.axes.at(0).negativeRaw == -70);
+        CalibrationMeasureDialog still(defaultCalibration(3, 0), {}); // nothing moved: told so
+        still.addSample(0, present, {}), still.addSample(2000, present, {}), still.finishMotion();
+        QVERIFY(still.findChild<QLabel *>("measureInstructions")->text().startsWith("Aucun axe"));
     }
 };
 
