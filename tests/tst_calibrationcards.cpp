@@ -136,6 +136,8 @@ private slots:
         new GamepadButtonCalibrationWidget(0, sent.value<ButtonSettings>(), &shown);
         QCOMPARE(shown.findChild<QWidget *>(QTest::currentDataTag())->property(property).toDouble(),
                  value);
+        QCOMPARE(cards.findChild<QLabel *>("summaryLabel")->text(), // summed up alike
+                 shown.findChild<QLabel *>("summaryLabel")->text());
     }
 
     // Fields: enabled, press, release, debounce, repeat on press, on release, delay, interval.
