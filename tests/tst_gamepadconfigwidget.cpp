@@ -518,8 +518,10 @@ private slots:
         button("Mesurer…")->click(); // axis 0 rests at 54 and travels -70..100
         QPointer<CalibrationMeasureDialog> dialog = m_panel->measureDialog();
         QCOMPARE(unplacedWidgets(dialog), QStringList());
-        for (qint64 t = 0; t <= CalibrationMeasureDialog::kRestDurationMs; t += 100)
-            dialog->addSample(t, {true, true}, {54.0, 0.0});
+        qint64 now = 0; // the rest fed by the panel, timed by the controller's polls
+        m_pad->setClockSource([&now] { return now; }), m_joysticks->backend.setAxis(0, 0, 54.0);
+        for (; now <= CalibrationMeasureDialog::kRestDurationMs; now += 100)
+            m_pad->poll(), m_panel->updateLiveValues();
         for (double x : {-70.0, 100.0, 54.0})
             dialog->addSample(3000, {true, true}, {x, 0.0});
         dialog->finishMotion();
